@@ -1,0 +1,78 @@
+// The calling thread's last error, and the codes that the agent tells apart or that the layer reports.
+//
+// An operation that fails sets the code; one that succeeds leaves it, unless its own contract says otherwise
+// (CreateMutexW, CreateFileW). Each thread has its own.
+#pragma once
+
+#include "win32/types.h"
+
+#ifndef _WIN32
+
+#define ERROR_SUCCESS 0U
+#define NO_ERROR 0U
+#define ERROR_INVALID_FUNCTION 1U
+#define ERROR_FILE_NOT_FOUND 2U
+#define ERROR_PATH_NOT_FOUND 3U
+#define ERROR_TOO_MANY_OPEN_FILES 4U
+#define ERROR_ACCESS_DENIED 5U
+#define ERROR_INVALID_HANDLE 6U
+#define ERROR_NOT_ENOUGH_MEMORY 8U
+#define ERROR_WRITE_PROTECT 19U
+#define ERROR_GEN_FAILURE 31U
+#define ERROR_SHARING_VIOLATION 32U
+#define ERROR_HANDLE_EOF 38U
+#define ERROR_HANDLE_DISK_FULL 39U
+#define ERROR_NOT_SUPPORTED 50U
+#define ERROR_FILE_EXISTS 80U
+#define ERROR_INVALID_PARAMETER 87U
+#define ERROR_BROKEN_PIPE 109U
+#define ERROR_DISK_FULL 112U
+#define ERROR_SEM_TIMEOUT 121U
+#define ERROR_INSUFFICIENT_BUFFER 122U
+#define ERROR_INVALID_NAME 123U
+#define ERROR_MOD_NOT_FOUND 126U
+#define ERROR_PROC_NOT_FOUND 127U
+#define ERROR_DIR_NOT_EMPTY 145U
+#define ERROR_BAD_PATHNAME 161U
+#define ERROR_BUSY 170U
+#define ERROR_ALREADY_EXISTS 183U
+#define ERROR_BAD_EXE_FORMAT 193U
+#define ERROR_FILENAME_EXCED_RANGE 206U
+#define ERROR_BAD_PIPE 230U
+#define ERROR_PIPE_BUSY 231U
+#define ERROR_NO_DATA 232U
+#define ERROR_PIPE_NOT_CONNECTED 233U
+#define ERROR_MORE_DATA 234U
+#define WAIT_TIMEOUT 258U
+#define ERROR_NO_MORE_ITEMS 259U
+#define ERROR_NOT_OWNER 288U
+#define ERROR_PIPE_CONNECTED 535U
+#define ERROR_ELEVATION_REQUIRED 740U
+#define ERROR_IO_DEVICE 1117U
+#define ERROR_CANCELLED 1223U
+#define ERROR_NOT_FOUND 1168U
+#define ERROR_TOO_MANY_LINKS 1142U
+#define ERROR_INVALID_WINDOW_HANDLE 1400U
+#define ERROR_CANNOT_FIND_WND_CLASS 1407U
+#define ERROR_CLASS_ALREADY_EXISTS 1410U
+#define ERROR_CLASS_DOES_NOT_EXIST 1411U
+#define ERROR_NOT_ENOUGH_QUOTA 1816U
+#define ERROR_TIMEOUT 1460U
+
+#define S_OK (static_cast<HRESULT>(0))
+#define S_FALSE (static_cast<HRESULT>(1))
+#define E_NOTIMPL (static_cast<HRESULT>(0x80004001U))
+#define E_NOINTERFACE (static_cast<HRESULT>(0x80004002U))
+#define E_POINTER (static_cast<HRESULT>(0x80004003U))
+#define E_FAIL (static_cast<HRESULT>(0x80004005U))
+#define E_ACCESSDENIED (static_cast<HRESULT>(0x80070005U))
+#define E_OUTOFMEMORY (static_cast<HRESULT>(0x8007000EU))
+#define E_INVALIDARG (static_cast<HRESULT>(0x80070057U))
+#define REGDB_E_CLASSNOTREG (static_cast<HRESULT>(0x80040154U))
+
+extern "C" {
+DWORD WINAPI GetLastError();
+void WINAPI SetLastError(DWORD code);
+}
+
+#endif

@@ -1,0 +1,35 @@
+// For tests only: what the next calls of the layer's operations answer, and what was asked of them.
+//
+// The mechanism is compiled into the test build of the layer alone (WIN32_SCRIPTED); the library that ships has no
+// trace of it. Operations are known by their Windows names ("CreateMutexW"). All calls may come from any thread.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "win32/types.h"
+
+namespace win32::script {
+
+// Makes a later call of `operation` fail with `code`, after `after` calls of it have gone through. Codes queue up:
+// calling this twice makes two calls fail. `code` is what GetLastError gives, or, for operations that return an
+// error code or an HRESULT, what they return.
+void failNext(const std::string& operation, DWORD code, unsigned after = 0);
+
+// Replaces the waiting of Sleep: `answer` gets the milliseconds asked for and runs in place of the pause, on the
+// thread that sleeps. An empty function gives the real pause back.
+void answerSleep(std::function<void(DWORD)> answer);
+
+// Replaces the system clock that GetSystemTimeAsFileTime reads: `answer` gives 100 ns ticks since 1601-01-01 UTC.
+void answerClock(std::function<ULONGLONG()> answer);
+
+// What was asked of `operation` since the last reset, oldest first, one text a call: its arguments in UTF-8, in
+// their order, divided by '|'. Only operations whose effect lies outside of the process are recorded; each header
+// says so ("recorded").
+std::vector<std::string> calls(const std::string& operation);
+
+// Forgets all of the above.
+void reset();
+
+}  // namespace win32::script

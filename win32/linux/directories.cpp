@@ -1,0 +1,88 @@
+#include "linux/directories.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "linux/errno_code.h"
+#include "win32/error.h"
+
+namespace win32 {
+
+namespace {
+
+constexpr const char* folder = "zelmo-dockset";
+
+std::string environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+// In a directory that everybody may write, somebody else may have been first with our name.
+bool isOursAlone(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return failWithErrno(errno);
+    }
+    if (!S_ISDIR(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & 077U) != 0) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool makeDirectories(const std::string& path, unsigned mode) {
+    if (mkdir(path.c_str(), mode) == 0 || errno == EEXIST) {
+        return true;
+    }
+    const std::size_t slash = path.rfind('/');
+    if (errno != ENOENT || slash == std::string::npos || slash == 0) {
+        return failWithErrno(errno);
+    }
+    if (!makeDirectories(path.substr(0, slash), mode)) {
+        return false;
+    }
+    return mkdir(path.c_str(), mode) == 0 || errno == EEXIST || failWithErrno(errno);
+}
+
+std::string sessionDirectory() {
+    const std::string runtime = environment("XDG_RUNTIME_DIR");
+    std::string path;
+    if (!runtime.empty() && runtime.front() == '/') {
+        path = runtime + "/" + folder;
+    } else {
+        const std::string temporary = environment("TMPDIR");
+        path = (temporary.empty() ? "/tmp" : temporary) + "/" + folder + "-" + std::to_string(geteuid());
+    }
+    return makeDirectories(path, 0700) && isOursAlone(path) ? path : std::string();
+}
+
+std::string sessionDirectory(const std::string& name) {
+    const std::string parent = sessionDirectory();
+    if (parent.empty()) {
+        return {};
+    }
+    const std::string path = parent + "/" + name;
+    return makeDirectories(path, 0700) ? path : std::string();
+}
+
+std::string homeDirectory() {
+    const std::string home = environment("HOME");
+    if (!home.empty()) {
+        return home;
+    }
+    const passwd* const user = getpwuid(geteuid());
+    return user == nullptr ? std::string("/") : std::string(user->pw_dir);
+}
+
+std::string baseDirectory(const char* variable, const std::string& fallback) {
+    const std::string value = environment(variable);
+    return !value.empty() && value.front() == '/' ? value : homeDirectory() + "/" + fallback;
+}
+
+}  // namespace win32

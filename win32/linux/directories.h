@@ -1,0 +1,26 @@
+// Where the layer keeps what it shares between processes.
+#pragma once
+
+#include <string>
+
+namespace win32 {
+
+// The session's place for sockets and locks: a folder of ours below XDG_RUNTIME_DIR, or, without that, one of the
+// user's own below the temporary directory. Made with mode 0700 when missing. Empty, with the last error set, if it
+// can't be made or is not a directory that belongs to this user alone. No slash at its end.
+std::string sessionDirectory();
+
+// The same, with a folder `name` in it.
+std::string sessionDirectory(const std::string& name);
+
+// Makes `path` with its missing parents, each with `mode`; false with the last error set if it isn't there then.
+bool makeDirectories(const std::string& path, unsigned mode);
+
+// The user's home: HOME, or the password file's when that isn't set.
+std::string homeDirectory();
+
+// A base directory of the XDG specification: the variable if it holds an absolute path, else `fallback` below the
+// user's home.
+std::string baseDirectory(const char* variable, const std::string& fallback);
+
+}  // namespace win32

@@ -1,0 +1,14 @@
+// From the error numbers of Linux to those of the operations.
+#pragma once
+
+#include "win32/types.h"
+
+namespace win32 {
+
+// The Windows code that says the same as the `errno` value; ERROR_GEN_FAILURE if none does.
+DWORD codeOfErrno(int error);
+
+// Sets the last error to that code; gives false, so that an operation can return it.
+bool failWithErrno(int error);
+
+}  // namespace win32

@@ -1,0 +1,140 @@
+#include "win32/kernel.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <string>
+#include <string_view>
+
+#include "linux/scripted.h"
+#include "linux/text.h"
+
+namespace {
+
+// How late Windows' scheduler may end a sleep: one tick of its timer, less the millisecond that was asked for.
+constexpr unsigned long sleepSlackNanoseconds = 14'600'000;
+constexpr ULONGLONG ticksFrom1601To1970 = 116'444'736'000'000'000ULL;
+constexpr ULONGLONG ticksPerSecond = 10'000'000ULL;
+
+// A program that was started with its standard input closed or on a terminal would otherwise hand that on to
+// libraries that read it.
+void useNullAsStandardInput() {
+    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (null > STDIN_FILENO) {
+        dup2(null, STDIN_FILENO);
+        close(null);
+    }
+}
+
+[[maybe_unused]] const bool standardInputIsNull = (useNullAsStandardInput(), true);
+
+BOOL WINAPI setDefaultDllDirectories(DWORD /*directories*/) {
+    // The dynamic linker of Linux never looks into the working directory, so there is nothing to restrict.
+    return TRUE;
+}
+
+HMODULE kernelModule() { return reinterpret_cast<HMODULE>(static_cast<ULONG_PTR>(0x10000)); }
+
+}  // namespace
+
+void WINAPI Sleep(DWORD milliseconds) {
+#ifdef WIN32_SCRIPTED
+    if (win32::script::takeSleep(milliseconds)) {
+        return;
+    }
+#endif
+    // The slack is the thread's, and exec hands it on: it stands for the length of the sleep only.
+    const int usual = prctl(PR_GET_TIMERSLACK);
+    prctl(PR_SET_TIMERSLACK, sleepSlackNanoseconds);
+    timespec until{};
+    clock_gettime(CLOCK_MONOTONIC, &until);
+    const ULONGLONG nanoseconds = static_cast<ULONGLONG>(until.tv_nsec) + (milliseconds % 1000U) * 1'000'000ULL;
+    until.tv_sec += static_cast<time_t>(milliseconds / 1000U + nanoseconds / 1'000'000'000ULL);
+    until.tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000ULL);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+    }
+    prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(usual));
+}
+
+void WINAPI GetSystemTimeAsFileTime(FILETIME* time) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    ULONGLONG ticks = ticksFrom1601To1970 + static_cast<ULONGLONG>(now.tv_sec) * ticksPerSecond +
+                      static_cast<ULONGLONG>(now.tv_nsec) / 100U;
+#ifdef WIN32_SCRIPTED
+    ticks = win32::script::takeClock().value_or(ticks);
+#endif
+    time->dwLowDateTime = static_cast<DWORD>(ticks);
+    time->dwHighDateTime = static_cast<DWORD>(ticks >> 32U);
+}
+
+BOOL WINAPI FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime) {
+    const ULONGLONG ticks = (static_cast<ULONGLONG>(fileTime->dwHighDateTime) << 32U) | fileTime->dwLowDateTime;
+    if ((ticks >> 63U) != 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    const auto seconds = static_cast<time_t>(ticks / ticksPerSecond) -
+                         static_cast<time_t>(ticksFrom1601To1970 / ticksPerSecond);
+    tm date{};
+    gmtime_r(&seconds, &date);
+    *systemTime = {static_cast<WORD>(date.tm_year + 1900), static_cast<WORD>(date.tm_mon + 1),
+                   static_cast<WORD>(date.tm_wday),        static_cast<WORD>(date.tm_mday),
+                   static_cast<WORD>(date.tm_hour),        static_cast<WORD>(date.tm_min),
+                   static_cast<WORD>(date.tm_sec),         static_cast<WORD>(ticks / 10'000U % 1000U)};
+    return TRUE;
+}
+
+DWORD WINAPI GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
+DWORD WINAPI GetCurrentThreadId() { return static_cast<DWORD>(gettid()); }
+
+HMODULE WINAPI GetModuleHandleW(LPCWSTR name) {
+    WIN32_MAY_FAIL("GetModuleHandleW", nullptr);
+    if (name == nullptr) {
+        return reinterpret_cast<HMODULE>(static_cast<ULONG_PTR>(0x400000));
+    }
+    if (std::u16string_view(name) == u"kernel32") {
+        return kernelModule();
+    }
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return nullptr;
+}
+
+FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) {
+    WIN32_MAY_FAIL("GetProcAddress", nullptr);
+    if (module == kernelModule() && std::string_view(name) == "SetDefaultDllDirectories") {
+        return reinterpret_cast<FARPROC>(setDefaultDllDirectories);
+    }
+    SetLastError(ERROR_PROC_NOT_FOUND);
+    return nullptr;
+}
+
+DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) {
+    WIN32_MAY_FAIL("GetModuleFileNameW", 0);
+    if (module != nullptr && module != GetModuleHandleW(nullptr)) {
+        SetLastError(ERROR_MOD_NOT_FOUND);
+        return 0;
+    }
+    std::array<char, 4096> target{};
+    const ssize_t length = readlink("/proc/self/exe", target.data(), target.size());
+    if (length <= 0 || size == 0) {
+        SetLastError(length <= 0 ? ERROR_FILE_NOT_FOUND : ERROR_INSUFFICIENT_BUFFER);
+        return 0;
+    }
+    const WideString path = win32::toWide({target.data(), static_cast<std::size_t>(length)});
+    const std::size_t copied = std::min<std::size_t>(path.size(), size - 1);
+    std::copy_n(path.data(), copied, buffer);
+    buffer[copied] = 0;
+    if (copied < path.size()) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return size;
+    }
+    return static_cast<DWORD>(copied);
+}

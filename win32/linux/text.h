@@ -1,0 +1,20 @@
+// Between the wide text of the operations and the bytes that Linux takes.
+//
+// Both ways are total and give back what they got: a byte that isn't UTF-8 stands as the lone surrogate U+DC00 plus
+// the byte, so that a file name in any encoding survives the round trip. Any thread.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "win32/types.h"
+
+namespace win32 {
+
+std::string toBytes(std::u16string_view text);
+WideString toWide(std::string_view bytes);
+
+// A path as Linux takes it: both separators become '/'.
+std::string toNativePath(std::u16string_view path);
+
+}  // namespace win32
