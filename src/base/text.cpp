@@ -15,9 +15,7 @@ bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
 void appendUtf8(char32_t point, std::string& out) {
-    const auto continuation = [&](unsigned shift) {
-        out += static_cast<char>(0x80U | ((point >> shift) & 0x3FU));
-    };
+    const auto continuation = [&](unsigned shift) { out += static_cast<char>(0x80U | ((point >> shift) & 0x3FU)); };
     if (point < 0x80) {
         out += static_cast<char>(point);
         return;
@@ -70,17 +68,15 @@ WideString widen(std::string_view text) {
 
 WideString toLower(WideView text) {
     WideString out(text);
-    std::transform(out.begin(), out.end(), out.begin(), [](WCHAR unit) {
-        return static_cast<WCHAR>(std::towlower(static_cast<std::wint_t>(unit)));
-    });
+    std::transform(out.begin(), out.end(), out.begin(),
+                   [](WCHAR unit) { return static_cast<WCHAR>(std::towlower(static_cast<std::wint_t>(unit))); });
     return out;
 }
 
 std::string toLower(std::string_view text) {
     std::string out(text);
-    std::transform(out.begin(), out.end(), out.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
+    std::transform(out.begin(), out.end(), out.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     return out;
 }
 

@@ -81,8 +81,8 @@ BOOL WINAPI FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTim
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    const auto seconds = static_cast<time_t>(ticks / ticksPerSecond) -
-                         static_cast<time_t>(ticksFrom1601To1970 / ticksPerSecond);
+    const auto seconds =
+        static_cast<time_t>(ticks / ticksPerSecond) - static_cast<time_t>(ticksFrom1601To1970 / ticksPerSecond);
     tm date{};
     gmtime_r(&seconds, &date);
     *systemTime = {static_cast<WORD>(date.tm_year + 1900), static_cast<WORD>(date.tm_mon + 1),

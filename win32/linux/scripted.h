@@ -19,18 +19,18 @@ std::optional<ULONGLONG> takeClock();
 }  // namespace win32::script
 
 // First statement of an operation that reports through GetLastError.
-#define WIN32_MAY_FAIL(operation, failure)                                 \
-    if (const auto scripted = win32::script::takeFailure(operation)) {     \
-        SetLastError(*scripted);                                           \
-        return failure;                                                    \
-    }                                                                      \
+#define WIN32_MAY_FAIL(operation, failure)                             \
+    if (const auto scripted = win32::script::takeFailure(operation)) { \
+        SetLastError(*scripted);                                       \
+        return failure;                                                \
+    }                                                                  \
     static_assert(true)
 
 // First statement of an operation that returns its error code (LSTATUS, HRESULT, CONFIGRET).
-#define WIN32_MAY_RETURN(operation, type)                                  \
-    if (const auto scripted = win32::script::takeFailure(operation)) {     \
-        return static_cast<type>(*scripted);                               \
-    }                                                                      \
+#define WIN32_MAY_RETURN(operation, type)                              \
+    if (const auto scripted = win32::script::takeFailure(operation)) { \
+        return static_cast<type>(*scripted);                           \
+    }                                                                  \
     static_assert(true)
 
 #define WIN32_RECORD(operation, arguments) win32::script::record(operation, arguments)

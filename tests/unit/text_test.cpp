@@ -1,0 +1,3 @@
+#include "base/text.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,80 @@
+#include "linux/autostart.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "linux/command_line.h"
+#include "linux/directories.h"
+#include "linux/whole_file.h"
+
+namespace win32 {
+
+namespace {
+
+std::string entryPath(const std::string& name) {
+    std::string file = name;
+    std::replace(file.begin(), file.end(), '/', '_');
+    return baseDirectory("XDG_CONFIG_HOME", ".config") + "/autostart/" + file + ".desktop";
+}
+
+// An argument of the Exec key: quoted by its rules, and then escaped once more as a value of type string.
+std::string quotedArgument(const std::string& argument) {
+    std::string quoted = "\"";
+    for (const char c : argument) {
+        switch (c) {
+            case '"':
+            case '`':
+            case '$':
+                quoted += "\\\\";
+                quoted += c;
+                break;
+            case '\\':
+                quoted += "\\\\\\\\";
+                break;
+            case '%':
+                quoted += "%%";
+                break;
+            case '\n':
+                quoted += "\\n";
+                break;
+            default:
+                quoted += c;
+        }
+    }
+    return quoted + "\"";
+}
+
+std::string escapedValue(const std::string& value) {
+    std::string escaped;
+    for (const char c : value) {
+        escaped += c == '\\' ? "\\\\" : c == '\n' ? "\\n" : std::string(1, c);
+    }
+    return escaped;
+}
+
+}  // namespace
+
+bool writeAutostartEntry(const std::string& name, const std::string& commandLine) {
+    auto arguments = splitArguments(commandLine);
+    if (arguments.empty()) {
+        return removeAutostartEntry(name);
+    }
+    std::replace(arguments[0].begin(), arguments[0].end(), '\\', '/');
+    arguments[0] = resolveProgram(arguments[0]);
+    std::string exec;
+    for (const std::string& argument : arguments) {
+        exec += (exec.empty() ? "" : " ") + quotedArgument(argument);
+    }
+    const std::string path = entryPath(name);
+    return makeDirectories(path.substr(0, path.rfind('/')), 0755) &&
+           replaceWholeFile(path, "[Desktop Entry]\nType=Application\nName=" + escapedValue(name) + "\nExec=" + exec +
+                                      "\nTerminal=false\nStartupNotify=false\n");
+}
+
+bool removeAutostartEntry(const std::string& name) {
+    return unlink(entryPath(name).c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+}
+
+}  // namespace win32

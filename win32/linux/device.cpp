@@ -1,0 +1,241 @@
+#include "win32/device.h"
+
+#include <strings.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "linux/handle.h"
+#include "linux/portable_device_manager.h"
+#include "linux/portable_devices.h"
+#include "linux/scripted.h"
+#include "linux/text.h"
+#include "win32/kernel.h"
+
+namespace win32 {
+
+namespace {
+
+// The devices of the latest look. Questions about one device of it don't go round the whole system again.
+class LatestLook {
+public:
+    void replace(const std::vector<PortableDevice>& devices) {
+        const std::lock_guard lock(mutex_);
+        devices_ = devices;
+    }
+
+    // The device that `matches`, if it is still connected; one that the latest look hadn't seen is looked for.
+    template <typename Predicate>
+    std::optional<PortableDevice> find(Predicate matches) {
+        const std::lock_guard lock(mutex_);
+        auto found = std::find_if(devices_.begin(), devices_.end(), matches);
+        if (found == devices_.end()) {
+            devices_.clear();
+            findPortableDevices(devices_);
+            found = std::find_if(devices_.begin(), devices_.end(), matches);
+        }
+        const bool present = found != devices_.end() && access(found->systemPath.c_str(), F_OK) == 0;
+        return present ? std::optional(*found) : std::nullopt;
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<PortableDevice> devices_;
+};
+
+// Never destroyed: the scanner's thread may still look while statics go.
+LatestLook& latestLook() {
+    static auto* const look = new LatestLook;
+    return *look;
+}
+
+bool sameText(std::u16string_view a, std::u16string_view b) {
+    return strcasecmp(toBytes(a).c_str(), toBytes(b).c_str()) == 0;
+}
+
+bool sameKey(const DEVPROPKEY& a, const DEVPROPKEY& b) { return a.fmtid == b.fmtid && a.pid == b.pid; }
+
+// A device node's number is made from its identifier, so that it means the same node at each look.
+DEVINST nodeNumber(const PortableDevice& device) {
+    const auto hash = static_cast<DEVINST>(std::hash<std::u16string>{}(device.instanceId));
+    return hash == 0 ? 1 : hash;
+}
+
+CONFIGRET giveProperty(const WideString& value, DEVPROPTYPE itsType, DEVPROPTYPE* type, PBYTE buffer, PULONG size) {
+    const auto needed = static_cast<ULONG>((value.size() + 1) * sizeof(WCHAR));
+    *type = itsType;
+    const ULONG offered = std::exchange(*size, needed);
+    if (offered < needed) {
+        return CR_BUFFER_SMALL;
+    }
+    std::memcpy(buffer, value.c_str(), needed);
+    return CR_SUCCESS;
+}
+
+class DeviceInfoSet : public Object {
+public:
+    explicit DeviceInfoSet(std::vector<PortableDevice> devices) : devices_(std::move(devices)) {}
+    const std::vector<PortableDevice>& devices() const { return devices_; }
+
+private:
+    std::vector<PortableDevice> devices_;
+};
+
+LPWSTR copyForCaller(const WideString& text) {
+    const std::size_t bytes = (text.size() + 1) * sizeof(WCHAR);
+    void* const memory = CoTaskMemAlloc(bytes);
+    return memory == nullptr ? nullptr : static_cast<LPWSTR>(std::memcpy(memory, text.c_str(), bytes));
+}
+
+class PortableDeviceManager final : public IPortableDeviceManager {
+public:
+    HRESULT QueryInterface(REFIID interfaceId, void** object) override {
+        if (!(interfaceId == IID_IUnknown) && !(interfaceId == IID_IPortableDeviceManager)) {
+            *object = nullptr;
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        *object = static_cast<IPortableDeviceManager*>(this);
+        return S_OK;
+    }
+
+    ULONG AddRef() override { return ++references_; }
+
+    ULONG Release() override {
+        const ULONG left = --references_;
+        if (left == 0) {
+            delete this;
+        }
+        return left;
+    }
+
+    HRESULT GetDevices(LPWSTR* deviceIds, DWORD* count) override {
+        WIN32_MAY_RETURN("IPortableDeviceManager::GetDevices", HRESULT);
+        std::vector<PortableDevice> devices;
+        if (count == nullptr) {
+            return E_POINTER;
+        }
+        if (deviceIds == nullptr || devices_.empty()) {
+            if (!findPortableDevices(devices)) {
+                return E_FAIL;
+            }
+            latestLook().replace(devices);
+            devices_ = std::move(devices);
+        }
+        if (deviceIds == nullptr) {
+            *count = static_cast<DWORD>(devices_.size());
+            return S_OK;
+        }
+        return fill(deviceIds, count);
+    }
+
+private:
+    HRESULT fill(LPWSTR* deviceIds, DWORD* count) const {
+        const auto given = static_cast<DWORD>(std::min<std::size_t>(*count, devices_.size()));
+        for (DWORD i = 0; i < given; ++i) {
+            deviceIds[i] = copyForCaller(devices_[i].interfacePath);
+            if (deviceIds[i] == nullptr) {
+                std::for_each(deviceIds, deviceIds + i, CoTaskMemFree);
+                *count = 0;
+                return E_OUTOFMEMORY;
+            }
+        }
+        const bool all = given == devices_.size();
+        *count = given;
+        return all ? S_OK : S_FALSE;
+    }
+
+    std::atomic<ULONG> references_{1};
+    std::vector<PortableDevice> devices_;  // between the call that counts and the one that fills
+};
+
+}  // namespace
+
+HRESULT createPortableDeviceManager(REFIID interfaceId, void** object) {
+    auto* const manager = new PortableDeviceManager;
+    const HRESULT result = manager->QueryInterface(interfaceId, object);
+    manager->Release();
+    return result;
+}
+
+}  // namespace win32
+
+using win32::DeviceInfoSet;
+using win32::PortableDevice;
+
+CONFIGRET WINAPI CM_Get_Device_Interface_PropertyW(LPCWSTR path, const DEVPROPKEY* key, DEVPROPTYPE* type, PBYTE buffer,
+                                                   PULONG size, ULONG /*flags*/) {
+    WIN32_MAY_RETURN("CM_Get_Device_Interface_PropertyW", CONFIGRET);
+    const auto device = win32::latestLook().find(
+        [&](const PortableDevice& candidate) { return win32::sameText(candidate.interfacePath, path); });
+    if (!device) {
+        return CR_NO_SUCH_DEVICE_INTERFACE;
+    }
+    return win32::sameKey(*key, DEVPKEY_Device_InstanceId)
+               ? win32::giveProperty(device->instanceId, DEVPROP_TYPE_STRING, type, buffer, size)
+               : CR_NO_SUCH_VALUE;
+}
+
+CONFIGRET WINAPI CM_Get_DevNode_PropertyW(DEVINST node, const DEVPROPKEY* key, DEVPROPTYPE* type, PBYTE buffer,
+                                          PULONG size, ULONG /*flags*/) {
+    WIN32_MAY_RETURN("CM_Get_DevNode_PropertyW", CONFIGRET);
+    const auto device =
+        win32::latestLook().find([&](const PortableDevice& candidate) { return win32::nodeNumber(candidate) == node; });
+    if (!device) {
+        return CR_INVALID_DEVNODE;
+    }
+    if (!win32::sameKey(*key, DEVPKEY_Device_TransportRelations) || device->transportRelations.empty()) {
+        return CR_NO_SUCH_VALUE;
+    }
+    WideString list;
+    for (const WideString& relation : device->transportRelations) {
+        list += relation + WCHAR{0};
+    }
+    return win32::giveProperty(list, DEVPROP_TYPE_STRING_LIST, type, buffer, size);
+}
+
+HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* interfaceClass, LPCWSTR enumerator, HWND /*parent*/, DWORD /*flags*/) {
+    WIN32_MAY_FAIL("SetupDiGetClassDevsW", INVALID_HANDLE_VALUE);
+    if (interfaceClass == nullptr || enumerator == nullptr || !(*interfaceClass == GUID_DEVINTERFACE_WPD)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    const auto device = win32::latestLook().find(
+        [&](const PortableDevice& candidate) { return win32::sameText(candidate.instanceId, enumerator); });
+    std::vector<PortableDevice> devices;
+    if (device) {
+        devices.push_back(*device);
+    }
+    return win32::openHandle(std::make_shared<DeviceInfoSet>(std::move(devices)));
+}
+
+BOOL WINAPI SetupDiEnumDeviceInfo(HDEVINFO set, DWORD index, PSP_DEVINFO_DATA device) {
+    WIN32_MAY_FAIL("SetupDiEnumDeviceInfo", FALSE);
+    const auto object = win32::objectAs<DeviceInfoSet>(set);
+    if (!object) {
+        return FALSE;
+    }
+    if (device->cbSize != sizeof(SP_DEVINFO_DATA)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    if (index >= object->devices().size()) {
+        SetLastError(ERROR_NO_MORE_ITEMS);
+        return FALSE;
+    }
+    device->ClassGuid = GUID_DEVINTERFACE_WPD;
+    device->DevInst = win32::nodeNumber(object->devices()[index]);
+    return TRUE;
+}
+
+BOOL WINAPI SetupDiDestroyDeviceInfoList(HDEVINFO set) {
+    return win32::objectAs<DeviceInfoSet>(set) ? CloseHandle(set) : FALSE;
+}

@@ -1,0 +1,41 @@
+// A hive of the registry as it lies on the disk.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "win32/types.h"
+
+namespace win32 {
+
+struct RegistryValue {
+    std::string name;  // as it was given; the maps' keys are folded
+    DWORD type = 0;
+    std::vector<BYTE> data;
+};
+
+struct RegistryKeyContent {
+    std::string path;  // as it was given
+    std::map<std::string, RegistryValue> values;
+};
+
+using RegistryContent = std::map<std::string, RegistryKeyContent>;
+
+enum class Hive { currentUser, localMachine };
+
+// The hive's content; an absent file is an empty hive. Gives an error code. A file that can't be understood reads as
+// empty too.
+LSTATUS readHive(Hive hive, RegistryContent& content);
+
+// Reads the hive, lets `change` alter it and writes it back, all under the hive's lock. `change` gives an error code;
+// nothing is written unless that is ERROR_SUCCESS. A file that couldn't be understood is first kept under another
+// name, since its content would be lost.
+LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& change);
+
+// The form in which names are compared: ASCII letters in lower case.
+std::string foldName(std::string name);
+
+}  // namespace win32
