@@ -1,1 +1,75 @@
-int main() { return 0; }
+// The entry function: makes every process-wide object, starts what runs, and lets go of it all in order.
+
+#include <cstdint>
+#include <memory>
+#include <thread>
+
+#include "agent/agent.h"
+#include "agent/log.h"
+#include "agent/main_loop.h"
+#include "agent/pipe_client.h"
+#include "base/handle.h"
+#include "base/object_names.h"
+#include "device/scanner.h"
+#include "settings/app_settings.h"
+#include "win32/kernel.h"
+#include "win32/mutex.h"
+
+namespace {
+
+// Libraries come from the system and from beside the executable only. Nearly all are loaded at their first use, which
+// is after this.
+void restrictLibrarySearch() {
+    using SetDirectories = BOOL(WINAPI*)(DWORD);
+    const FARPROC found = GetProcAddress(GetModuleHandleW(W("kernel32")), "SetDefaultDllDirectories");
+    if (found != nullptr) {
+        const auto setDirectories = reinterpret_cast<SetDirectories>(reinterpret_cast<void*>(found));
+        setDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_APPLICATION_DIR);
+    }
+}
+
+void stopScanner(device::ScannerContext& context, std::thread& scanner) {
+    context.stopFlag.exchange(true);
+    if (scanner.joinable()) {
+        agent::logLine("joining scanner thread");
+        scanner.join();
+    }
+}
+
+// From the first look at the settings to the end of the last thread that was started here.
+std::int32_t runAgent(const agent::ZelmoDocksetAgent& zelmoDocksetAgent) {
+    device::ScannerContext context;
+    context.settings = dockset::AppSettings::instance();
+    std::thread scanner([&context] { device::scannerMain(context); });
+    agent::logLine("Started listening for devices");
+    const std::int32_t exitCode = agent::runMainLoop(zelmoDocksetAgent);
+    if (!agent::sendPipeMessage(base::applicationPipeName, agent::quitMessage, nullptr)) {
+        agent::logLine("Failed to send piped message, QUIT");
+    }
+    stopScanner(context, scanner);
+    return exitCode;
+}
+
+std::int32_t runSingleInstance(HINSTANCE instance) {
+    const base::Handle singleInstance(CreateMutexW(nullptr, FALSE, base::agentMutexName));
+    if (GetLastError() == ERROR_ALREADY_EXISTS) {
+        agent::logLine("Another instance is running. Exiting.");
+        return 0;
+    }
+    const auto zelmoDocksetAgent = agent::ZelmoDocksetAgent::create();
+    if (!zelmoDocksetAgent->init(instance)) {
+        agent::logLine("Failed to initialize agent.");
+        return 0;
+    }
+    return runAgent(*zelmoDocksetAgent);
+}
+
+}  // namespace
+
+int main() {
+    restrictLibrarySearch();
+    const auto log = agent::createLog();
+    const auto receiver = std::make_shared<agent::AgentLogReceiver>(log);
+    base::globalLogReceiver().publish(receiver);
+    return runSingleInstance(GetModuleHandleW(nullptr));
+}

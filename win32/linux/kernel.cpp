@@ -110,7 +110,7 @@ HMODULE WINAPI GetModuleHandleW(LPCWSTR name) {
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) {
     WIN32_MAY_FAIL("GetProcAddress", nullptr);
     if (module == kernelModule() && std::string_view(name) == "SetDefaultDllDirectories") {
-        return reinterpret_cast<FARPROC>(setDefaultDllDirectories);
+        return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(setDefaultDllDirectories));
     }
     SetLastError(ERROR_PROC_NOT_FOUND);
     return nullptr;

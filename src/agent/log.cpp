@@ -1,0 +1,57 @@
+#include "agent/log.h"
+
+#include <algorithm>
+#include <boost/filesystem/operations.hpp>
+#include <iomanip>
+#include <sstream>
+
+#include "base/paths.h"
+#include "platform/directories.h"
+#include "win32/kernel.h"
+
+namespace agent {
+
+namespace {
+
+// UTC in whole seconds, as it may stand in a file's name.
+std::string timeStamp() {
+    FILETIME now{};
+    SYSTEMTIME date{};
+    GetSystemTimeAsFileTime(&now);
+    if (FileTimeToSystemTime(&now, &date) == FALSE) {
+        return "1970_01_01T00_00_01Z";
+    }
+    std::ostringstream stamp;
+    const auto two = [&](char divider, WORD value) { stamp << divider << std::setw(2) << value; };
+    stamp << std::setfill('0') << std::setw(4) << date.wYear;
+    two('_', date.wMonth);
+    two('_', date.wDay);
+    two('T', date.wHour);
+    two('_', date.wMinute);
+    two('_', date.wSecond);
+    return stamp.str() + "Z";
+}
+
+}  // namespace
+
+Log::Log(const std::string& path)
+    : stream_(path, std::ios::out | std::ios::trunc), startTime_(std::chrono::steady_clock::now()) {}
+
+std::weak_ptr<Log>& globalLog() {
+    // Never destroyed: threads that end in static destructors still look here.
+    static auto* const slot = new std::weak_ptr<Log>;
+    return *slot;
+}
+
+std::shared_ptr<Log> createLog() {
+    const boost::filesystem::path directory = base::applicationDirectory(base::Logs);
+    boost::system::error_code ignored;
+    boost::filesystem::create_directories(directory, ignored);
+    std::string path = base::narrowPath(directory / ("agent_log_" + timeStamp() + ".txt"));
+    std::replace(path.begin(), path.end(), '\\', '/');
+    auto log = std::make_shared<Log>(path);
+    globalLog() = log;
+    return log;
+}
+
+}  // namespace agent

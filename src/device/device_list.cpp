@@ -1,0 +1,111 @@
+#include "device/device_list.h"
+
+#include <algorithm>
+#include <iostream>
+#include <list>
+#include <sstream>
+
+#include "base/number.h"
+#include "base/text.h"
+#include "settings/xml_value.h"
+
+namespace device {
+
+using data::Value;
+using data::ValueType;
+
+namespace {
+
+// The items of a repeated element, or the one element in a list of its own.
+std::list<Value> deviceNodes(const Value& document) {
+    const Value& found = document.find("device-set").find("devices", "device");
+    return found.type == ValueType::Array ? found.items : std::list<Value>{found};
+}
+
+// The same for a node that may be absent, which then gives nothing.
+const Value& asArray(const Value& value, Value& storage) {
+    if (&value == &data::nullValue || value.type == ValueType::Array) {
+        return value;
+    }
+    storage = Value(ValueType::Array);
+    storage.append(value);
+    return storage;
+}
+
+SupportedDevice parseVariant(const Value& variant) {
+    const Value& identification = variant.find("identification");
+    SupportedDevice entry;
+    entry.vendorID = base::parseHexadecimal(identification.find("vendorID").toText()).value_or(0);
+    entry.productID = base::parseHexadecimal(identification.find("productID").toText()).value_or(0);
+    entry.typeID = identification.find("typeID").toText();
+    entry.brztsupport = valueIsTrue(variant.find("brztsupport"));
+    if (entry.vendorID == 0) {
+        std::cout << "VendorID is missing\n";
+    }
+    return entry;
+}
+
+}  // namespace
+
+std::vector<SupportedDevice> parseSupportedList(const std::vector<std::uint8_t>& document) {
+    std::vector<SupportedDevice> entries;
+    const Value tree = data::parseXml(document.data(), document.size());
+    for (const Value& node : deviceNodes(tree)) {
+        Value storage;
+        for (const Value& variant : asArray(node.find("variants", "variant"), storage).items) {
+            entries.push_back(parseVariant(variant));
+        }
+    }
+    return entries;
+}
+
+std::vector<std::string> parseUnsupportedList(const std::vector<std::uint8_t>& document) {
+    std::vector<std::string> entries;
+    for (const Value& node : deviceNodes(data::parseXml(document.data(), document.size()))) {
+        entries.push_back(node.toText());
+    }
+    return entries;
+}
+
+std::int64_t deviceListRevision(const Value& document) {
+    const Value& revision = document.find("device-set", "Revision-version");
+    switch (revision.type) {
+        case ValueType::String: {
+            std::istringstream text(revision.text);
+            std::int64_t number = 0;
+            return text >> number ? number : 0;
+        }
+        case ValueType::Real:
+            return static_cast<std::int64_t>(revision.real);
+        case ValueType::Boolean:
+            return revision.boolean ? 1 : 0;
+        default:
+            return revision.integer;
+    }
+}
+
+bool deviceMatchesFilter(const std::vector<SupportedDevice>& list, std::uint32_t vendor, std::uint32_t product) {
+    constexpr std::uint32_t modelMask = 0xFFF;
+    return std::any_of(list.begin(), list.end(), [&](const SupportedDevice& entry) {
+        return entry.vendorID == vendor && (entry.productID & modelMask) == (product & modelMask);
+    });
+}
+
+bool valueIsTrue(const Value& value) {
+    switch (value.type) {
+        case ValueType::Integer:
+            return value.integer != 0;
+        case ValueType::Real:
+            return value.real != 0.0;
+        case ValueType::String: {
+            const std::string text = base::toLower(value.text);
+            return text == "true" || text == "yes" || text == "1";
+        }
+        case ValueType::Boolean:
+            return value.boolean;
+        default:
+            return false;
+    }
+}
+
+}  // namespace device

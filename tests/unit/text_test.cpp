@@ -1,3 +1,0 @@
-#include "base/text.h"
-
-#include <gtest/gtest.h>
