@@ -1,0 +1,31 @@
+# The agent against the real Windows headers: compiled, not linked. The third-party headers are the host's own; only
+# theirs are made visible, since the host's system headers would hide those of Windows.
+set(host_headers ${CMAKE_BINARY_DIR}/host_headers)
+file(MAKE_DIRECTORY ${host_headers})
+foreach(header boost jansson.h xercesc)
+  file(CREATE_LINK /usr/include/${header} ${host_headers}/${header} SYMBOLIC)
+endforeach()
+file(GLOB jansson_config /usr/include/*/jansson_config.h /usr/include/jansson_config.h)
+list(GET jansson_config 0 jansson_config)
+file(CREATE_LINK ${jansson_config} ${host_headers}/jansson_config.h SYMBOLIC)
+
+add_library(agent_core OBJECT ${agent_sources} src/main.cpp suite/main_application.cpp suite/post_message.cpp)
+target_include_directories(agent_core PRIVATE src win32/include)
+target_include_directories(agent_core SYSTEM PRIVATE ${host_headers})
+target_compile_definitions(agent_core PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
+# The SDK's own macros are C casts.
+target_compile_options(agent_core PRIVATE -Wno-old-style-cast -Wno-cast-function-type)
+
+# Each header of the layer compiles on its own.
+file(GLOB layer_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/win32/include/win32/*.h)
+set(header_sources)
+foreach(header ${layer_headers})
+  get_filename_component(name ${header} NAME_WE)
+  set(source ${CMAKE_BINARY_DIR}/headers/${name}.cpp)
+  file(CONFIGURE OUTPUT ${source} CONTENT "#include \"win32/${name}.h\"\n")
+  list(APPEND header_sources ${source})
+endforeach()
+add_library(layer_headers OBJECT ${header_sources})
+target_include_directories(layer_headers PRIVATE win32/include)
+target_compile_definitions(layer_headers PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
+target_compile_options(layer_headers PRIVATE -Wno-old-style-cast)
