@@ -13,8 +13,8 @@ add_library(agent_core OBJECT ${agent_sources} src/main.cpp suite/main_applicati
 target_include_directories(agent_core PRIVATE src win32/include)
 target_include_directories(agent_core SYSTEM PRIVATE ${host_headers})
 target_compile_definitions(agent_core PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
-# The SDK's own macros are C casts.
-target_compile_options(agent_core PRIVATE -Wno-old-style-cast -Wno-cast-function-type)
+# The SDK's own macros are C casts, and its COM interfaces have no virtual destructor.
+target_compile_options(agent_core PRIVATE -Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
 
 # Each header of the layer compiles on its own.
 file(GLOB layer_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/win32/include/win32/*.h)
@@ -28,4 +28,4 @@ endforeach()
 add_library(layer_headers OBJECT ${header_sources})
 target_include_directories(layer_headers PRIVATE win32/include)
 target_compile_definitions(layer_headers PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
-target_compile_options(layer_headers PRIVATE -Wno-old-style-cast)
+target_compile_options(layer_headers PRIVATE -Wno-old-style-cast -Wno-non-virtual-dtor)

@@ -18,7 +18,8 @@ inline constexpr const WCHAR* settingsMutexName = W("ZelmoDocksetSettings{2E794E
 inline constexpr const WCHAR* agentWindowClass = W("ZelmoDocksetAgent");
 
 // Pipes: served by the main application and by the suite's background service.
-inline constexpr const WCHAR* applicationPipeName = W("\\\\.\\pipe\\ZelmoDockset{8845C5F8-9A73-4591-A5C2-4E72B28175EA}");
+inline constexpr const WCHAR* applicationPipeName =
+    W("\\\\.\\pipe\\ZelmoDockset{8845C5F8-9A73-4591-A5C2-4E72B28175EA}");
 inline constexpr const WCHAR* servicePipeName =
     W("\\\\.\\pipe\\ZelmoDocksetService{16B1AE03-CCC3-48F6-A5CB-781B398B6776}");
 

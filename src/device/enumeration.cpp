@@ -29,7 +29,7 @@ using Manager = std::unique_ptr<IPortableDeviceManager, ReleaseManager>;
 // The array that the manager fills, and the texts in it.
 class DevicePaths {
 public:
-    explicit DevicePaths(DWORD count) : count_(count), entries_(new(std::nothrow) LPWSTR[count]()) {}
+    explicit DevicePaths(DWORD count) : count_(count), entries_(new (std::nothrow) LPWSTR[count]()) {}
     DevicePaths(const DevicePaths&) = delete;
     DevicePaths& operator=(const DevicePaths&) = delete;
     ~DevicePaths() {
@@ -126,8 +126,8 @@ bool passesThroughRelations(const WCHAR* path, const List& list) {
     std::array<WCHAR, 1024> instanceId{};
     DEVPROPTYPE type = 0;
     ULONG size = sizeof instanceId;
-    const CONFIGRET result = CM_Get_Device_Interface_PropertyW(
-        path, &DEVPKEY_Device_InstanceId, &type, reinterpret_cast<PBYTE>(instanceId.data()), &size, 0);
+    const CONFIGRET result = CM_Get_Device_Interface_PropertyW(path, &DEVPKEY_Device_InstanceId, &type,
+                                                               reinterpret_cast<PBYTE>(instanceId.data()), &size, 0);
     if (result != CR_SUCCESS || type != DEVPROP_TYPE_STRING) {
         return false;
     }

@@ -13,6 +13,7 @@
 #include "platform/directories.h"
 #include "settings/data_file.h"
 #include "settings/json_value.h"
+#include "settings/whole_file.h"
 #include "win32/registry.h"
 #include "win32/shell.h"
 
@@ -120,8 +121,8 @@ bool LauncherWin::startMainApplication() {
 bool LauncherWin::setForcedVersion(const Version& version) {
     HKEY opened = nullptr;
     DWORD disposition = 0;
-    const LSTATUS created = RegCreateKeyExW(HKEY_CURRENT_USER, registryPath, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                            &opened, &disposition);
+    const LSTATUS created =
+        RegCreateKeyExW(HKEY_CURRENT_USER, registryPath, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &opened, &disposition);
     if (created != ERROR_SUCCESS) {
         logStatus("Failed to open registry key, ", created);
         return false;
@@ -184,7 +185,8 @@ DownloadedVersion LauncherWin::getDownloadedVersion() {
         log("Failed to open version info file.");
         return none;
     }
-    const data::Value record = data::readJson(*file);
+    const auto bytes = data::readWholeFile(*file);
+    const data::Value record = data::parseJson(bytes.data(), bytes.size());
     if (!record.hasString("version") || !record.hasString("eulaVersion")) {
         log("Failed to read json");
         return none;

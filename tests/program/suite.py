@@ -1,0 +1,197 @@
+"""What the tests of the whole program share: a home directory of its own, a virtual bus of phones, and the programs of
+the suite as child processes.
+
+Nothing here sleeps blindly: wait_for polls a condition until a deadline, which says what was missed.
+"""
+
+import ctypes.util
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+SUITE = pathlib.Path(os.environ.get("SUITE_BUILD", ROOT / "build/release")) / "suite"
+
+
+def wait_for(what, condition, seconds=15.0):
+    """Gives the condition's first true result."""
+    deadline = time.monotonic() + seconds
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > deadline:
+            raise AssertionError(f"waited {seconds:g} s in vain: {what}")
+        time.sleep(0.01)
+
+
+def preload_library():
+    found = ctypes.util.find_library("umockdev-preload")
+    candidates = [found] if found else []
+    candidates += sorted(str(path) for path in pathlib.Path("/usr/lib").glob("*/libumockdev-preload.so.0"))
+    return candidates[-1]
+
+
+class Phones:
+    """A virtual USB bus; the programs that get `environment` see it in place of the real one."""
+
+    def __init__(self):
+        import gi
+        gi.require_version("UMockdev", "1.0")
+        from gi.repository import UMockdev
+        self._testbed = UMockdev.Testbed.new()
+        self._plugged = {}
+
+    @property
+    def environment(self):
+        return {"LD_PRELOAD": preload_library(), "UMOCKDEV_DIR": self._testbed.get_root_dir()}
+
+    def plug(self, port, vendor="18d1", product="4ee1", serial="SERIAL1", interface=("06", "01", "01"), name="MTP"):
+        attributes = ["idVendor", vendor, "idProduct", product, "serial", serial, "bNumInterfaces", " 1"]
+        attributes = [] if vendor is None else attributes
+        device = self._testbed.add_devicev("usb", port, None, attributes, ["DEVTYPE", "usb_device"])
+        node = self._testbed.add_devicev(
+            "usb", f"{port}:1.0", device,
+            ["bInterfaceClass", interface[0], "bInterfaceSubClass", interface[1], "bInterfaceProtocol", interface[2],
+             "bInterfaceNumber", "00", "interface", name],
+            ["DEVTYPE", "usb_interface", "PRODUCT", f"{vendor or '18d1'}/{product}/440"])
+        self._plugged[port] = (node, device)
+
+    def unplug(self, port):
+        for path in self._plugged.pop(port):
+            self._testbed.remove_device(path)
+
+
+class Home:
+    """A home directory, with the suite installed in it, that goes when the object is closed."""
+
+    def __init__(self, phones=None, accept_unrecognized="yes"):
+        self.path = pathlib.Path(tempfile.mkdtemp(prefix="zd-home-"))
+        self.runtime = self.path / "runtime"
+        self.runtime.mkdir(mode=0o700)
+        self.suite = self.path / "installed suite"
+        shutil.copytree(SUITE, self.suite)
+        self.support = self.path / "Documents/Tavrin/Zelmo Dockset"
+        self.logs = self.support / "logs"
+        self.support.mkdir(parents=True)
+        self._phones = phones
+        self._children = []
+        if accept_unrecognized is not None:
+            self.configure(f"<config><device-support><accept-unrecognized-devices>{accept_unrecognized}"
+                           "</accept-unrecognized-devices></device-support></config>")
+
+    def configure(self, xml):
+        (self.support / "zd-config.xml").write_text(xml)
+
+    @property
+    def settings_path(self):
+        return self.support / "app_settings.json"
+
+    def settings(self):
+        return json.loads(self.settings_path.read_text())
+
+    @property
+    def autostart_path(self):
+        return self.path / ".config/autostart/ZelmoDocksetAgent.desktop"
+
+    def environment(self, **extra):
+        kept = {name: os.environ[name] for name in ("PATH", "LANG") if name in os.environ}
+        phones = self._phones.environment if self._phones else {}
+        return {**kept, "HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.runtime), **phones, **extra}
+
+    def start_agent(self, **extra):
+        agent = Agent(self, extra)
+        self._children.append(agent.process)
+        return agent
+
+    def post(self, window_class, message):
+        subprocess.run([self.suite / "zdpost", window_class, str(message)], env=self.environment(), check=True)
+
+    def application_lines(self):
+        """What the stand-in main application noted, without its process numbers."""
+        path = self.logs / "ZelmoDockset.log"
+        return [line.split(" ", 1)[1] for line in path.read_text().splitlines()] if path.exists() else []
+
+    def application_pids(self):
+        path = self.logs / "ZelmoDockset.log"
+        return sorted({int(line.split(" ", 1)[0]) for line in path.read_text().splitlines()}) if path.exists() else []
+
+    def close(self):
+        for child in self._children:
+            if child.poll() is None:
+                child.kill()
+            child.wait()
+        for pid in self.application_pids():
+            try:
+                if "ZelmoDockset" in os.readlink(f"/proc/{pid}/exe"):
+                    os.kill(pid, signal.SIGKILL)
+            except OSError:
+                pass
+        subprocess.run(["chmod", "-R", "u+rwx", self.path], check=False)
+        shutil.rmtree(self.path, ignore_errors=True)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+class Agent:
+    """A running agent and its log."""
+
+    def __init__(self, home, extra):
+        self._home = home
+        self._before = set(home.logs.glob("agent_log_*.txt"))
+        self.process = subprocess.Popen([home.suite / "ZelmoDocksetAgent"], env=home.environment(**extra), cwd="/")
+
+    @property
+    def log_path(self):
+        new = set(self._home.logs.glob("agent_log_*.txt")) - self._before
+        return sorted(new)[-1] if new else None
+
+    def lines(self):
+        """The log's lines without their times."""
+        path = self.log_path
+        text = path.read_text() if path else ""
+        return [re.sub(r"^\d+ms ", "", line) for line in text.splitlines()]
+
+    def wait_for_line(self, line, count=1, seconds=15.0):
+        wait_for(f'{count} x "{line}" in the log, which has {self.lines()}',
+                 lambda: self.lines().count(line) >= count, seconds)
+
+    def wait_until_listening(self):
+        self.wait_for_line("Started listening for devices")
+
+    def _scanner_pauses(self):
+        """How often the scanner's thread has gone to sleep, once it has slept for a while; else None."""
+        tasks = sorted(int(path.name) for path in pathlib.Path(f"/proc/{self.process.pid}/task").iterdir())
+        if len(tasks) < 2:
+            return None
+
+        def sleeps():
+            status = pathlib.Path(f"/proc/{self.process.pid}/task/{tasks[1]}/status").read_text()
+            state = re.search(r"State:\s+(\w)", status).group(1)
+            return int(re.search(r"\nvoluntary_ctxt_switches:\s+(\d+)", status).group(1)) if state == "S" else None
+
+        before = sleeps()
+        time.sleep(0.1)
+        return before if before and before == sleeps() else None
+
+    def wait_for_look(self):
+        """Returns once the scanner pauses after a look that began after this call, or after its first look."""
+        begun = self._scanner_pauses() if hasattr(self, "_looked") else 0
+        self._looked = True
+        if begun is None:
+            begun = wait_for("the scanner's pause", self._scanner_pauses)
+        wait_for("a look of the scanner", lambda: (self._scanner_pauses() or 0) > begun)
+
+    def stop(self, seconds=15.0):
+        self.process.send_signal(signal.SIGTERM)
+        return self.process.wait(seconds)
