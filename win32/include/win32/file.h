@@ -6,7 +6,9 @@
 // sets ERROR_ALREADY_EXISTS. Sharing is held between processes that use this layer: an open that a present holder
 // doesn't share fails with ERROR_SHARING_VIOLATION.
 // ReOpenFile: a second handle on the same file with other access. FILE_FLAG_DELETE_ON_CLOSE removes the file when the
-// last handle that carries the flag is closed.
+// handle that carries the flag is closed; until then it can be opened only with FILE_SHARE_DELETE.
+// SetFileTime: null leaves a time as it is. Linux keeps the time of creation to itself: asking for it succeeds and
+// changes nothing.
 // ReadFile and WriteFile: synchronous only (null OVERLAPPED); they serve pipes too. 0 bytes and TRUE is the end of
 // the file.
 #pragma once

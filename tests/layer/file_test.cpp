@@ -1,0 +1,144 @@
+#include "win32/file.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+
+#include "temp_directory.h"
+#include "win32/kernel.h"
+
+namespace {
+
+constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr DWORD readWrite = GENERIC_READ | GENERIC_WRITE;
+
+class FileTest : public testing::Test {
+protected:
+    HANDLE open(const std::string& name, DWORD access, DWORD sharing, DWORD disposition, DWORD flags = 0) {
+        SetLastError(ERROR_SUCCESS);
+        return CreateFileW(directory_.wide(name).c_str(), access, sharing, nullptr, disposition, flags, nullptr);
+    }
+
+    DWORD codeOf(const std::string& name, DWORD access, DWORD sharing, DWORD disposition) {
+        const HANDLE handle = open(name, access, sharing, disposition);
+        const DWORD code = GetLastError();
+        if (handle == INVALID_HANDLE_VALUE) {
+            return code;
+        }
+        CloseHandle(handle);
+        return code == ERROR_ALREADY_EXISTS ? code : ERROR_SUCCESS;
+    }
+
+    tests::TempDirectory directory_;
+};
+
+TEST_F(FileTest, TellsWhyItCannotOpen) {
+    directory_.write("file", "x");
+    boost::filesystem::create_directory(directory_.file("folder"));
+    EXPECT_EQ(codeOf("missing", GENERIC_READ, shareAll, OPEN_EXISTING), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(codeOf("none/missing", GENERIC_READ, shareAll, OPEN_EXISTING), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(codeOf("none/missing", readWrite, shareAll, CREATE_ALWAYS), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(codeOf("file/below", GENERIC_READ, shareAll, OPEN_EXISTING), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(codeOf("folder", GENERIC_READ, shareAll, OPEN_EXISTING), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(codeOf("folder", readWrite, shareAll, CREATE_ALWAYS), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, shareAll, TRUNCATE_EXISTING), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, shareAll, 0), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(codeOf("file", readWrite, shareAll, CREATE_NEW), ERROR_FILE_EXISTS);
+
+    boost::filesystem::permissions(directory_.file("file"), boost::filesystem::owner_read);
+    EXPECT_EQ(codeOf("file", readWrite, shareAll, CREATE_ALWAYS), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, shareAll, OPEN_EXISTING), ERROR_SUCCESS);
+    EXPECT_EQ(directory_.read("file"), "x");
+}
+
+TEST_F(FileTest, DispositionsMakeKeepAndEmpty) {
+    EXPECT_EQ(codeOf("made", readWrite, 0, CREATE_ALWAYS), ERROR_SUCCESS);
+    directory_.write("made", "text");
+    EXPECT_EQ(codeOf("made", readWrite, 0, OPEN_ALWAYS), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(directory_.read("made"), "text");
+    EXPECT_EQ(codeOf("made", readWrite, 0, CREATE_ALWAYS), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(directory_.read("made"), "");
+    boost::filesystem::create_directory(directory_.file("folder"));
+    EXPECT_EQ(codeOf("folder\\new", readWrite, 0, CREATE_NEW), ERROR_SUCCESS);
+    EXPECT_TRUE(directory_.has("folder/new"));
+}
+
+TEST_F(FileTest, AccessAndPositionBelongToTheHandle) {
+    const HANDLE writer = open("file", GENERIC_WRITE, shareAll, CREATE_ALWAYS);
+    DWORD done = 0;
+    EXPECT_TRUE(WriteFile(writer, "abcdef", 6, &done, nullptr));
+    std::array<char, 8> buffer{};
+    EXPECT_FALSE(ReadFile(writer, buffer.data(), 8, &done, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+
+    const HANDLE reader = ReOpenFile(writer, GENERIC_READ, shareAll, 0);
+    EXPECT_FALSE(WriteFile(reader, "x", 1, &done, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    LARGE_INTEGER position{};
+    LARGE_INTEGER distance{};
+    distance.QuadPart = -2;
+    EXPECT_TRUE(SetFilePointerEx(reader, distance, &position, FILE_END));
+    EXPECT_EQ(position.QuadPart, 4);
+    EXPECT_TRUE(ReadFile(reader, buffer.data(), 8, &done, nullptr));
+    EXPECT_EQ(std::string(buffer.data(), done), "ef");
+    EXPECT_TRUE(ReadFile(reader, buffer.data(), 8, &done, nullptr));
+    EXPECT_EQ(done, 0U);
+    EXPECT_TRUE(GetFileSizeEx(reader, &position));
+    EXPECT_EQ(position.QuadPart, 6);
+    EXPECT_FALSE(SetFilePointerEx(reader, distance, nullptr, FILE_BEGIN));
+    CloseHandle(reader);
+    CloseHandle(writer);
+    EXPECT_FALSE(GetFileSizeEx(reader, &position));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(FileTest, RefusesWhatAHolderDoesNotShare) {
+    const HANDLE writer = open("file", readWrite, FILE_SHARE_READ, CREATE_ALWAYS);
+    DWORD done = 0;
+    WriteFile(writer, "kept", 4, &done, nullptr);
+    EXPECT_EQ(codeOf("file", readWrite, FILE_SHARE_READ, CREATE_ALWAYS), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(codeOf("file", readWrite, shareAll, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING), ERROR_SUCCESS);
+    EXPECT_EQ(directory_.read("file"), "kept");
+    CloseHandle(writer);
+
+    const HANDLE reader = open("file", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), ERROR_SUCCESS);
+    EXPECT_EQ(codeOf("file", GENERIC_WRITE, shareAll, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
+    CloseHandle(reader);
+    EXPECT_EQ(codeOf("file", readWrite, 0, CREATE_ALWAYS), ERROR_ALREADY_EXISTS);
+}
+
+TEST_F(FileTest, DeletesOnClose) {
+    const HANDLE writer = open("file", readWrite, FILE_SHARE_READ, CREATE_ALWAYS);
+    const HANDLE last = ReOpenFile(writer, GENERIC_READ, shareAll, FILE_FLAG_DELETE_ON_CLOSE);
+    ASSERT_NE(last, INVALID_HANDLE_VALUE);
+    CloseHandle(writer);
+    EXPECT_EQ(codeOf("file", readWrite, FILE_SHARE_READ, CREATE_ALWAYS), ERROR_SHARING_VIOLATION);
+    CloseHandle(last);
+    EXPECT_FALSE(directory_.has("file"));
+
+    const HANDLE flagged = open("file", readWrite, shareAll, CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE);
+    boost::filesystem::remove(directory_.file("file"));
+    directory_.write("file", "another");
+    CloseHandle(flagged);
+    EXPECT_EQ(directory_.read("file"), "another");
+}
+
+TEST_F(FileTest, SetsTheTimeOfWriting) {
+    const HANDLE writer = open("file", GENERIC_WRITE, 0, CREATE_ALWAYS);
+    constexpr ULONGLONG ticks = 116'444'736'000'000'000 + 1'000'000'000ULL * 10'000'000;
+    const FILETIME time{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32U)};
+    EXPECT_TRUE(SetFileTime(writer, &time, nullptr, nullptr));
+    EXPECT_GT(boost::filesystem::last_write_time(directory_.file("file")), 1'000'000'000);
+    EXPECT_TRUE(SetFileTime(writer, nullptr, nullptr, &time));
+    EXPECT_EQ(boost::filesystem::last_write_time(directory_.file("file")), 1'000'000'000);
+    CloseHandle(writer);
+    const HANDLE reader = open("file", GENERIC_READ, shareAll, OPEN_EXISTING);
+    EXPECT_FALSE(SetFileTime(reader, nullptr, nullptr, &time));
+    CloseHandle(reader);
+}
+
+}  // namespace
