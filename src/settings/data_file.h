@@ -68,6 +68,8 @@ public:
     // goes.
     static std::shared_ptr<DataFile> NewEmptyFile(const WideString& path);
 
+    bool isOpen() const { return handle_ != nullptr; }
+
     DataFile(const DataFile&) = delete;
     DataFile& operator=(const DataFile&) = delete;
     ~DataFile() override;
