@@ -1,0 +1,18 @@
+// The configuration file zd-config.xml: read, never written.
+#pragma once
+
+#include "settings/value.h"
+#include "win32/types.h"
+
+namespace data {
+
+// Gives the entry the tag (Object or String), empty, unless it has it already; what it held is lost.
+Value& ensure(Value& parent, std::string_view key, ValueType tag);
+
+// Makes sure that the tree has the sections and keys that everybody may look up, as Objects and Strings.
+void completeConfiguration(Value& configuration);
+
+// The file's tree, completed, or Null if the file is absent or isn't well-formed.
+Value loadConfiguration(const WideString& path);
+
+}  // namespace data

@@ -1,0 +1,35 @@
+#include "settings/whole_file.h"
+
+#include <array>
+
+#include "settings/data_file.h"
+#include "settings/json_value.h"
+#include "settings/xml_value.h"
+
+namespace data {
+
+namespace {
+
+constexpr std::size_t blockSize = 1024;
+
+Value parsed(const WideString& path, Value (*parse)(const void*, std::size_t)) {
+    const std::vector<std::uint8_t> bytes = readWholeFile(path);
+    return bytes.empty() ? Value(ValueType::Null) : parse(bytes.data(), bytes.size());
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> readWholeFile(const WideString& path) {
+    const auto file = DataFile::OpenReadOnlyFile(path);
+    std::vector<std::uint8_t> bytes;
+    std::array<std::uint8_t, blockSize> block;
+    while (const std::uint64_t count = file->read(bytes.size(), block.data(), blockSize)) {
+        bytes.insert(bytes.end(), block.data(), block.data() + count);
+    }
+    return bytes;
+}
+
+Value readXmlFile(const WideString& path) { return parsed(path, parseXml); }
+Value readJsonFile(const WideString& path) { return parsed(path, parseJson); }
+
+}  // namespace data

@@ -1,0 +1,66 @@
+#include "xml/byte_source.h"
+
+#include <algorithm>
+
+namespace xml {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+// The library asks for more than it keeps at once, and guesses the encoding by what the first call gives it.
+constexpr std::size_t mostBytesOfACall = 16'384;
+
+class ByteStream final : public xercesc::BinInputStream {
+public:
+    ByteStream(std::string_view mark, std::string_view bytes) : mark_(mark), bytes_(bytes) {}
+
+    XMLFilePos curPos() const override { return position_; }
+    const XMLCh* getContentType() const override { return nullptr; }
+
+    XMLSize_t readBytes(XMLByte* const target, const XMLSize_t size) override {
+        const std::size_t room = std::min<std::size_t>(size, mostBytesOfACall);
+        const std::size_t marked = take(mark_, target, room);
+        const std::size_t count = marked + take(bytes_, target + marked, room - marked);
+        position_ += count;
+        return count;
+    }
+
+private:
+    static std::size_t take(std::string_view& source, XMLByte* target, std::size_t room) {
+        const std::size_t count = std::min(source.size(), room);
+        std::copy_n(source.begin(), count, target);
+        source.remove_prefix(count);
+        return count;
+    }
+
+    std::string_view mark_;
+    std::string_view bytes_;
+    XMLFilePos position_ = 0;
+};
+
+// A document begins with '<' or a blank, so the zeros around its first character tell the width and the order.
+std::string_view missingMark(std::string_view bytes) {
+    const auto zeros = [&](std::string_view pattern) {
+        return bytes.size() >= pattern.size() && std::equal(pattern.begin(), pattern.end(), bytes.begin(),
+                                                            [](char p, char b) { return (p == '0') == (b == '\0'); });
+    };
+    if (zeros("x000")) {
+        return "\xFF\xFE\0\0"sv;
+    }
+    if (zeros("000x")) {
+        return "\0\0\xFE\xFF"sv;
+    }
+    if (zeros("x0")) {
+        return "\xFF\xFE"sv;
+    }
+    return zeros("0x") ? "\xFE\xFF"sv : ""sv;
+}
+
+}  // namespace
+
+ByteSource::ByteSource(std::string_view bytes) : mark_(missingMark(bytes)), bytes_(bytes) {}
+
+xercesc::BinInputStream* ByteSource::makeStream() const { return new (getMemoryManager()) ByteStream(mark_, bytes_); }
+
+}  // namespace xml

@@ -1,0 +1,27 @@
+// A document in memory as the XML library reads it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <xercesc/sax/InputSource.hpp>
+#include <xercesc/util/BinInputStream.hpp>
+
+namespace xml {
+
+// Puts the byte order mark in front of wide encodings that lack it, without which the library takes a document that
+// has no declaration either for UTF-8.
+class ByteSource final : public xercesc::InputSource {
+public:
+    // The bytes must outlive the source.
+    explicit ByteSource(std::string_view bytes);
+
+    xercesc::BinInputStream* makeStream() const override;
+
+private:
+    std::string_view mark_;
+    std::string_view bytes_;
+};
+
+}  // namespace xml
