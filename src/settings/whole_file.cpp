@@ -19,14 +19,17 @@ Value parsed(const WideString& path, Value (*parse)(const void*, std::size_t)) {
 
 }  // namespace
 
-std::vector<std::uint8_t> readWholeFile(const WideString& path) {
-    const auto file = DataFile::OpenReadOnlyFile(path);
+std::vector<std::uint8_t> readWholeFile(DataSource& source) {
     std::vector<std::uint8_t> bytes;
     std::array<std::uint8_t, blockSize> block;
-    while (const std::uint64_t count = file->read(bytes.size(), block.data(), blockSize)) {
+    while (const std::uint64_t count = source.read(bytes.size(), block.data(), blockSize)) {
         bytes.insert(bytes.end(), block.data(), block.data() + count);
     }
     return bytes;
+}
+
+std::vector<std::uint8_t> readWholeFile(const WideString& path) {
+    return readWholeFile(*DataFile::OpenReadOnlyFile(path));
 }
 
 Value readXmlFile(const WideString& path) { return parsed(path, parseXml); }

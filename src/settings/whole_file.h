@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "settings/data_file.h"
 #include "settings/value.h"
 #include "win32/types.h"
 
 namespace data {
 
+std::vector<std::uint8_t> readWholeFile(DataSource& source);
 std::vector<std::uint8_t> readWholeFile(const WideString& path);
 
 Value readXmlFile(const WideString& path);
