@@ -1,0 +1,61 @@
+// The environment of a test's own.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "temp_directory.h"
+
+namespace tests {
+
+// Sets a variable of the environment, or with null takes it away, until the end of the scope.
+class EnvironmentSetting {
+public:
+    EnvironmentSetting(std::string name, const char* value) : name_(std::move(name)) {
+        if (const char* const before = std::getenv(name_.c_str())) {
+            before_ = before;
+        }
+        apply(value);
+    }
+    EnvironmentSetting(const EnvironmentSetting&) = delete;
+    EnvironmentSetting& operator=(const EnvironmentSetting&) = delete;
+    ~EnvironmentSetting() { apply(before_ ? before_->c_str() : nullptr); }
+
+private:
+    void apply(const char* value) const {
+        if (value == nullptr) {
+            unsetenv(name_.c_str());
+        } else {
+            setenv(name_.c_str(), value, 1);
+        }
+    }
+
+    std::string name_;
+    std::optional<std::string> before_;
+};
+
+// A user's session of the test's own: runtime directory, home and base directories below one temporary directory.
+class TempSession {
+public:
+    std::filesystem::path path() const { return directory_.path().string(); }
+
+private:
+    std::string below(const char* name) const {
+        const auto path = directory_.path() / name;
+        boost::filesystem::create_directory(path);
+        return path.string();
+    }
+
+    TempDirectory directory_;
+    EnvironmentSetting runtime_{"XDG_RUNTIME_DIR", below("runtime").c_str()};
+    EnvironmentSetting home_{"HOME", below("home").c_str()};
+    EnvironmentSetting config_{"XDG_CONFIG_HOME", below("config").c_str()};
+    EnvironmentSetting data_{"XDG_DATA_HOME", below("data").c_str()};
+    EnvironmentSetting cache_{"XDG_CACHE_HOME", below("cache").c_str()};
+    EnvironmentSetting machine_{"WIN32_MACHINE_DIRECTORY", below("machine").c_str()};
+};
+
+}  // namespace tests
