@@ -1,0 +1,175 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "layer/linux/child_process.h"
+#include "temp_session.h"
+#include "win32/kernel.h"
+#include "win32/window.h"
+
+namespace {
+
+constexpr LPCWSTR className = W("ZelmoForeign");
+
+LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_USER) {
+        tellLine(childOutput, std::to_string(wParam));
+    } else if (message == WM_USER + 1) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(wParam));
+    } else if (message == WM_DESTROY) {
+        tellLine(childOutput, "destroyed");
+        PostQuitMessage(0);
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+HWND createWindow() {
+    WNDCLASSEXW details{};
+    details.cbSize = sizeof(details);
+    details.lpfnWndProc = procedure;
+    details.lpszClassName = className;
+    RegisterClassExW(&details);
+    return CreateWindowExW(0, className, W(""), WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+}
+
+// A program with a window; after that is gone it stays until its input ends.
+int playWindow() {
+    createWindow();
+    tellLine(childOutput, std::to_string(RegisterWindowMessageW(W("ZelmoShared"))));
+    for (MSG message{}; message.message != WM_QUIT;) {
+        while (message.message != WM_QUIT && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            DispatchMessageW(&message);
+        }
+        Sleep(1);
+    }
+    tellLine(childOutput, "quit");
+    hearLine(childInput);
+    return 3;
+}
+
+const ChildRole role("window", playWindow);
+
+std::vector<HWND> windowsOfClass() {
+    std::vector<HWND> found;
+    EnumWindows(
+        [](HWND window, LPARAM parameter) -> BOOL {
+            char name[254];
+            if (GetClassNameA(window, name, sizeof(name)) > 0 && std::string(name) == "ZelmoForeign") {
+                reinterpret_cast<std::vector<HWND>*>(parameter)->push_back(window);
+            }
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return found;
+}
+
+class WindowProcessesTest : public testing::Test {
+protected:
+    std::filesystem::path folder() const { return session_.path() / "runtime" / "zelmo-dockset" / "window"; }
+
+private:
+    tests::TempSession session_;
+};
+
+TEST_F(WindowProcessesTest, PostsReachAnotherProcessInOrder) {
+    ChildProcess child("window");
+    EXPECT_EQ(child.hear(), std::to_string(RegisterWindowMessageW(W("ZelmoShared"))));
+    const auto windows = windowsOfClass();
+    ASSERT_EQ(windows.size(), 1U);
+    EXPECT_TRUE(IsWindow(windows[0]));
+    for (WPARAM i = 1; i <= 100; ++i) {
+        ASSERT_TRUE(PostMessageW(windows[0], WM_USER, i, 0)) << GetLastError();
+    }
+    for (int i = 1; i <= 100; ++i) {
+        ASSERT_EQ(child.hear(), std::to_string(i));
+    }
+    EXPECT_TRUE(PostMessageW(windows[0], WM_CLOSE, 0, 0));
+    EXPECT_EQ(child.hear(), "destroyed");
+    EXPECT_EQ(child.hear(), "quit");
+    EXPECT_FALSE(IsWindow(windows[0]));
+    EXPECT_FALSE(PostMessageW(windows[0], WM_USER, 1, 0));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+}
+
+TEST_F(WindowProcessesTest, HungProcessDoesNotHoldUpThePoster) {
+    ChildProcess child("window");
+    child.hear();
+    const HWND window = windowsOfClass().at(0);
+    child.signal(SIGSTOP);
+    const auto start = std::chrono::steady_clock::now();
+    int posted = 0;
+    while (posted < 20'000 && PostMessageW(window, WM_USER, 1, 0)) {
+        ++posted;
+    }
+    EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_QUOTA);
+    EXPECT_GT(posted, 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST_F(WindowProcessesTest, KilledProcessesLeaveNoWindows) {
+    for (int round = 0; round < 20; ++round) {
+        ChildProcess child("window");
+        child.hear();
+        const auto windows = windowsOfClass();
+        ASSERT_EQ(windows.size(), 1U);
+        child.kill();
+        EXPECT_FALSE(PostMessageW(windows[0], WM_USER, 1, 0));
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
+        EXPECT_TRUE(windowsOfClass().empty());
+    }
+    const HWND own = createWindow();
+    EXPECT_EQ(windowsOfClass(), std::vector<HWND>{own});
+    DestroyWindow(own);
+    for (const auto& file : std::filesystem::directory_iterator(folder())) {
+        EXPECT_EQ(file.path().filename(), ".lock");
+    }
+    for (MSG message{}; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
+    }
+}
+
+TEST_F(WindowProcessesTest, FirstSignalClosesAndTheNextEnds) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        ChildProcess child("window");
+        child.hear();
+        child.signal(number);
+        EXPECT_EQ(child.hear(), "destroyed");
+        EXPECT_EQ(child.hear(), "quit");
+        child.signal(SIGTERM);
+        EXPECT_EQ(child.wait(), SIGTERM);
+    }
+    ChildProcess closed("window");  // no signal yet, but no window either
+    closed.hear();
+    ASSERT_TRUE(PostMessageW(windowsOfClass().at(0), WM_CLOSE, 0, 0));
+    EXPECT_EQ(closed.hear(), "destroyed");
+    EXPECT_EQ(closed.hear(), "quit");
+    closed.signal(SIGINT);
+    EXPECT_EQ(closed.wait(), SIGINT);
+
+    ChildProcess busy("window");  // not looking for messages: the second signal ends it all the same
+    busy.hear();
+    ASSERT_TRUE(PostMessageW(windowsOfClass().at(0), WM_USER, 1, 0));
+    ASSERT_TRUE(PostMessageW(windowsOfClass().at(0), WM_USER + 1, 60'000, 0));
+    ASSERT_EQ(busy.hear(), "1");
+    busy.signal(SIGTERM);
+    busy.signal(SIGHUP);
+    const int status = busy.wait();
+    EXPECT_TRUE(status == SIGTERM || status == SIGHUP) << status;
+}
+
+TEST_F(WindowProcessesTest, WindowsWorkWithoutASessionDirectory) {
+    const tests::EnvironmentSetting nowhere("XDG_RUNTIME_DIR", "/proc/none");
+    const HWND window = createWindow();
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(PostMessageW(window, WM_NULL, 0, 0));
+    MSG message{};
+    EXPECT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
+    EXPECT_EQ(windowsOfClass(), std::vector<HWND>{window});
+    EXPECT_EQ(RegisterWindowMessageW(W("A")), RegisterWindowMessageW(W("a")));
+    DestroyWindow(window);
+}
+
+}  // namespace

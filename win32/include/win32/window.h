@@ -1,0 +1,138 @@
+// Windows, their messages and timers.
+//
+// Windows are a model inside of the process and need no display. The messages of a window go to the thread that made
+// it, and its procedure runs on that thread alone.
+//
+// RegisterClassExW: 0 with ERROR_CLASS_ALREADY_EXISTS for a known name; the case of class names doesn't matter. The
+// class "Static" is there from the start.
+// CreateWindowExW sends WM_NCCREATE and WM_CREATE before it returns, with a CREATESTRUCTW as lParam; the handle works
+// in them. Null if WM_NCCREATE gives 0 or WM_CREATE -1 (the window is then destroyed again), or with
+// ERROR_CANNOT_FIND_WND_CLASS, ERROR_INVALID_WINDOW_HANDLE (the parent), ERROR_TLW_WITH_WSCHILD (a child without one).
+// DestroyWindow: by the thread that made it, else ERROR_ACCESS_DENIED. WM_DESTROY goes to the window, then to its
+// children; its timers end, and messages that still wait for it are dropped.
+// DefWindowProcW: WM_CLOSE destroys the window.
+// SetWindowLongPtrW, GetWindowLongPtrW: GWLP_USERDATA and GWLP_WNDPROC, of this process's windows, from any thread.
+//
+// PostMessageW (recorded for other processes): from any thread, to windows of all processes of the session; null is the
+// calling thread itself. Messages of one sender keep their order. ERROR_INVALID_WINDOW_HANDLE if the window is gone,
+// ERROR_NOT_ENOUGH_QUOTA with 10,000 waiting. On Linux, a process that doesn't fetch its messages takes fewer from
+// other processes, and the last code then comes after a second. SendMessageW: to windows of the calling thread only,
+// else 0 with ERROR_NOT_SUPPORTED. PeekMessageW: for all windows (null) and without filters only. Posted messages come
+// first, then WM_QUIT, then timers. Never waits; one system call when there is nothing. RegisterWindowMessageW: 0xC000
+// to 0xFFFF, the same for the same name (any case) throughout the session. SetTimer: WM_TIMER each `milliseconds` (10
+// to 2^31 - 1, others are moved there) until KillTimer; a tick that isn't fetched is not doubled; setting it again
+// starts it anew. By the window's thread.
+//
+// EnumWindows: the top-level windows of the session's processes, hidden ones too; false if `callback` stopped it.
+// GetClassNameW, GetClassNameA, IsWindow: for top-level windows of all processes and all windows of this one. The text
+// is cut at the buffer's end; its length is the result.
+//
+// On Linux SIGTERM, SIGINT and SIGHUP post WM_CLOSE to the process's top-level windows when a thread next looks for
+// messages. A second one, or one that comes when there is no such window, ends the process as if it weren't handled.
+// Signals that were ignored when the first window was made stay so.
+#pragma once
+
+#include "win32/error.h"
+#include "win32/types.h"
+
+#ifndef _WIN32
+
+using WNDPROC = LRESULT(CALLBACK*)(HWND, UINT, WPARAM, LPARAM);
+using WNDENUMPROC = BOOL(CALLBACK*)(HWND, LPARAM);
+using TIMERPROC = void(CALLBACK*)(HWND, UINT, UINT_PTR, DWORD);
+
+struct MSG {
+    HWND hwnd;
+    UINT message;
+    WPARAM wParam;
+    LPARAM lParam;
+    DWORD time;
+    POINT pt;
+};
+static_assert(sizeof(MSG) == 48);
+using LPMSG = MSG*;
+
+struct WNDCLASSEXW {
+    UINT cbSize;
+    UINT style;
+    WNDPROC lpfnWndProc;
+    int cbClsExtra;
+    int cbWndExtra;
+    HINSTANCE hInstance;
+    HICON hIcon;
+    HCURSOR hCursor;
+    HBRUSH hbrBackground;
+    LPCWSTR lpszMenuName;
+    LPCWSTR lpszClassName;
+    HICON hIconSm;
+};
+static_assert(sizeof(WNDCLASSEXW) == 80);
+
+struct CREATESTRUCTW {
+    LPVOID lpCreateParams;
+    HINSTANCE hInstance;
+    HMENU hMenu;
+    HWND hwndParent;
+    int cy;
+    int cx;
+    int y;
+    int x;
+    LONG style;
+    LPCWSTR lpszName;
+    LPCWSTR lpszClass;
+    DWORD dwExStyle;
+};
+static_assert(sizeof(CREATESTRUCTW) == 80);
+
+#define CS_VREDRAW 0x1U
+#define CS_HREDRAW 0x2U
+#define WS_POPUP 0x80000000U
+#define WS_CHILD 0x40000000U
+#define WS_VISIBLE 0x10000000U
+#define WS_EX_TOOLWINDOW 0x80U
+#define COLOR_WINDOW 5
+#define IDC_ARROW MAKEINTRESOURCEW(32512)
+
+#define WM_NULL 0x0000U
+#define WM_CREATE 0x0001U
+#define WM_DESTROY 0x0002U
+#define WM_CLOSE 0x0010U
+#define WM_QUIT 0x0012U
+#define WM_NCCREATE 0x0081U
+#define WM_NCDESTROY 0x0082U
+#define WM_TIMER 0x0113U
+#define WM_USER 0x0400U
+
+#define PM_NOREMOVE 0x0U
+#define PM_REMOVE 0x1U
+
+#define GWLP_WNDPROC (-4)
+#define GWLP_USERDATA (-21)
+
+extern "C" {
+ATOM WINAPI RegisterClassExW(const WNDCLASSEXW* windowClass);
+HWND WINAPI CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR title, DWORD style, int x, int y, int width,
+                            int height, HWND parent, HMENU menu, HINSTANCE instance, LPVOID parameter);
+BOOL WINAPI DestroyWindow(HWND window);
+LRESULT WINAPI DefWindowProcW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+LONG_PTR WINAPI GetWindowLongPtrW(HWND window, int index);
+LONG_PTR WINAPI SetWindowLongPtrW(HWND window, int index, LONG_PTR value);
+HCURSOR WINAPI LoadCursorW(HINSTANCE instance, LPCWSTR name);
+
+BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+LRESULT WINAPI SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+BOOL WINAPI PeekMessageW(LPMSG message, HWND window, UINT first, UINT last, UINT remove);
+BOOL WINAPI TranslateMessage(const MSG* message);
+LRESULT WINAPI DispatchMessageW(const MSG* message);
+void WINAPI PostQuitMessage(int exitCode);
+UINT WINAPI RegisterWindowMessageW(LPCWSTR name);
+UINT_PTR WINAPI SetTimer(HWND window, UINT_PTR id, UINT milliseconds, TIMERPROC callback);
+BOOL WINAPI KillTimer(HWND window, UINT_PTR id);
+
+BOOL WINAPI EnumWindows(WNDENUMPROC callback, LPARAM parameter);
+int WINAPI GetClassNameW(HWND window, LPWSTR buffer, int size);
+int WINAPI GetClassNameA(HWND window, LPSTR buffer, int size);
+BOOL WINAPI IsWindow(HWND window);
+}
+
+#endif
