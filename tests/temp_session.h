@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -40,7 +39,7 @@ private:
 // A user's session of the test's own: runtime directory, home and base directories below one temporary directory.
 class TempSession {
 public:
-    std::filesystem::path path() const { return directory_.path().string(); }
+    const boost::filesystem::path& path() const { return directory_.path(); }
 
 private:
     std::string below(const char* name) const {

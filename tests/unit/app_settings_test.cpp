@@ -45,7 +45,7 @@ protected:
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    TempSession session_;
+    tests::TempSession session_;
     tests::CapturedLog log_;
 };
 
@@ -93,8 +93,7 @@ TEST_F(AppSettingsTest, SeesWhatTheOtherProgramSaves) {
     log_.take();
     write("app_settings.json", R"({"send_usage_data":false})");
     EXPECT_FALSE(settings.settings().find("send_usage_data").boolean);
-    EXPECT_EQ(log_.take(),
-              (Lines{"AppSettings App settings requested", "AppSettings Loading app settings from disk"}));
+    EXPECT_EQ(log_.take(), (Lines{"AppSettings App settings requested", "AppSettings Loading app settings from disk"}));
     write("app_settings.json", "{");
     EXPECT_FALSE(settings.settings().find("send_usage_data").boolean);
     EXPECT_EQ(log_.take().back(), "AppSettings No saved settings found");

@@ -37,7 +37,8 @@ TEST(DeviceList, TakesSingleAndRepeatedElementsAlike) {
     EXPECT_EQ(one[0].productID, 0x1A2BU);
     EXPECT_EQ(one[0].typeID, "T");
     EXPECT_TRUE(one[0].brztsupport);
-    const auto many = parse(deviceOf(variant("1", "2") + variant("1", "2")) + "<device/>" + deviceOf(variant("3", "4")));
+    const auto many =
+        parse(deviceOf(variant("1", "2") + variant("1", "2")) + "<device/>" + deviceOf(variant("3", "4")));
     ASSERT_EQ(many.size(), 3U);
     EXPECT_EQ(many[1].vendorID, 1U);
     EXPECT_EQ(many[2].productID, 4U);

@@ -17,7 +17,7 @@ protected:
     ~DirectoriesTest() override { win32::script::reset(); }
     fs::path home() const { return (session_.path() / "home").string(); }
 
-    TempSession session_;
+    tests::TempSession session_;
     tests::CapturedLog log_;
 };
 
@@ -27,8 +27,7 @@ TEST_F(DirectoriesTest, AreMadeWhereTheSystemKeepsThem) {
     EXPECT_EQ(base::applicationDirectory(base::Backups), support / "Backups");
     EXPECT_EQ(base::applicationDirectory(base::Logs), support / "logs");
     EXPECT_EQ(base::applicationDirectory(base::UserProfile), home());
-    EXPECT_EQ(base::applicationDirectory(base::Resources),
-              base::applicationDirectory(base::Executable) / "resources");
+    EXPECT_EQ(base::applicationDirectory(base::Resources), base::applicationDirectory(base::Executable) / "resources");
     EXPECT_EQ(base::applicationDirectory(base::Temporary), fs::temp_directory_path() / "zelmodockset");
     EXPECT_TRUE(fs::is_directory(support / "logs"));
     EXPECT_EQ(log_.take(), tests::Lines());

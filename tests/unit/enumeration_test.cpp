@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <boost/filesystem.hpp>
 #include <fstream>
 #include <memory>
 #include <regex>
@@ -38,9 +38,9 @@ protected:
 
     std::vector<std::string> lines() const {
         std::vector<std::string> result;
-        for (const auto& entry : std::filesystem::directory_iterator(
-                 session_.path() / "home/Documents/Tavrin/Zelmo Dockset/logs")) {
-            std::ifstream file(entry.path());
+        for (const auto& entry :
+             boost::filesystem::directory_iterator(session_.path() / "home/Documents/Tavrin/Zelmo Dockset/logs")) {
+            std::ifstream file(entry.path().string());
             for (std::string line; std::getline(file, line);) {
                 result.push_back(std::regex_replace(line, std::regex(R"(^\d+ms )"), ""));
             }
@@ -48,7 +48,7 @@ protected:
         return result;
     }
 
-    TempSession session_;
+    tests::TempSession session_;
     std::shared_ptr<agent::Log> log_ = agent::createLog();
 };
 

@@ -47,7 +47,7 @@ protected:
         std::ofstream((updates() / name).string()) << text;
     }
 
-    TempSession session_;
+    tests::TempSession session_;
     tests::CapturedLog log_;
     base::LauncherWin launcher_;
 };
@@ -102,9 +102,9 @@ TEST_F(LauncherTest, KeepsTheForcedVersionInTheRegistry) {
 
 TEST_F(LauncherTest, KeepsTheRecordOfTheDownloadedVersion) {
     EXPECT_FALSE(launcher_.saveDownloadedVersion({1}, {2}));
-    EXPECT_EQ(log_.take(), (Lines{"autoupdate Saving downloaded version",
-                                  "autoupdate Application support directory missing.",
-                                  "autoupdate Failed to get version info path."}));
+    EXPECT_EQ(log_.take(),
+              (Lines{"autoupdate Saving downloaded version", "autoupdate Application support directory missing.",
+                     "autoupdate Failed to get version info path."}));
     launcher_.writeInstaller({});
     EXPECT_FALSE(launcher_.getDownloadedVersion().valid);
     EXPECT_EQ(log_.take().back(), "autoupdate Failed to open version info file.");

@@ -33,15 +33,15 @@ class LogTest : public testing::Test {
 protected:
     ~LogTest() override { win32::script::reset(); }
 
-    std::string logDirectory() const { return session_.path() / "home/Documents/Tavrin/Zelmo Dockset/logs"; }
+    std::string logDirectory() const { return (session_.path() / "home/Documents/Tavrin/Zelmo Dockset/logs").string(); }
 
-    TempSession session_;
+    tests::TempSession session_;
 };
 
 }  // namespace
 
 TEST_F(LogTest, NamesItsFileByTheClockAndWritesBothForms) {
-    win32::script::answerClock([] { return 133'590'258'157'654'321ULL; });
+    win32::script::answerClock([] { return 133590294157654321ULL; });
     const auto log = agent::createLog();
     EXPECT_EQ(onlyFile(logDirectory()), logDirectory() + "/agent_log_2024_05_01T09_30_15Z.txt");
     agent::logLine("direct ", 7U, std::string("."));

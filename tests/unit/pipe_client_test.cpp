@@ -23,8 +23,8 @@ const WideString pipeName = W("\\\\.\\pipe\\PipeClientTest");
 class Server {
 public:
     explicit Server(const WideString* answer)
-        : pipe_(CreateNamedPipeW(pipeName.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1,
-                                 0, 0, 0, nullptr)) {
+        : pipe_(CreateNamedPipeW(pipeName.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, 0,
+                                 0, 0, nullptr)) {
         request_ = std::async(std::launch::async, [this, answer] {
             ConnectNamedPipe(pipe_.get(), nullptr);
             std::vector<WCHAR> buffer(64);
@@ -51,7 +51,7 @@ class PipeClientTest : public testing::Test {
 protected:
     ~PipeClientTest() override { win32::script::reset(); }
 
-    TempSession session_;
+    tests::TempSession session_;
     tests::CapturedLog log_;
 };
 
@@ -98,8 +98,9 @@ TEST_F(PipeClientTest, ReportsWhatFails) {
     }
     EXPECT_EQ(reply, W("before"));
     const WideString answer = W("x");
-    for (const auto& [operation, line] : {std::pair{"SetNamedPipeHandleState", "base SetNamedPipeHandleState failed, 5"},
-                                          std::pair{"WriteFile", "base WriteFile to pipe failed. 5"}}) {
+    for (const auto& [operation, line] :
+         {std::pair{"SetNamedPipeHandleState", "base SetNamedPipeHandleState failed, 5"},
+          std::pair{"WriteFile", "base WriteFile to pipe failed. 5"}}) {
         Server server(&answer);
         win32::script::failNext(operation, ERROR_ACCESS_DENIED);
         EXPECT_FALSE(agent::sendPipeMessage(pipeName, W("QUIT"), &reply));

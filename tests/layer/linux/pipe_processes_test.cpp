@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
+#include <boost/filesystem.hpp>
 #include <string>
 
 #include "layer/linux/child_process.h"
@@ -34,7 +34,7 @@ TEST(PipeProcessesTest, KilledServerLeavesNothingInTheWay) {
     const tests::TempSession session;
     const tests::TempDirectory longer;
     const std::string deep = (longer.path() / std::string(120, 'd')).string();
-    std::filesystem::create_directory(deep);
+    boost::filesystem::create_directory(deep);
     const tests::EnvironmentSetting runtime("XDG_RUNTIME_DIR", deep.c_str());  // longer than a socket's path may be
     for (int round = 0; round < 50; ++round) {
         ChildProcess server("pipe-server");
@@ -70,7 +70,7 @@ TEST(PipeProcessesTest, ServiceOfTheMachineIsFoundFromASession) {
         service = createServer();
     }
     ASSERT_NE(service, INVALID_HANDLE_VALUE);
-    EXPECT_FALSE(std::filesystem::is_empty(session.path() / "machine" / "pipe"));
+    EXPECT_FALSE(boost::filesystem::is_empty(session.path() / "machine" / "pipe"));
     EXPECT_TRUE(WaitNamedPipeW(path, 1000));
     const HANDLE client = openClient();
     EXPECT_NE(client, INVALID_HANDLE_VALUE);

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <boost/filesystem.hpp>
 #include <chrono>
-#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -69,7 +69,7 @@ std::vector<HWND> windowsOfClass() {
 
 class WindowProcessesTest : public testing::Test {
 protected:
-    std::filesystem::path folder() const { return session_.path() / "runtime" / "zelmo-dockset" / "window"; }
+    boost::filesystem::path folder() const { return session_.path() / "runtime" / "zelmo-dockset" / "window"; }
 
 private:
     tests::TempSession session_;
@@ -124,7 +124,7 @@ TEST_F(WindowProcessesTest, KilledProcessesLeaveNoWindows) {
     const HWND own = createWindow();
     EXPECT_EQ(windowsOfClass(), std::vector<HWND>{own});
     DestroyWindow(own);
-    for (const auto& file : std::filesystem::directory_iterator(folder())) {
+    for (const auto& file : boost::filesystem::directory_iterator(folder())) {
         EXPECT_EQ(file.path().filename(), ".lock");
     }
     for (MSG message{}; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
