@@ -60,7 +60,8 @@ bool isHighSurrogate(XMLCh unit) { return unit >= 0xD800 && unit < 0xDC00; }
 // used again. The overrides are the scanner's own callbacks, which saves the detour by the SAX interface.
 class XmlReader::Parser final : public xercesc::SAX2XMLReaderImpl {
 public:
-    explicit Parser(std::string_view bytes) : source_(bytes), allowance_(bytes.size() + maximumAddition) {
+    explicit Parser(std::string_view bytes)
+        : source_(bytes), allowance_(bytes.size() + maximumAddition), hasUtf8Mark_(bytes.starts_with("\xEF\xBB\xBF")) {
         for (const XMLCh* feature : {XMLUni::fgSAX2CoreValidation, XMLUni::fgSAX2CoreNameSpaces, XMLUni::fgXercesSchema,
                                      XMLUni::fgXercesLoadExternalDTD}) {
             setFeature(feature, false);
@@ -189,10 +190,16 @@ private:
     void startDocument() override {}
     void endDocument() override { finished_ = true; }
 
-    // The library takes any text that begins with a version that it knows.
-    void XMLDecl(const XMLCh* const version, const XMLCh* const /*encoding*/, const XMLCh* const /*standalone*/,
+    // The library takes any text that begins with a version that it knows, and any encoding of bytes after a mark of
+    // UTF-8.
+    void XMLDecl(const XMLCh* const version, const XMLCh* const encoding, const XMLCh* const /*standalone*/,
                  const XMLCh* const /*actualEncoding*/) override {
-        if (!XMLString::equals(version, XMLUni::fgVersion1_0) && !XMLString::equals(version, XMLUni::fgVersion1_1)) {
+        const bool isKnown =
+            XMLString::equals(version, XMLUni::fgVersion1_0) || XMLString::equals(version, XMLUni::fgVersion1_1);
+        const bool isDeclared = encoding != nullptr && *encoding != 0;
+        const bool isUtf8 = XMLString::compareIStringASCII(encoding, XMLUni::fgUTF8EncodingString) == 0 ||
+                            XMLString::compareIStringASCII(encoding, XMLUni::fgUTF8EncodingString2) == 0;
+        if (!isKnown || (hasUtf8Mark_ && isDeclared && !isUtf8)) {
             throw Refusal();
         }
     }
@@ -226,6 +233,7 @@ private:
     std::size_t current_ = 0;
     std::size_t count_ = 0;
     std::size_t allowance_;
+    bool hasUtf8Mark_;
     std::size_t depth_ = 0;
     std::basic_string<XMLCh> half_;
     bool begun_ = false;

@@ -1,0 +1,103 @@
+#include "settings/json_value.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "settings/whole_file.h"
+#include "temp_directory.h"
+
+namespace {
+
+using data::Value;
+using data::ValueType;
+using namespace std::string_literals;
+
+Value parse(const std::string& text) { return data::parseJson(text.data(), text.size()); }
+
+std::string print(const Value& value) {
+    const auto bytes = data::toJsonBytes(value);
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST(JsonTest, ReadsEveryTag) {
+    const Value tree =
+        parse(R"({"i": -5, "r": 1.5, "s": "\u00e9", "t": true, "n": null, "a": [1, [2]], "o": {"x": {}}})");
+    EXPECT_EQ(tree.find("i").integer, -5);
+    EXPECT_EQ(tree.find("i").type, ValueType::Integer);
+    EXPECT_EQ(tree.find("r").real, 1.5);
+    EXPECT_EQ(tree.find("s").text, "\xC3\xA9");
+    EXPECT_TRUE(tree.find("t").boolean);
+    EXPECT_EQ(tree.find("n").type, ValueType::Null);
+    EXPECT_NE(&tree.find("n"), &data::nullValue);
+    EXPECT_EQ(tree.find("a").items.back().items.front().integer, 2);
+    EXPECT_TRUE(tree.find("o", "x").isObject());
+}
+
+TEST(JsonTest, RefusesWhatTheDecoderRefuses) {
+    for (const std::string& text :
+         {""s, "1"s, "\"text\""s, "{} x"s, "{"s, "[1,]"s, "{\"a\": 9223372036854775808}"s, "[\"\xFF\"]"s,
+          "[\"a\\u0000\"]"s, std::string(3'000, '[') + std::string(3'000, ']')}) {
+        EXPECT_EQ(parse(text).type, ValueType::Null) << text;
+    }
+    EXPECT_EQ(data::parseJson(nullptr, 0).type, ValueType::Null);
+}
+
+TEST(JsonTest, LastOfEqualKeysCountsAndAnEmptyKeyEndsTheObject) {
+    EXPECT_EQ(parse(R"({"a": 1, "a": 2})").find("a").integer, 2);
+    const Value tree = parse(R"({"z": 1, "": {"x": 1}, "a": 2, "b": 3})");
+    EXPECT_EQ(print(tree), "{\r\n \"z\": 1\r\n}");
+    EXPECT_EQ(parse(R"([{"": 1}, 2])").items.size(), 2U);
+}
+
+TEST(JsonTest, WritesTheLayoutByteForByte) {
+    EXPECT_EQ(print(parse(R"({"b": [], "a": 1})")), "{\r\n \"a\": 1,\r\n \"b\": [ ]\r\n}");
+    EXPECT_EQ(print(parse(R"([{"k": [true, null]}, {}, "x"])")),
+              "[\r\n {\r\n  \"k\": [\r\n   true,\r\n   null\r\n  ]\r\n },\r\n { },\r\n \"x\"\r\n]");
+    EXPECT_EQ(print(Value(ValueType::Null)), "null");
+    EXPECT_EQ(print(Value(1234567.0)), "1.23457e+06");
+    EXPECT_EQ(print(Value(1.5)), "1.5");
+    Value order(ValueType::Object);
+    for (const char* const key : {"\xC3\xA9", "ab", "a", "B", "q\""}) {
+        order.set(key, false).text = "not written";
+    }
+    order.text = "not written";
+    EXPECT_EQ(print(order),
+              "{\r\n \"B\": false,\r\n \"a\": false,\r\n \"ab\": false,\r\n \"q\"\": false,\r\n"
+              " \"\xC3\xA9\": false\r\n}");
+}
+
+TEST(JsonTest, EscapesAndCutsTexts) {
+    EXPECT_EQ(print(Value("\\ \" \b \f \n \r \t \x01 \x7F / \xC3\xA9 \xF0\x9F\x98\x80")),
+              R"("\\ \" \b \f \n \r \t )"
+              "\x01 \x7F / \xC3\xA9 \xF0\x9F\x98\x80\"");
+    for (const std::string& end : {"\0x"s, "\xFFx"s, "\xC1\x81"s, "\xF5x"s, "\xC3"s, "\xC3x"s, "\xE0\x80\x80"s,
+                                   "\xED\xA0\x80"s, "\xF4\x90\x80\x80"s, "\x80x"s}) {
+        EXPECT_EQ(print(Value("a\n\xC3\xA9" + end)), "\"a\\n\xC3\xA9\"") << end;
+    }
+    EXPECT_EQ(print(Value("")), "\"\"");
+}
+
+TEST(JsonTest, WritesDepthWithoutStack) {
+    Value root(ValueType::Array);
+    Value* node = &root;
+    for (int i = 0; i < 5'000; ++i) {
+        node = &node->append(Value(ValueType::Array));
+    }
+    EXPECT_EQ(print(root).size(), 5'000U * 5'000 + 7 * 5'000 - 2 * 5'000 + 5'000 + 3);
+}
+
+TEST(JsonTest, GoesThroughFiles) {
+    const tests::TempDirectory directory;
+    const Value tree = parse(R"({"key": ")" + std::string(5'000, 'x') + "\"}");
+    EXPECT_TRUE(data::writeJson(tree, data::DataFile::NewEmptyFile(directory.wide("file"))));
+    EXPECT_EQ(print(data::readJsonFile(directory.wide("file"))), directory.read("file"));
+    EXPECT_EQ(data::readXmlFile(directory.wide("file")).type, ValueType::Null);
+    EXPECT_FALSE(data::writeJson(tree, nullptr));
+    EXPECT_TRUE(data::writeJson(tree, data::DataFile::NewEmptyFile(directory.wide("none/file"))));
+    directory.write("empty", "");
+    EXPECT_EQ(data::readJsonFile(directory.wide("empty")).type, ValueType::Null);
+    EXPECT_EQ(data::readJsonFile(directory.wide("missing")).type, ValueType::Null);
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+#include "settings/value.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <thread>
+
+namespace {
+
+using data::nullValue;
+using data::Value;
+using data::ValueType;
+
+Value nested(int depth) {
+    Value root(ValueType::Object);
+    Value* node = &root;
+    for (int i = 0; i < depth; ++i) {
+        node = i % 2 == 0 ? &node->set("a", Value(ValueType::Array)) : &node->append(Value(ValueType::Object));
+    }
+    return root;
+}
+
+TEST(ValueTest, ConstructorsGiveTagsAndDefaults) {
+    EXPECT_EQ(Value("text").type, ValueType::String);
+    EXPECT_EQ(Value(true).type, ValueType::Boolean);
+    EXPECT_EQ(Value(7).integer, 7);
+    EXPECT_EQ(Value(std::size_t{7}).type, ValueType::Integer);
+    EXPECT_EQ(Value(0.5).type, ValueType::Real);
+    EXPECT_EQ(Value(ValueType::Integer).integer, 0);
+    EXPECT_EQ(static_cast<std::uint32_t>(ValueType::Object), 6U);
+}
+
+TEST(ValueTest, LookupsChainAndNeverCreate) {
+    Value tree(ValueType::Object);
+    tree.member("top") = Value(ValueType::Object);
+    tree.member("top").set("section", Value(ValueType::Object)).set("key", "text");
+    EXPECT_EQ(tree.find("top", "section", "key").text, "text");
+    EXPECT_EQ(&tree.find("top", "none", "key"), &nullValue);
+    EXPECT_EQ(&tree.find("none"), &nullValue);
+    EXPECT_EQ(&Value("text").find("key"), &nullValue);
+    EXPECT_EQ(tree.members.size(), 1U);
+    EXPECT_TRUE(nullValue.attributes->empty() && nullValue.comment->empty());
+    // What was left over from another tag isn't seen.
+    tree.type = ValueType::String;
+    EXPECT_EQ(&tree.find("top"), &nullValue);
+}
+
+TEST(ValueTest, TellsEmptyAndPrints) {
+    for (const ValueType type : {ValueType::Null, ValueType::String, ValueType::Array, ValueType::Object}) {
+        EXPECT_TRUE(Value(type).isEmpty());
+        EXPECT_EQ(Value(type).toText(), "");
+    }
+    for (const Value& value : {Value(0), Value(0.0), Value(false)}) {
+        EXPECT_FALSE(value.isEmpty());
+    }
+    EXPECT_EQ(Value(INT64_MIN).toText(), "-9223372036854775808");
+    EXPECT_EQ(Value(1234567.0).toText(), "1.23457e+06");
+    EXPECT_EQ(Value(0.1).toText(), "0.1");
+    EXPECT_EQ(Value(100000.0).toText(), "100000");
+    EXPECT_EQ(Value(-0.00001234).toText(), "-1.234e-05");
+    EXPECT_EQ(Value(HUGE_VAL).toText(), "inf");
+    EXPECT_EQ(Value(true).toText(), "true");
+    Value object(ValueType::Object);
+    object.set("empty", "");
+    EXPECT_TRUE(object.hasString("empty"));
+    EXPECT_FALSE(object.hasString("none"));
+    EXPECT_FALSE(nullValue.isObject() || nullValue.isString());
+}
+
+TEST(ValueTest, CopiesAreDeepAndPartsCanReplaceTheWhole) {
+    Value tree(ValueType::Object);
+    tree.set("b", Value(ValueType::Array)).append("item");
+    tree.member("b").comment.make() = "note";
+    tree.member("b").attributes.make()["x"] = "1";
+    Value copy = tree;
+    copy.member("b").items.front().text = "changed";
+    copy.member("b").attributes.make()["x"] = "2";
+    EXPECT_EQ(tree.find("b").items.front().text, "item");
+    EXPECT_EQ(tree.find("b").attributes->at("x"), "1");
+    EXPECT_EQ(*copy.find("b").comment, "note");
+
+    Value moved = std::move(copy);
+    EXPECT_EQ(copy.text, "");
+    moved = moved.find("b");
+    EXPECT_EQ(moved.items.front().text, "changed");
+    moved = std::move(moved.items.front());
+    EXPECT_EQ(moved.text, "changed");
+    moved = Value(moved);
+    EXPECT_EQ(moved.text, "changed");
+}
+
+// On a thread, whose stack is the smaller one.
+TEST(ValueTest, DepthCostsNoStack) {
+    std::thread([] {
+        Value deep = nested(300'000);
+        Value copy = deep;
+        copy = deep;
+        deep = Value(1);
+        Value other = std::move(copy);
+        EXPECT_TRUE(other.find("a").type == ValueType::Array);
+    }).join();
+}
+
+}  // namespace

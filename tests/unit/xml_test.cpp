@@ -1,0 +1,245 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/text.h"
+#include "settings/xml_value.h"
+#include "temp_directory.h"
+#include "xml/xml_reader.h"
+
+namespace {
+
+using data::Value;
+using data::ValueType;
+using namespace std::string_literals;
+
+Value parse(const std::string& text) { return data::parseXml(text.data(), text.size()); }
+bool fails(const std::string& text) { return parse(text).type == ValueType::Null; }
+std::string textOfA(const std::string& text) { return parse(text).find("a").toText(); }
+
+// The units of the text, each `width` bytes wide.
+std::string wide(const std::u32string& text, int width, bool bigEndian) {
+    std::string bytes;
+    for (const char32_t unit : text) {
+        for (int i = 0; i < width; ++i) {
+            const int shift = 8 * (bigEndian ? width - 1 - i : i);
+            bytes += static_cast<char>((unit >> shift) & 0xFFU);
+        }
+    }
+    return bytes;
+}
+
+TEST(XmlTest, ElementsBecomeStringsObjectsAndArrays) {
+    const Value tree = parse("<config><a x=\"1\">t</a><a>u</a><b/><a>v</a></config>");
+    const Value& config = tree.find("config");
+    ASSERT_EQ(config.find("a").type, ValueType::Array);
+    const auto& items = config.find("a").items;
+    ASSERT_EQ(items.size(), 3U);
+    EXPECT_EQ(items.front().text, "t");
+    EXPECT_EQ(items.front().attributes->at("x"), "1");
+    EXPECT_EQ(items.back().text, "v");
+    EXPECT_TRUE(config.hasString("b"));
+    EXPECT_EQ(tree.type, ValueType::Object);
+
+    const Value mixed = parse("<p:a> x <b>1<c/>2</b> y\n</p:a>");
+    EXPECT_EQ(mixed.find("p:a").text, " x  y\n");
+    EXPECT_EQ(mixed.find("p:a", "b").text, "12");
+    EXPECT_TRUE(mixed.find("p:a", "b").isObject());
+}
+
+TEST(XmlTest, TextIsTheWholeContent) {
+    EXPECT_EQ(textOfA("<a> 1<!-- c -->2<?p i?><![CDATA[<&>]]>&lt;&gt;&amp;&quot;&apos;&#65;&#x1F600;\r\n</a>"),
+              " 12<&><>&\"'A\xF0\x9F\x98\x80\n");
+    EXPECT_EQ(textOfA("<!DOCTYPE a [<!ENTITY e 'in &#38;#38; out'>]><a>&e;!</a>"), "in & out!");
+    EXPECT_EQ(textOfA("<!DOCTYPE a [<!ELEMENT a (b)><!ATTLIST a d CDATA 'v'>]><a> <b/> </a>"), "  ");
+    std::string emoji;
+    for (int i = 0; i < 40'000; ++i) {
+        emoji += i % 7 == 0 ? "x\xF0\x9F\x98\x80" : "\xF0\x9F\x98\x80";
+    }
+    EXPECT_EQ(textOfA("<a>" + emoji + "</a>"), emoji);
+}
+
+TEST(XmlTest, CommentGoesToTheNextElement) {
+    const Value tree = parse("<!--lost--><!--root--><a>t<!--b--><b/><c/><!--none--></a><!--after-->");
+    EXPECT_EQ(*tree.find("a").comment, "root");
+    EXPECT_EQ(*tree.find("a", "b").comment, "b");
+    EXPECT_EQ(*tree.find("a", "c").comment, "");
+}
+
+TEST(XmlTest, ReadsAllEncodings) {
+    const std::string expected = "\xC3\xA9\xE2\x82\xAC";
+    EXPECT_EQ(textOfA("<a>" + expected + "</a>"), expected);
+    EXPECT_EQ(textOfA("\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?><a>" + expected + "</a>"), expected);
+    EXPECT_EQ(textOfA("<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>"), "\xC3\xA9");
+    struct Wide {
+        int width;
+        std::u32string name;
+    };
+    for (const auto& [width, name] : {Wide{2, U"UTF-16"}, Wide{4, U"ISO-10646-UCS-4"}}) {
+        for (const bool bigEndian : {false, true}) {
+            for (const std::u32string& mark : {U""s, U"\xFEFF"s}) {
+                for (const std::u32string& declaration :
+                     {U""s, U"<?xml version='1.0'?>"s, U"<?xml version=\"1.0\" encoding='" + name + U"'?>\r\n"}) {
+                    EXPECT_EQ(textOfA(wide(mark + declaration + U"<a>\u00E9\u20AC</a>", width, bigEndian)), expected)
+                        << width << bigEndian << mark.size() << ' ' << declaration.size();
+                }
+            }
+        }
+    }
+}
+
+TEST(XmlTest, ContradictingEncodingIsAnError) {
+    const std::u32string declared8 = U"<?xml version='1.0' encoding='UTF-8'?><a/>";
+    const std::u32string declared16 = U"<?xml version='1.0' encoding='UTF-16'?><a/>";
+    const std::u32string declared32 = U"<?xml version='1.0' encoding='ISO-10646-UCS-4'?><a/>";
+    for (const bool bigEndian : {false, true}) {
+        EXPECT_TRUE(fails(wide(declared8, 2, bigEndian)));
+        EXPECT_TRUE(fails(wide(U"\xFEFF" + declared8, 2, bigEndian)));
+        EXPECT_TRUE(fails(wide(declared8, 4, bigEndian)));
+        EXPECT_TRUE(fails(wide(declared32, 2, bigEndian)));
+        EXPECT_TRUE(fails(wide(declared16, 4, bigEndian)));
+        EXPECT_TRUE(fails(wide(U"\xFEFF<?xml version='1.0' encoding='ISO-8859-1'?><a/>", 2, bigEndian)));
+    }
+    EXPECT_TRUE(fails(wide(declared16, 1, false)));
+    EXPECT_TRUE(fails(wide(declared32, 1, false)));
+    EXPECT_TRUE(fails("\xEF\xBB\xBF<?xml version='1.0' encoding='ISO-8859-1'?><a/>"));
+    EXPECT_TRUE(fails("\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-16'?><a/>"));
+    EXPECT_FALSE(fails("\xEF\xBB\xBF<?xml version='1.0' encoding='Utf8'?><a/>"));
+    EXPECT_TRUE(fails("<?xml version='1.0' encoding='no-such-encoding'?><a/>"));
+    EXPECT_TRUE(fails("<?xml version='1.0' encoding='IBM037'?><a/>"));
+    EXPECT_TRUE(fails("<a>\xE9</a>"));
+}
+
+TEST(XmlTest, KnowsTwoVersions) {
+    EXPECT_EQ(textOfA("<?xml version='1.1'?><a>&#1;\xC2\x85</a>"), "\x01\n");
+    EXPECT_TRUE(fails("<?xml version='1.0'?><a>&#1;</a>"));
+    for (const char* const version : {"1.0?", "1.01", "1.2", "2.0", "", "1.1 "}) {
+        EXPECT_TRUE(fails("<?xml version='" + std::string(version) + "'?><a/>")) << version;
+    }
+}
+
+TEST(XmlTest, RefusesWhatIsNotWellFormed) {
+    for (const char* const text : {"",
+                                   " ",
+                                   "text",
+                                   "<a>",
+                                   "<a></b>",
+                                   "<a/><b/>",
+                                   "<a/>text",
+                                   "text<a/>",
+                                   "<a x='1' x='2'/>",
+                                   "<a x=1/>",
+                                   "<a>&none;</a>",
+                                   "<a>&lt</a>",
+                                   "<a>]]></a>",
+                                   "<a><!-- -- --></a>",
+                                   "<a b='<'/>",
+                                   "<1a/>",
+                                   " <?xml version='1.0'?><a/>",
+                                   "<a>\x01</a>",
+                                   "<a>&#xD800;</a>",
+                                   "<a>&#0;</a>",
+                                   "<?xml encoding='UTF-8'?><a/>",
+                                   "<a",
+                                   "<a><b></a></b>",
+                                   "<a>\xF0\x9F</a>",
+                                   "<!DOCTYPE a [<!ENTITY e '&e;'>]><a>&e;</a>"}) {
+        EXPECT_TRUE(fails(text)) << text;
+    }
+    EXPECT_TRUE(fails("<a>\0</a>"s));
+    EXPECT_FALSE(fails("<undeclared:a other:b='1'/>"));
+}
+
+TEST(XmlTest, BoundsWhatEntitiesAdd) {
+    std::string bomb = "<!DOCTYPE a [<!ENTITY e0 'laugh'>";
+    for (int i = 1; i < 12; ++i) {
+        bomb += "<!ENTITY e" + std::to_string(i) + " '";
+        for (int use = 0; use < 10; ++use) {
+            bomb += "&e" + std::to_string(i - 1) + ";";
+        }
+        bomb += "'>";
+    }
+    EXPECT_TRUE(fails(bomb + "]><a>&e11;</a>"));
+    EXPECT_TRUE(fails(bomb + "]><a b='&e11;'/>"));
+
+    const std::string large(4'000, 'x');
+    std::string uses;
+    for (int i = 0; i < 1'000; ++i) {
+        uses += "&e;";
+    }
+    EXPECT_TRUE(fails("<!DOCTYPE a [<!ENTITY e '" + large + large + "'>]><a>&e;</a>"));
+    EXPECT_TRUE(fails("<!DOCTYPE a [<!ENTITY e '" + large + "'>]><a>" + uses + "</a>"));
+    EXPECT_EQ(textOfA("<!DOCTYPE a [<!ENTITY e '" + large + "'>]><a>&e;&e;</a>").size(), 8'000U);
+
+    std::string defaults = "<!DOCTYPE a [<!ATTLIST b c CDATA '" + large + large + "'>]><a>";
+    for (int i = 0; i < 1'000; ++i) {
+        defaults += "<b/>";
+    }
+    EXPECT_TRUE(fails(defaults + "</a>"));
+}
+
+TEST(XmlTest, OpensNothingOutside) {
+    const tests::TempDirectory directory;
+    directory.write("secret", "secret");
+    directory.write("dtd", "<!ENTITY e 'secret'><!ATTLIST a b CDATA 'secret'>");
+    const std::string secret = directory.file("secret").string();
+    const std::string dtd = directory.file("dtd").string();
+    const Value entity = parse("<!DOCTYPE a [<!ENTITY e SYSTEM 'file://" + secret + "'>]><a>1&e;2</a>");
+    EXPECT_EQ(entity.find("a").text.find("secret"), std::string::npos);
+    const Value subset = parse("<!DOCTYPE a SYSTEM '" + dtd + "'><a>x</a>");
+    EXPECT_EQ(subset.find("a").text, "x");
+    EXPECT_TRUE(subset.find("a").attributes->empty());
+    const Value parameter = parse("<!DOCTYPE a [<!ENTITY % p SYSTEM '" + dtd + "'> %p;]><a>x</a>");
+    EXPECT_TRUE(parameter.find("a").attributes->empty());
+    EXPECT_FALSE(fails("<!DOCTYPE a SYSTEM 'http://127.0.0.1:9/none'><a/>"));
+}
+
+TEST(XmlTest, DepthCostsNoStack) {
+    constexpr int depth = 200'000;
+    std::string text;
+    for (int i = 0; i < depth; ++i) {
+        text += "<a>";
+    }
+    for (int i = 0; i < depth; ++i) {
+        text += "</a>";
+    }
+    std::thread([&] {
+        const Value tree = parse(text);
+        const Value copy = tree;
+        EXPECT_TRUE(copy.find("a", "a", "a").isObject());
+        text.pop_back();
+        EXPECT_TRUE(fails(text));
+    }).join();
+}
+
+TEST(XmlTest, ReaderCanBeDroppedAndThreadsReadAtOnce) {
+    const std::string text = "<a b='c'><!--d-->e</a>";
+    xml::XmlReader reader(text.data(), text.size());
+    EXPECT_EQ(reader.next(), xml::XmlEvent::Start);
+    EXPECT_EQ(reader.name(), "a");
+    EXPECT_EQ(reader.attributes().at(0).value, "c");
+    EXPECT_EQ(reader.next(), xml::XmlEvent::Comment);
+    EXPECT_EQ(reader.text(), "d");
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 50; ++round) {
+                EXPECT_EQ(textOfA(text), "e");
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const std::string broken = "<a>x</b>";
+    xml::XmlReader failing(broken.data(), broken.size());
+    EXPECT_EQ(failing.next(), xml::XmlEvent::Start);
+    EXPECT_EQ(failing.next(), xml::XmlEvent::Text);
+    EXPECT_EQ(failing.next(), xml::XmlEvent::Failed);
+    EXPECT_EQ(failing.next(), xml::XmlEvent::Failed);
+}
+
+}  // namespace
