@@ -63,7 +63,7 @@ public:
     explicit Parser(std::string_view bytes)
         : source_(bytes), allowance_(bytes.size() + maximumAddition), hasUtf8Mark_(bytes.starts_with("\xEF\xBB\xBF")) {
         for (const XMLCh* feature : {XMLUni::fgSAX2CoreValidation, XMLUni::fgSAX2CoreNameSpaces, XMLUni::fgXercesSchema,
-                                     XMLUni::fgXercesLoadExternalDTD}) {
+                                     XMLUni::fgXercesLoadExternalDTD, XMLUni::fgXercesCalculateSrcOfs}) {
             setFeature(feature, false);
         }
         setFeature(XMLUni::fgXercesDisableDefaultEntityResolution, true);
