@@ -4,7 +4,6 @@ the suite as child processes.
 Nothing here sleeps blindly: wait_for polls a condition until a deadline, which says what was missed.
 """
 
-import ctypes.util
 import json
 import os
 import pathlib
@@ -12,6 +11,7 @@ import re
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -32,10 +32,13 @@ def wait_for(what, condition, seconds=15.0):
 
 
 def preload_library():
-    found = ctypes.util.find_library("umockdev-preload")
-    candidates = [found] if found else []
-    candidates += sorted(str(path) for path in pathlib.Path("/usr/lib").glob("*/libumockdev-preload.so.0"))
-    return candidates[-1]
+    return str(sorted(pathlib.Path("/usr/lib").glob("*/libumockdev-preload.so.0"))[-1])
+
+
+def under_virtual_bus():
+    """Starts this very script anew with the library preloaded that shows it the virtual bus, unless it has it."""
+    if "umockdev" not in os.environ.get("LD_PRELOAD", ""):
+        os.execve(sys.executable, [sys.executable, *sys.argv], {**os.environ, "LD_PRELOAD": preload_library()})
 
 
 class Phones:
@@ -55,8 +58,8 @@ class Phones:
     def plug(self, port, vendor="18d1", product="4ee1", serial="SERIAL1", interface=("06", "01", "01"), name="MTP"):
         attributes = ["idVendor", vendor, "idProduct", product, "serial", serial, "bNumInterfaces", " 1"]
         attributes = [] if vendor is None else attributes
-        device = self._testbed.add_devicev("usb", port, None, attributes, ["DEVTYPE", "usb_device"])
-        node = self._testbed.add_devicev(
+        device = self._testbed.add_device("usb", port, None, attributes, ["DEVTYPE", "usb_device"])
+        node = self._testbed.add_device(
             "usb", f"{port}:1.0", device,
             ["bInterfaceClass", interface[0], "bInterfaceSubClass", interface[1], "bInterfaceProtocol", interface[2],
              "bInterfaceNumber", "00", "interface", name],
