@@ -64,6 +64,7 @@ LRESULT ZelmoDocksetAgent::windowProc(HWND window, UINT message, WPARAM wParam, 
         case AGENT_MSG_RESERVED:
             return 0;
         case WM_DESTROY:
+            window_ = nullptr;
             PostQuitMessage(0);
             agentExitRequested = true;
             return 0;

@@ -180,7 +180,7 @@ ConnectedDeviceSet enumerateDevices(const List& list) {
         return {};
     }
     ConnectedDeviceSet connected;
-    for (const LPWSTR path : paths.texts()) {
+    for (const WCHAR* const path : paths.texts()) {
         WideString key = base::toLower(path);
         if (passes(key, list) || passesThroughRelations(path, list)) {
             connected.insert(std::move(key));

@@ -175,7 +175,7 @@ bool LauncherWin::saveDownloadedVersion(const Version& version, const Version& e
 
 DownloadedVersion LauncherWin::getDownloadedVersion() {
     log("Getting downloaded version");
-    const DownloadedVersion none{noVersion(), noVersion(), false};
+    DownloadedVersion none{noVersion(), noVersion(), false};
     const auto path = updateVersionInfoPath();
     if (!path) {
         return none;

@@ -83,7 +83,7 @@ using win32::keyOf;
 using win32::RegistryContent;
 
 LSTATUS WINAPI RegCreateKeyExW(HKEY parent, LPCWSTR path, DWORD /*reserved*/, LPWSTR /*keyClass*/, DWORD /*options*/,
-                               REGSAM access, const LPSECURITY_ATTRIBUTES /*security*/, PHKEY key,
+                               REGSAM access, LPSECURITY_ATTRIBUTES /*security*/, PHKEY key,
                                LPDWORD disposition) {
     WIN32_MAY_RETURN("RegCreateKeyExW", LSTATUS);
     const auto base = keyOf(parent);

@@ -33,7 +33,7 @@ using PHKEY = HKEY*;
 
 extern "C" {
 LSTATUS WINAPI RegCreateKeyExW(HKEY parent, LPCWSTR path, DWORD reserved, LPWSTR keyClass, DWORD options, REGSAM access,
-                               const LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition);
+                               LPSECURITY_ATTRIBUTES security, PHKEY key, LPDWORD disposition);
 LSTATUS WINAPI RegOpenKeyExW(HKEY parent, LPCWSTR path, DWORD options, REGSAM access, PHKEY key);
 LSTATUS WINAPI RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
 LSTATUS WINAPI RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
