@@ -55,9 +55,11 @@ class Phones:
     def environment(self):
         return {"LD_PRELOAD": preload_library(), "UMOCKDEV_DIR": self._testbed.get_root_dir()}
 
-    def plug(self, port, vendor="18d1", product="4ee1", serial="SERIAL1", interface=("06", "01", "01"), name="MTP"):
-        attributes = ["idVendor", vendor, "idProduct", product, "serial", serial, "bNumInterfaces", " 1"]
-        attributes = [] if vendor is None else attributes
+    def plug(self, port, vendor="18d1", product="4ee1", serial="SERIAL1", interface=("06", "01", "01"), name="MTP",
+             interfaces=1):
+        """A device with one interface that counts. Without a vendor it keeps its identifiers to itself."""
+        attributes = [] if vendor is None else ["idVendor", vendor, "idProduct", product]
+        attributes += ["serial", serial, "bNumInterfaces", f"{interfaces:2}"]
         device = self._testbed.add_device("usb", port, None, attributes, ["DEVTYPE", "usb_device"])
         node = self._testbed.add_device(
             "usb", f"{port}:1.0", device,
