@@ -78,8 +78,8 @@ bool serveClient(HANDLE pipe, bool silent) {
     }
     const WideString request(buffer.data());
     note("received \"" + base::narrow(request) + "\"");
-    while (silent) {
-        Sleep(1000);
+    if (silent) {
+        Sleep(INFINITE);
     }
     const WideString reply = W("SUCCESS");
     WriteFile(pipe, reply.c_str(), static_cast<DWORD>((reply.size() + 1) * sizeof(WCHAR)), &size, nullptr);

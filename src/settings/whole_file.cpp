@@ -21,7 +21,7 @@ Value parsed(const WideString& path, Value (*parse)(const void*, std::size_t)) {
 
 std::vector<std::uint8_t> readWholeFile(DataSource& source) {
     std::vector<std::uint8_t> bytes;
-    std::array<std::uint8_t, blockSize> block;
+    std::array<std::uint8_t, blockSize> block{};
     while (const std::uint64_t count = source.read(bytes.size(), block.data(), blockSize)) {
         bytes.insert(bytes.end(), block.data(), block.data() + count);
     }

@@ -72,7 +72,7 @@ std::string sessionDirectory(const std::string& name) {
 }
 
 std::string homeDirectory() {
-    const std::string home = environment("HOME");
+    std::string home = environment("HOME");
     if (!home.empty()) {
         return home;
     }

@@ -55,7 +55,6 @@ std::shared_ptr<Object> findObject(HANDLE handle) {
 
 }  // namespace win32
 
-using win32::findObject;
 using win32::table;
 
 BOOL WINAPI CloseHandle(HANDLE handle) {

@@ -49,24 +49,27 @@ struct UsbIds {
     unsigned product;
 };
 
+unsigned hexadecimal(const std::string& digits) {
+    return static_cast<unsigned>(std::strtoul(digits.c_str(), nullptr, 16)) & 0xFFFFU;
+}
+
 std::optional<UsbIds> idsFromAttributes(udev_device* device) {
     const std::string vendor = attribute(device, "idVendor");
     const std::string product = attribute(device, "idProduct");
     if (vendor.empty() || product.empty()) {
         return std::nullopt;
     }
-    return UsbIds{static_cast<unsigned>(std::strtoul(vendor.c_str(), nullptr, 16)) & 0xFFFFU,
-                  static_cast<unsigned>(std::strtoul(product.c_str(), nullptr, 16)) & 0xFFFFU};
+    return UsbIds{hexadecimal(vendor), hexadecimal(product)};
 }
 
 // The kernel's own note of the identifiers, "18d1/4ee1/440", which the interface's node has as well.
 std::optional<UsbIds> idsFromEvent(udev_device* device) {
-    UsbIds ids{};
-    const char* const product = udev_device_get_property_value(device, "PRODUCT");
-    if (product == nullptr || std::sscanf(product, "%4x/%4x/", &ids.vendor, &ids.product) != 2) {
+    const std::string product = text(udev_device_get_property_value(device, "PRODUCT"));
+    const std::size_t divider = product.find('/');
+    if (divider == 0 || divider == std::string::npos) {
         return std::nullopt;
     }
-    return ids;
+    return UsbIds{hexadecimal(product), hexadecimal(product.substr(divider + 1))};
 }
 
 std::string hardwareId(const UsbIds& ids) {

@@ -41,7 +41,7 @@ std::shared_ptr<RegistryKey> keyOf(HKEY key) {
     return std::dynamic_pointer_cast<RegistryKey>(findObject(key));
 }
 
-std::string trimmed(std::string path) {
+std::string trimmed(const std::string& path) {
     const std::size_t first = path.find_first_not_of('\\');
     return first == std::string::npos ? std::string() : path.substr(first, path.find_last_not_of('\\') - first + 1);
 }
@@ -83,8 +83,7 @@ using win32::keyOf;
 using win32::RegistryContent;
 
 LSTATUS WINAPI RegCreateKeyExW(HKEY parent, LPCWSTR path, DWORD /*reserved*/, LPWSTR /*keyClass*/, DWORD /*options*/,
-                               REGSAM access, LPSECURITY_ATTRIBUTES /*security*/, PHKEY key,
-                               LPDWORD disposition) {
+                               REGSAM access, LPSECURITY_ATTRIBUTES /*security*/, PHKEY key, LPDWORD disposition) {
     WIN32_MAY_RETURN("RegCreateKeyExW", LSTATUS);
     const auto base = keyOf(parent);
     if (!base) {

@@ -56,7 +56,7 @@ void receivePosts(const MessageQueue& own) {
         if (!packet) {
             return;
         }
-        const auto handle = reinterpret_cast<HWND>(static_cast<ULONG_PTR>(packet->window));
+        auto* const handle = reinterpret_cast<HWND>(static_cast<ULONG_PTR>(packet->window));
         const auto found = model().windows.find(handle);
         if (found != model().windows.end()) {
             enqueue(*found->second.queue, handle, packet->message, packet->wParam, packet->lParam);

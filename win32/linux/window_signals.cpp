@@ -1,6 +1,6 @@
 #include "linux/window_signals.h"
 
-#include <signal.h>
+#include <csignal>
 
 #include <atomic>
 
