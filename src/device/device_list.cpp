@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iostream>
-#include <list>
 #include <sstream>
 
 #include "base/number.h"
@@ -16,20 +15,18 @@ using data::ValueType;
 
 namespace {
 
-// The items of a repeated element, or the one element in a list of its own.
-std::list<Value> deviceNodes(const Value& document) {
-    const Value& found = document.find("device-set").find("devices", "device");
-    return found.type == ValueType::Array ? found.items : std::list<Value>{found};
-}
-
-// The same for a node that may be absent, which then gives nothing.
+// The items of a repeated element, or the one element as the only item of `storage`.
 const Value& asArray(const Value& value, Value& storage) {
-    if (&value == &data::nullValue || value.type == ValueType::Array) {
+    if (value.type == ValueType::Array) {
         return value;
     }
     storage = Value(ValueType::Array);
     storage.append(value);
     return storage;
+}
+
+const Value& deviceNodes(const Value& document, Value& storage) {
+    return asArray(document.find("device-set", "devices", "device"), storage);
 }
 
 SupportedDevice parseVariant(const Value& variant) {
@@ -50,9 +47,14 @@ SupportedDevice parseVariant(const Value& variant) {
 std::vector<SupportedDevice> parseSupportedList(const std::vector<std::uint8_t>& document) {
     std::vector<SupportedDevice> entries;
     const Value tree = data::parseXml(document.data(), document.size());
-    for (const Value& node : deviceNodes(tree)) {
-        Value storage;
-        for (const Value& variant : asArray(node.find("variants", "variant"), storage).items) {
+    Value oneDevice;
+    for (const Value& node : deviceNodes(tree, oneDevice).items) {
+        const Value& variants = node.find("variants", "variant");
+        if (&variants == &data::nullValue) {
+            continue;
+        }
+        Value oneVariant;
+        for (const Value& variant : asArray(variants, oneVariant).items) {
             entries.push_back(parseVariant(variant));
         }
     }
@@ -61,7 +63,9 @@ std::vector<SupportedDevice> parseSupportedList(const std::vector<std::uint8_t>&
 
 std::vector<std::string> parseUnsupportedList(const std::vector<std::uint8_t>& document) {
     std::vector<std::string> entries;
-    for (const Value& node : deviceNodes(data::parseXml(document.data(), document.size()))) {
+    const Value tree = data::parseXml(document.data(), document.size());
+    Value oneDevice;
+    for (const Value& node : deviceNodes(tree, oneDevice).items) {
         entries.push_back(node.toText());
     }
     return entries;

@@ -89,7 +89,7 @@ private:
     struct Open {
         const Value* container;
         Value::Members::const_iterator member;
-        std::list<Value>::const_iterator item;
+        RareList<Value>::const_iterator item;
         bool isObject() const { return container->type == ValueType::Object; }
         bool isDone() const { return isObject() ? member == container->members.end() : item == container->items.end(); }
     };

@@ -15,7 +15,7 @@ constexpr int maximumRecursion = 64;
 
 // Children taken out of their parents, to be destroyed level by level.
 struct Orphans {
-    std::vector<std::list<Value>> items;
+    std::vector<RareList<Value>> items;
     std::vector<Value::Members> members;
 
     void adopt(Value& parent) {
@@ -30,7 +30,7 @@ struct Orphans {
     void destroy() {
         while (!items.empty() || !members.empty()) {
             if (!items.empty()) {
-                std::list<Value> level = std::move(items.back());
+                RareList<Value> level = std::move(items.back());
                 items.pop_back();
                 for (Value& item : level) {
                     adopt(item);

