@@ -23,7 +23,7 @@ Value& addElement(Value& parent, const std::string& name) {
         array.append(std::move(present));
         present = std::move(array);
     }
-    return present.append(Value(ValueType::String));
+    return present.items.emplace_back(ValueType::String);
 }
 
 class TreeBuilder {

@@ -9,13 +9,13 @@
 #include <xercesc/parsers/SAX2XMLReaderImpl.hpp>
 #include <xercesc/sax2/DefaultHandler.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
-#include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDEntityDecl.hpp>
 
 #include "xml/byte_source.h"
+#include "xml/library.h"
 #include "xml/transcode.h"
 
 namespace xml {
@@ -32,19 +32,6 @@ constexpr std::size_t maximumAddition = 1'048'576;
 
 // Ends the parsing from within a callback.
 struct Refusal {};
-
-// Once for the process, and never undone: a thread may still parse while the process ends.
-bool startLibrary() {
-    static const bool started = [] {
-        try {
-            xercesc::XMLPlatformUtils::Initialize();
-            return true;
-        } catch (const xercesc::XMLException&) {
-            return false;
-        }
-    }();
-    return started;
-}
 
 struct Event {
     XmlEvent kind = XmlEvent::Failed;
