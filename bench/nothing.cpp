@@ -1,0 +1,2 @@
+// The yardstick of the start: a program that does nothing.
+int main() {}
