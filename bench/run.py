@@ -1,0 +1,223 @@
+"""Measures speed and size, each beside a yardstick, prints the table and writes it to docs/performance.md.
+
+With --quick the idle agent is watched for 10 s instead of 60 s, and the page is left as it is.
+"""
+
+import datetime
+import json
+import os
+import pathlib
+import platform
+import random
+import re
+import statistics
+import subprocess
+import sys
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build/release"
+PAGE = ROOT / "docs/performance.md"
+sys.path.insert(0, str(ROOT / "tests/program"))
+
+from suite import Home, Phones, under_virtual_bus, wait_for  # noqa: E402
+
+LAUNCH = "autoupdate Launching Zelmo Dockset"
+LISTENING = "Started listening for devices"
+PERIOD = 2.0
+SLEEP_GRAIN = 0.0156
+POLL = 0.010
+PHONES = 10
+ARRIVALS = 8
+STARTS = 15
+
+INTRODUCTION = """# Performance
+
+`./dev bench` makes this page. Each figure stands beside a yardstick that was measured in the same run on the same
+machine: the library's or the system's bare way to do the work. Trust the ratios; the absolute figures are this
+machine's. The documents and the phones are generated, and the agent is the program as it ships, in a home directory of
+its own. "To reach" is the bound that must hold on any machine.
+"""
+
+
+def own_environment():
+    return {name: value for name, value in os.environ.items() if name not in ("LD_PRELOAD", "UMOCKDEV_DIR")}
+
+
+def run_benchmarks(pattern, environment):
+    """The results by name. The median of five runs each, taken in turns."""
+    command = [BUILD / "bench", f"--benchmark_filter={pattern}", "--benchmark_format=json",
+               "--benchmark_repetitions=5", "--benchmark_report_aggregates_only=true",
+               "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.2"]
+    output = subprocess.run(command, env=environment, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    results = json.loads(output.stdout)["benchmarks"]
+    failed = [result["run_name"] for result in results if result.get("error_occurred")]
+    if failed:
+        raise RuntimeError(f"benchmarks failed: {failed}")
+    return {result["run_name"].split("/")[0]: result for result in results if result["aggregate_name"] == "median"}
+
+
+def row(what, figure, yardstick, ratio, bound, good):
+    verdict = "" if good is None else "ok" if good else "**no**"
+    return [what, figure, yardstick, "" if ratio is None else f"{ratio:.2f}", bound, verdict]
+
+
+def throughput(results, what, mine, library, bound):
+    own, bare = (results[name]["bytes_per_second"] / 1e6 for name in (mine, library))
+    to_reach = f"ratio at least {bound}" if bound else ""
+    return row(what, f"{own:.0f} MB/s", f"{bare:.0f} MB/s", own / bare, to_reach, own / bare >= bound if bound else None)
+
+
+def library_rows():
+    results = run_benchmarks("^(xml|json|tree|settings|log)", own_environment())
+    yield throughput(results, "`parseXml` of a device list of 20 MB; the library's pull", "xmlToTree",
+                     "xmlLibraryPull", 0.65)
+    yield throughput(results, "the same and the tree's destruction", "xmlToTreeAndGone", "xmlLibraryPull", None)
+    yield throughput(results, "`parseJson` of 5 MB; `json_loadb`", "jsonToTree", "jsonLibraryLoad", 0.5)
+    yield throughput(results, "`toJsonBytes` of that tree; `json_dumpb`", "treeToJson", "jsonLibraryDump", 1.0)
+    own, bare = (results[name]["median_ms"] for name in ("settingsReload", "settingsRead"))
+    yield row("`AppSettings::settings()` with its reload; `open`, `read`, `close` of the file", f"{own:.3f} ms",
+              f"{bare:.4f} ms", own / bare, "under 0.5 ms", own < 0.5)
+    own, bare = (results[name]["items_per_second"] for name in ("logLine", "logBareWrite"))
+    yield row("log lines of four threads; `write` of the same bytes", f"{own / 1e3:.0f} 000/s", f"{bare / 1e3:.0f} 000/s",
+              own / bare, "ratio at least 0.5", own / bare >= 0.5)
+
+
+def plug_phones(phones):
+    for number in range(PHONES):
+        phones.plug(f"1-{number + 1}", serial=f"SERIAL{number}")
+
+
+def enumeration_rows():
+    """The row, and the length of a pass in seconds."""
+    phones = Phones()
+    plug_phones(phones)
+    results = run_benchmarks("^enumeration", {**own_environment(), **phones.environment})
+    own, bare = results["enumeration"], results["enumerationBareScan"]
+    if own["devices"] != PHONES or bare["devices"] != PHONES:
+        raise RuntimeError(f"the looks saw {own['devices']} and {bare['devices']} of {PHONES} phones")
+    ratio = own["real_time"] / bare["real_time"]
+    return row(f"a look at the devices, {PHONES} phones; a bare scan of the same attributes",
+               f"{own['real_time'] / 1e3:.2f} ms", f"{bare['real_time'] / 1e3:.2f} ms", ratio, "ratio at most 1.5",
+               ratio <= 1.5), own["real_time"] / 1e6
+
+
+def arrival_row(pass_seconds):
+    """Phones arrive at chance moments of the scanner's period. The log is polled, which counts in the bound."""
+    waits = []
+    phones = Phones()
+    with Home(phones) as home:
+        agent = home.start_agent()
+        agent.wait_for_look()
+        for number in range(ARRIVALS):
+            time.sleep(random.uniform(0, PERIOD))
+            phones.plug(f"1-{number + 1}", serial=f"SERIAL{number}")
+            begin = time.monotonic()
+            agent.wait_for_line(LAUNCH, number + 1)
+            waits.append(time.monotonic() - begin)
+            # An arrival in the same look as the one before would start nothing of its own.
+            agent.wait_for_look()
+        agent.stop()
+    bound = PERIOD + SLEEP_GRAIN + pass_seconds + POLL
+    return row(f"a phone's arrival to the start of the application, the worst of {ARRIVALS}; the scanner's period",
+               f"{max(waits):.2f} s", f"{PERIOD:g} s", max(waits) / PERIOD, f"at most {bound:.2f} s, a period with its sleep's grain and a look",
+               max(waits) <= bound)
+
+
+def start_row():
+    def start():
+        with Home() as home:
+            begin = time.monotonic()
+            agent = home.start_agent()
+            deadline = begin + 5
+            while LISTENING not in agent.lines() and time.monotonic() < deadline:
+                time.sleep(0.0005)
+            taken = time.monotonic() - begin
+            agent.stop()
+            return taken
+
+    def start_nothing():
+        begin = time.monotonic()
+        subprocess.run([BUILD / "bench_nothing"], env=own_environment(), check=True)
+        return time.monotonic() - begin
+
+    own, bare = (1e3 * statistics.median(act() for _ in range(STARTS)) for act in (start, start_nothing))
+    return row("start of the agent to its readiness; start and end of an empty program", f"{own:.0f} ms",
+               f"{bare:.1f} ms", own / bare, "under 50 ms", own < 50)
+
+
+class Usage:
+    """What a process has used up to now: wake-ups, and seconds of processor time."""
+
+    def __init__(self, pid):
+        tasks = list(pathlib.Path(f"/proc/{pid}/task").iterdir())
+        switches = (re.search(r"\nvoluntary_ctxt_switches:\s+(\d+)", (task / "status").read_text()) for task in tasks)
+        self.wake_ups = sum(int(found.group(1)) for found in switches)
+        self.seconds = sum(int((task / "schedstat").read_text().split()[0]) for task in tasks) / 1e9
+
+
+def proportional_memory(pid):
+    """In MB; what is shared with other processes counts in part."""
+    rollup = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text()
+    return int(re.search(r"\nPss:\s+(\d+)", rollup).group(1)) / 1024
+
+
+def idle_rows(seconds):
+    with Home() as home:
+        agent = home.start_agent()
+        agent.wait_until_listening()
+        loop = subprocess.Popen([BUILD / "bench_idle_loop"], env=own_environment())
+        try:
+            agent.wait_for_look()
+            pids = (agent.process.pid, loop.pid)
+            before = [Usage(pid) for pid in pids]
+            begin = time.monotonic()
+            time.sleep(seconds)
+            after = [Usage(pid) for pid in pids]
+            span = time.monotonic() - begin
+            memory = [proportional_memory(pid) for pid in pids]
+        finally:
+            loop.kill()
+            loop.wait()
+        agent.stop()
+    wakes = [(end.wake_ups - start.wake_ups) / span for start, end in zip(before, after)]
+    cpu = [100 * (end.seconds - start.seconds) / span for start, end in zip(before, after)]
+    beside = f"idle agent, {seconds} s; a bare loop with the same sleep"
+    return [
+        row(f"memory (PSS), {beside}", f"{memory[0]:.1f} MB", f"{memory[1]:.1f} MB", memory[0] / memory[1],
+            "at most 12 MB", memory[0] <= 12),
+        row(f"wake-ups, {beside}", f"{wakes[0]:.1f}/s", f"{wakes[1]:.1f}/s", wakes[0] / wakes[1], "at most 70/s",
+            wakes[0] <= 70),
+        row(f"processor time, {beside}", f"{cpu[0]:.3f} %", f"{cpu[1]:.3f} %", cpu[0] / cpu[1], "ratio at most 1.5",
+            cpu[0] <= 1.5 * cpu[1]),
+    ]
+
+
+def machine():
+    model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    memory = re.search(r"MemTotal:\s+(\d+)", pathlib.Path("/proc/meminfo").read_text())
+    return (f"{model.group(1) if model else platform.machine()}, {os.cpu_count()} cores, "
+            f"{int(memory.group(1)) / 1024 / 1024:.0f} GB of memory, Linux {platform.release()}, "
+            f"{datetime.date.today():%d %B %Y}")
+
+
+def table(rows):
+    head = ["what; beside what", "figure", "yardstick", "ratio", "to reach", ""]
+    return "\n".join("| " + " | ".join(cells) + " |" for cells in [head, ["---"] * len(head), *rows])
+
+
+def main():
+    quick = "--quick" in sys.argv
+    under_virtual_bus()
+    rows = list(library_rows())
+    enumeration, pass_seconds = enumeration_rows()
+    rows += [enumeration, arrival_row(pass_seconds), start_row(), *idle_rows(10 if quick else 60)]
+    text = table(rows)
+    print(text)
+    if not quick:
+        PAGE.parent.mkdir(exist_ok=True)
+        PAGE.write_text(f"{INTRODUCTION}\n## {machine()}\n\n{text}\n")
+
+
+if __name__ == "__main__":
+    main()
