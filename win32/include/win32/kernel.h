@@ -1,4 +1,4 @@
-// Handles, the clock, sleeping, modules and movable memory.
+// Handles, the clock, sleeping and modules.
 //
 // CloseHandle: gives a handle of any kind back; the object ends with its last handle. False with
 // ERROR_INVALID_HANDLE for what isn't an open handle. Any thread.

@@ -24,6 +24,14 @@ void answerSleep(std::function<void(DWORD)> answer);
 // Replaces the system clock that GetSystemTimeAsFileTime reads: `answer` gives 100 ns ticks since 1601-01-01 UTC.
 void answerClock(std::function<ULONGLONG()> answer);
 
+// Stands in for the desktop: with monitors given, icon, menu and windows work as on a desktop with these (the first one
+// is the primary), and nothing is shown. Without any, the real desktop is back.
+struct Monitor {
+    RECT place;
+    RECT workArea;
+};
+void pretendDesktop(std::vector<Monitor> monitors);
+
 // What was asked of `operation` since the last reset, oldest first, one text a call: its arguments in UTF-8, in
 // their order, divided by '|'. Only operations whose effect lies outside of the process are recorded; each header
 // says so ("recorded").

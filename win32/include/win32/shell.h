@@ -12,6 +12,7 @@
 
 #include "win32/com.h"
 #include "win32/types.h"
+#include "win32/window.h"
 
 #ifdef _WIN32
 
@@ -21,8 +22,6 @@
 #else
 
 #define SEE_MASK_FLAG_NO_UI 0x400U
-#define SW_HIDE 0
-#define SW_SHOW 5
 
 struct SHELLEXECUTEINFOW {
     DWORD cbSize;

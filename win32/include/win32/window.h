@@ -23,6 +23,20 @@
 // to 2^31 - 1, others are moved there) until KillTimer; a tick that isn't fetched is not doubled; setting it again
 // starts it anew. By the window's thread.
 //
+// ShowWindow (SW_HIDE, SW_SHOW): true if the window was visible before. SetWindowPos: SWP_NOSIZE, SWP_NOMOVE,
+// SWP_NOZORDER, SWP_NOACTIVATE, SWP_SHOWWINDOW, SWP_HIDEWINDOW. GetWindowRect: on the screen. A window that becomes
+// visible gets WM_PAINT when nothing else waits, or at once by UpdateWindow, and so do its children. Without a display
+// the window is visible in the model only.
+// SetForegroundWindow: gives a visible window the activation. WM_ACTIVATE tells it, and with WA_INACTIVE of the loss:
+// to another window of the desktop, too. On a hidden window it succeeds and does nothing. False with
+// ERROR_ACCESS_DENIED without a display. GetSystemMetrics: SM_CXSMICON, SM_CYSMICON, SM_MENUDROPALIGNMENT; 0 for
+// others. GetDoubleClickTime: milliseconds. CalculatePopupWindowPosition: where a window of a size belongs that pops up
+// at `anchor`: aligned to it by the TPM_ flags, moved off `exclude` (null: the anchor alone) to the side that
+// TPM_VERTICAL prefers, and kept inside of the monitor, with TPM_WORKAREA inside of its work area. Pixels of the
+// screen, negative ones left of and above the primary monitor. ERROR_INVALID_PARAMETER for contradicting flags,
+// ERROR_ACCESS_DENIED without a display. By the window's thread; GetWindowRect, IsWindowVisible and the last three from
+// any.
+//
 // EnumWindows: the top-level windows of the session's processes, hidden ones too; false if `callback` stopped it.
 // GetClassNameW, GetClassNameA, IsWindow: for top-level windows of all processes and all windows of this one. The text
 // is cut at the buffer's end; its length is the result.
@@ -89,6 +103,8 @@ static_assert(sizeof(CREATESTRUCTW) == 80);
 #define WS_POPUP 0x80000000U
 #define WS_CHILD 0x40000000U
 #define WS_VISIBLE 0x10000000U
+#define SS_OWNERDRAW 0x0000000DU
+#define WS_EX_TOPMOST 0x8U
 #define WS_EX_TOOLWINDOW 0x80U
 #define COLOR_WINDOW 5
 #define IDC_ARROW MAKEINTRESOURCEW(32512)
@@ -96,15 +112,50 @@ static_assert(sizeof(CREATESTRUCTW) == 80);
 #define WM_NULL 0x0000U
 #define WM_CREATE 0x0001U
 #define WM_DESTROY 0x0002U
+#define WM_ACTIVATE 0x0006U
+#define WM_PAINT 0x000FU
 #define WM_CLOSE 0x0010U
 #define WM_QUIT 0x0012U
+#define WM_DRAWITEM 0x002BU
+#define WM_CONTEXTMENU 0x007BU
 #define WM_NCCREATE 0x0081U
 #define WM_NCDESTROY 0x0082U
+#define WM_COMMAND 0x0111U
 #define WM_TIMER 0x0113U
+#define WM_CTLCOLORSTATIC 0x0138U
+#define WM_LBUTTONDBLCLK 0x0203U
 #define WM_USER 0x0400U
 
 #define PM_NOREMOVE 0x0U
 #define PM_REMOVE 0x1U
+
+#define WA_INACTIVE 0
+#define WA_ACTIVE 1
+
+#define SW_HIDE 0
+#define SW_SHOW 5
+#define SWP_NOSIZE 0x01U
+#define SWP_NOMOVE 0x02U
+#define SWP_NOZORDER 0x04U
+#define SWP_NOACTIVATE 0x10U
+#define SWP_SHOWWINDOW 0x40U
+#define SWP_HIDEWINDOW 0x80U
+#define HWND_TOPMOST (reinterpret_cast<HWND>(static_cast<LONG_PTR>(-1)))
+
+#define SM_MENUDROPALIGNMENT 40
+#define SM_CXSMICON 49
+#define SM_CYSMICON 50
+
+#define TPM_LEFTALIGN 0x00U
+#define TPM_CENTERALIGN 0x04U
+#define TPM_RIGHTALIGN 0x08U
+#define TPM_TOPALIGN 0x00U
+#define TPM_VCENTERALIGN 0x10U
+#define TPM_BOTTOMALIGN 0x20U
+#define TPM_HORIZONTAL 0x00U
+#define TPM_VERTICAL 0x40U
+#define TPM_WORKAREA 0x10000U
+#define TPM_RIGHTBUTTON 0x02U
 
 #define GWLP_WNDPROC (-4)
 #define GWLP_USERDATA (-21)
@@ -118,6 +169,16 @@ LRESULT WINAPI DefWindowProcW(HWND window, UINT message, WPARAM wParam, LPARAM l
 LONG_PTR WINAPI GetWindowLongPtrW(HWND window, int index);
 LONG_PTR WINAPI SetWindowLongPtrW(HWND window, int index, LONG_PTR value);
 HCURSOR WINAPI LoadCursorW(HINSTANCE instance, LPCWSTR name);
+
+BOOL WINAPI ShowWindow(HWND window, int command);
+BOOL WINAPI IsWindowVisible(HWND window);
+BOOL WINAPI SetWindowPos(HWND window, HWND after, int x, int y, int width, int height, UINT flags);
+BOOL WINAPI GetWindowRect(HWND window, RECT* place);
+BOOL WINAPI UpdateWindow(HWND window);
+BOOL WINAPI SetForegroundWindow(HWND window);
+int WINAPI GetSystemMetrics(int index);
+UINT WINAPI GetDoubleClickTime();
+BOOL WINAPI CalculatePopupWindowPosition(const POINT* anchor, const SIZE* size, UINT flags, RECT* exclude, RECT* place);
 
 BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 LRESULT WINAPI SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
