@@ -1,6 +1,9 @@
 #include "agent/agent.h"
 
+#include <stdexcept>
+
 #include "agent/log.h"
+#include "agent/logo.h"
 #include "base/object_names.h"
 
 namespace agent {
@@ -10,9 +13,7 @@ bool applicationRestartPending = false;
 
 namespace {
 
-// The size of the logo that the window shows.
-constexpr int windowWidth = 348;
-constexpr int windowHeight = 287;
+constexpr COLORREF white = 0xFFFFFF;
 
 }  // namespace
 
@@ -22,11 +23,33 @@ std::shared_ptr<ZelmoDocksetAgent> ZelmoDocksetAgent::create() {
     return agent;
 }
 
+ZelmoDocksetAgent::ZelmoDocksetAgent() : whiteBrush_(CreateSolidBrush(white)) {}
+
+ZelmoDocksetAgent::~ZelmoDocksetAgent() {
+    if (Shell_NotifyIconW(NIM_DELETE, &notifyIcon_) == FALSE) {
+        logLine("Shell_NotifyIcon(NIM_DELETE) failed.");
+    }
+    DeleteObject(whiteBrush_);
+    messages_.reset();
+    launcher_.reset();
+    menu_.reset();
+}
+
 bool ZelmoDocksetAgent::init(HINSTANCE instance) {
     instance_ = instance;
     if (!createWindow()) {
         logLine("CreateWindowW failed.");
         logLine("Failed to initialize instance.");
+        return false;
+    }
+    logLine("Loading messages");
+    messages_ = std::make_shared<Messages>();
+    loadLocalizedMessages(*messages_);
+    taskbarCreatedMessage_ = RegisterWindowMessageW(W("TaskbarCreated"));
+    if (!addNotifyIcon()) {
+        logLine("Failed to initialize notifications at startup. Ignored.");
+    }
+    if (!createMenu()) {
         return false;
     }
     launcher_ = std::make_shared<base::LauncherWin>();
@@ -44,8 +67,18 @@ bool ZelmoDocksetAgent::createWindow() {
     windowClass.lpszClassName = base::agentWindowClass;
     RegisterClassExW(&windowClass);
     window_ = CreateWindowExW(WS_EX_TOOLWINDOW, base::agentWindowClass, W("Zelmo Dockset Agent"), WS_POPUP, 0, 0,
-                              windowWidth, windowHeight, nullptr, nullptr, instance_, this);
+                              logoWidth, logoHeight, nullptr, nullptr, instance_, this);
     return window_ != nullptr;
+}
+
+bool ZelmoDocksetAgent::createMenu() {
+    try {
+        menu_ = std::make_unique<ShortcutMenu>(messages_);
+        return true;
+    } catch (const std::runtime_error& error) {
+        logLine("Failed to create shortcut menu, ", std::string(error.what()));
+        return false;
+    }
 }
 
 LRESULT CALLBACK ZelmoDocksetAgent::staticWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -61,18 +94,95 @@ LRESULT CALLBACK ZelmoDocksetAgent::staticWindowProc(HWND window, UINT message, 
 LRESULT ZelmoDocksetAgent::windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_CREATE:
-        case AGENT_MSG_RESERVED:
+            onCreate(window);
             return 0;
         case WM_DESTROY:
-            window_ = nullptr;
-            PostQuitMessage(0);
-            agentExitRequested = true;
+            onDestroy();
+            return 0;
+        case WM_ACTIVATE:
+            onActivate(window, wParam);
+            return 0;
+        case WM_PAINT: {
+            PAINTSTRUCT paint{};
+            BeginPaint(window, &paint);
+            EndPaint(window, &paint);
+            return 0;
+        }
+        case WM_DRAWITEM:
+            onDrawItem(*reinterpret_cast<const DRAWITEMSTRUCT*>(lParam));
+            return 0;
+        case WM_COMMAND:
+            return onCommand(window, LOWORD(wParam)) ? 0 : DefWindowProcW(window, message, wParam, lParam);
+        case WM_TIMER:
+            onTimer(window, wParam);
+            return 0;
+        case WM_CTLCOLORSTATIC:
+            SetBkColor(reinterpret_cast<HDC>(wParam), white);
+            return reinterpret_cast<LRESULT>(whiteBrush_);
+        case AGENT_MSG_NOTIFY_ICON:
+            onNotifyIcon(window, wParam, lParam);
+            return 0;
+        case AGENT_MSG_UPDATE_AVAILABLE:
+            onUpdateAvailable();
+            return 0;
+        case AGENT_MSG_UPDATE_DOWNLOADED:
+            onUpdateDownloaded();
+            return 0;
+        case AGENT_MSG_RESERVED:
             return 0;
         case AGENT_MSG_RESTART_APPLICATION:
             applicationRestartPending = true;
             return 0;
         default:
+            if (message == taskbarCreatedMessage_ && message != WM_NULL) {
+                logLine("taskbar restart");
+                addNotifyIcon();
+            }
             return DefWindowProcW(window, message, wParam, lParam);
+    }
+}
+
+void ZelmoDocksetAgent::onCreate(HWND window) {
+    const Gdiplus::GdiplusStartupInput input;
+    Gdiplus::GdiplusStartup(&gdiplusToken_, &input, nullptr);
+    logLine("Loading images");
+    logoBitmap_ = loadLogo();
+    if (logoBitmap_ == nullptr) {
+        return;
+    }
+    logLine("Creating controls");
+    logoControl_ = CreateWindowExW(0, W("Static"), W(""), WS_CHILD | WS_VISIBLE | SS_OWNERDRAW, 0, 0, logoWidth,
+                                   logoHeight, window, nullptr, instance_, nullptr);
+    if (logoControl_ == nullptr) {
+        logLine("Failed to create logo control\n");
+    }
+}
+
+void ZelmoDocksetAgent::onDestroy() {
+    window_ = nullptr;
+    Gdiplus::GdiplusShutdown(gdiplusToken_);
+    PostQuitMessage(0);
+    agentExitRequested = true;
+}
+
+void ZelmoDocksetAgent::onActivate(HWND window, WPARAM wParam) {
+    if (LOWORD(wParam) == WA_INACTIVE) {
+        ShowWindow(window, SW_HIDE);
+        SetTimer(window, AGENT_TIMER_POPUP_REARM, GetDoubleClickTime(), nullptr);
+        popupArmed_ = false;
+    }
+}
+
+void ZelmoDocksetAgent::onTimer(HWND window, WPARAM wParam) {
+    if (wParam == AGENT_TIMER_POPUP_REARM) {
+        KillTimer(window, AGENT_TIMER_POPUP_REARM);
+        popupArmed_ = true;
+    }
+}
+
+void ZelmoDocksetAgent::onDrawItem(const DRAWITEMSTRUCT& item) const {
+    if (item.hwndItem == logoControl_) {
+        drawLogo(item, logoBitmap_);
     }
 }
 

@@ -1,20 +1,40 @@
-// The agent's central object and its window.
+// The agent's central object: its window, its icon and what the user does with them.
 //
-// The window is the target of what other threads and processes have to say; everything that changes the agent's state
-// happens in its procedure, on the main thread.
+// The window is the target of what the desktop, other threads and other processes have to say, it owns the icon with
+// its balloons, and it is itself the popup that shows the logo; it is hidden otherwise. Everything that changes the
+// agent's state happens in its procedure, on the main thread.
 #pragma once
 
 #include <memory>
 
+#include "agent/menu.h"
+#include "agent/messages.h"
 #include "update/launcher.h"
+#include "win32/drawing.h"
+#include "win32/notify_icon.h"
 #include "win32/window.h"
 
 namespace agent {
 
-// Messages to the agent's window, wParam and lParam 0.
+// Messages to the agent's window. The icon's event has the form of NOTIFYICON_VERSION_4; the others come with 0, 0.
 enum AgentMessage : UINT {
+    AGENT_MSG_NOTIFY_ICON = WM_USER,
+    AGENT_MSG_UPDATE_AVAILABLE = WM_USER + 1,
+    AGENT_MSG_UPDATE_DOWNLOADED = WM_USER + 2,
     AGENT_MSG_RESERVED = WM_USER + 3,             // accepted and ignored
     AGENT_MSG_RESTART_APPLICATION = WM_USER + 4,  // posted by the main application: start it again when it has gone
+};
+
+enum AgentTimer : UINT_PTR {
+    AGENT_TIMER_UPDATE_CHECK = 11,
+    AGENT_TIMER_POPUP_REARM = 12,
+};
+
+// Which update prompt is open, and so what a click on the balloon means.
+enum class AgentState : std::uint32_t {
+    Idle = 0,
+    UpdateAvailable = 1,
+    UpdateDownloaded = 2,
 };
 
 // Main thread only, written by the window procedure and read by the main loop.
@@ -26,7 +46,7 @@ public:
     static std::shared_ptr<ZelmoDocksetAgent> create();
     ZelmoDocksetAgent(const ZelmoDocksetAgent&) = delete;
     ZelmoDocksetAgent& operator=(const ZelmoDocksetAgent&) = delete;
-    ~ZelmoDocksetAgent() = default;
+    ~ZelmoDocksetAgent();
 
     // Makes the window and what belongs to it. False, with lines in the log, if the agent can't run.
     bool init(HINSTANCE instance);
@@ -35,16 +55,48 @@ public:
     const std::shared_ptr<base::Launcher>& launcher() const { return launcher_; }
 
 private:
-    ZelmoDocksetAgent() = default;
+    ZelmoDocksetAgent();
 
     bool createWindow();
+    bool createMenu();
     static LRESULT CALLBACK staticWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     LRESULT windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void onCreate(HWND window);
+    void onDestroy();
+    void onActivate(HWND window, WPARAM wParam);
+    void onTimer(HWND window, WPARAM wParam);
+    void onDrawItem(const DRAWITEMSTRUCT& item) const;
+    bool onCommand(HWND window, WORD command);
+
+    // False only if the tip doesn't fit; what the shell refuses is logged, and tried again with the next taskbar.
+    bool addNotifyIcon();
+    void onNotifyIcon(HWND window, WPARAM wParam, LPARAM lParam);
+    bool showBalloon(const WideString& title, const WideString& text);
+    // Beside the icon. Not within a double-click time after it was closed, so that the click that closes it doesn't
+    // open it again.
+    bool showPopup();
+    bool findPopupPlace(RECT& place) const;
+
+    void onUpdateAvailable();
+    void onUpdateDownloaded();
+    void onBalloonClick();
+    void closeDownloadPrompt();
+    void installDownloadedUpdate();
 
     std::weak_ptr<ZelmoDocksetAgent> selfReference_;
     HINSTANCE instance_ = nullptr;
     HWND window_ = nullptr;
+    std::unique_ptr<ShortcutMenu> menu_;
+    NOTIFYICONDATAW notifyIcon_{};
+    UINT taskbarCreatedMessage_ = 0;
+    HBRUSH whiteBrush_;
+    bool popupArmed_ = true;
+    AgentState state_ = AgentState::Idle;
     std::shared_ptr<base::Launcher> launcher_;
+    std::shared_ptr<Messages> messages_;
+    ULONG_PTR gdiplusToken_ = 0;
+    HWND logoControl_ = nullptr;
+    HBITMAP logoBitmap_ = nullptr;
 };
 
 }  // namespace agent

@@ -30,4 +30,15 @@ Utf8CodePoint firstCodePoint(std::string_view text) {
     return {point, length};
 }
 
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = firstCodePoint(text).length;
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 }  // namespace base

@@ -15,4 +15,7 @@ struct Utf8CodePoint {
 // U+10FFFF are not well-formed (RFC 3629). Any thread.
 Utf8CodePoint firstCodePoint(std::string_view text);
 
+// Whether all of `text` is well-formed.
+bool isUtf8(std::string_view text);
+
 }  // namespace base
