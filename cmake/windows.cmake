@@ -29,3 +29,10 @@ add_library(layer_headers OBJECT ${header_sources})
 target_include_directories(layer_headers PRIVATE win32/include)
 target_compile_definitions(layer_headers PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
 target_compile_options(layer_headers PRIVATE -Wno-old-style-cast -Wno-non-virtual-dtor)
+
+# The icon, the logo and the manifest.
+set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+enable_language(RC)
+add_library(agent_resources OBJECT packaging/windows/agent.rc)
+set_source_files_properties(packaging/windows/agent.rc PROPERTIES OBJECT_DEPENDS
+  "${CMAKE_SOURCE_DIR}/packaging/windows/agent.manifest;${CMAKE_SOURCE_DIR}/packaging/art/zelmo.ico;${CMAKE_SOURCE_DIR}/packaging/art/logo.png")
