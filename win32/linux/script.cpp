@@ -5,6 +5,7 @@
 #include <mutex>
 #include <utility>
 
+#include "linux/presenter.h"
 #include "linux/scripted.h"
 
 #ifdef WIN32_SCRIPTED
@@ -18,12 +19,40 @@ struct Failure {
     unsigned after;
 };
 
+// Everything is there, and nothing is seen.
+class PretendedDesktop final : public Presenter {
+public:
+    explicit PretendedDesktop(std::vector<win32::Monitor> places) : monitors_(std::move(places)) {}
+
+    void pump() override {}
+    bool hasTray() override { return true; }
+    void showIcon(const ShownIcon& /*icon*/) override {}
+    void removeIcon() override {}
+    // In the lower right corner of the primary monitor.
+    std::optional<RECT> iconPlace() override {
+        constexpr LONG size = 24;
+        const RECT& primary = monitors_.front().place;
+        return RECT{primary.right - size, primary.bottom - size, primary.right, primary.bottom};
+    }
+    void showBalloon(const std::string& /*title*/, const std::string& /*text*/) override {}
+    bool showMenu(std::vector<ShownItem> /*items*/, std::function<void(UINT)> /*choose*/) override { return true; }
+    std::vector<win32::Monitor> monitors() override { return monitors_; }
+    void showWindow(HWND /*window*/, const ShownWindow& /*shown*/) override {}
+    void hideWindow(HWND /*window*/) override {}
+    void forgetWindow(HWND /*window*/) override {}
+    bool activate(HWND /*window*/) override { return true; }
+
+private:
+    std::vector<win32::Monitor> monitors_;
+};
+
 struct Script {
     std::mutex mutex;
     std::map<std::string, std::deque<Failure>> failures;
     std::map<std::string, std::vector<std::string>> calls;
     std::function<void(DWORD)> sleep;
     std::function<ULONGLONG()> clock;
+    std::shared_ptr<PretendedDesktop> desktop;
 };
 
 // Never destroyed: threads that outlive main's statics may still call operations.
@@ -49,6 +78,15 @@ void answerClock(std::function<ULONGLONG()> answer) {
     script().clock = std::move(answer);
 }
 
+void pretendDesktop(const std::vector<Monitor>& monitors) {
+    std::vector<win32::Monitor> places;
+    for (const Monitor& monitor : monitors) {
+        places.push_back({monitor.place, monitor.workArea});
+    }
+    const std::lock_guard lock(script().mutex);
+    script().desktop = places.empty() ? nullptr : std::make_shared<PretendedDesktop>(std::move(places));
+}
+
 std::vector<std::string> calls(const std::string& operation) {
     const std::lock_guard lock(script().mutex);
     return script().calls[operation];
@@ -60,6 +98,7 @@ void reset() {
     script().calls.clear();
     script().sleep = nullptr;
     script().clock = nullptr;
+    script().desktop.reset();
 }
 
 std::optional<DWORD> takeFailure(const char* operation) {
@@ -103,6 +142,11 @@ std::optional<ULONGLONG> takeClock() {
         answer = script().clock;
     }
     return answer ? std::optional(answer()) : std::nullopt;
+}
+
+Presenter* pretendedDesktop() {
+    const std::lock_guard lock(script().mutex);
+    return script().desktop.get();
 }
 
 }  // namespace win32::script

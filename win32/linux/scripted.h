@@ -9,12 +9,17 @@
 
 #ifdef WIN32_SCRIPTED
 
+namespace win32 {
+class Presenter;
+}
+
 namespace win32::script {
 
 std::optional<DWORD> takeFailure(const char* operation);
 void record(const char* operation, std::string arguments);
 bool takeSleep(DWORD milliseconds);
 std::optional<ULONGLONG> takeClock();
+Presenter* pretendedDesktop();  // null: the real one
 
 }  // namespace win32::script
 

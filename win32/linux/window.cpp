@@ -10,7 +10,9 @@
 #include "linux/scripted.h"
 #include "linux/text.h"
 #include "linux/window_model.h"
+#include "linux/window_paint.h"
 #include "linux/window_signals.h"
+#include "win32/drawing.h"
 
 namespace win32 {
 
@@ -44,7 +46,7 @@ ATOM addClass(Model& model, const WNDCLASSEXW& details) {
 Model* makeModel() {
     auto* const made = new Model;
     WNDCLASSEXW control{};
-    control.lpfnWndProc = DefWindowProcW;
+    control.lpfnWndProc = staticControl;
     control.lpszClassName = u"Static";
     addClass(*made, control);
     return made;
@@ -103,19 +105,9 @@ bool isParentSuitable(DWORD style, HWND parent) {
 
 void discard(HWND window) {
     callWindow(window, WM_NCDESTROY, 0, 0);
+    forgetShown(window);
     const std::lock_guard lock(model().mutex);
     removeWindow(window);
-}
-
-std::vector<HWND> childrenOf(HWND window) {
-    const std::lock_guard lock(model().mutex);
-    std::vector<HWND> children;
-    for (const auto& [handle, each] : model().windows) {
-        if (each.parent == window) {
-            children.push_back(handle);
-        }
-    }
-    return children;
 }
 
 // The class of any window of the session; empty with ERROR_INVALID_WINDOW_HANDLE if there is none.
@@ -175,6 +167,17 @@ void removeWindow(HWND window) {
         model().link.withdraw(window);
     }
     model().windows.erase(found);
+}
+
+std::vector<HWND> childrenOf(HWND window) {
+    const std::lock_guard lock(model().mutex);
+    std::vector<HWND> children;
+    for (const auto& [handle, each] : model().windows) {
+        if (each.parent == window) {
+            children.push_back(handle);
+        }
+    }
+    return children;
 }
 
 LRESULT callWindow(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -246,6 +249,9 @@ HWND WINAPI CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR titl
         DestroyWindow(handle);
         return nullptr;
     }
+    if ((style & WS_VISIBLE) != 0) {
+        win32::invalidate(handle);
+    }
     return IsWindow(handle) ? handle : nullptr;
 }
 
@@ -277,6 +283,10 @@ BOOL WINAPI DestroyWindow(HWND handle) {
 LRESULT WINAPI DefWindowProcW(HWND window, UINT message, WPARAM /*wParam*/, LPARAM /*lParam*/) {
     if (message == WM_CLOSE) {
         DestroyWindow(window);
+    } else if (message == WM_PAINT) {
+        PAINTSTRUCT paint{};
+        BeginPaint(window, &paint);
+        EndPaint(window, &paint);
     }
     return message == WM_NCCREATE ? TRUE : 0;
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "linux/surface.h"
 #include "linux/window_link.h"
 #include "win32/window.h"
 
@@ -39,6 +40,7 @@ struct MessageQueue {
     std::deque<MSG> posted;
     std::vector<Timer> timers;
     bool hasQuit = false;
+    bool mayPaint = false;  // whether a window may have something to draw
     int exitCode = 0;
 };
 
@@ -55,15 +57,23 @@ struct Window {
     HMENU menu = nullptr;  // or a child's id
     HINSTANCE instance = nullptr;
     bool isDying = false;
+    bool isInvalid = false;  // to be drawn
+
+    // Of a visible top-level window, with all of its children; only its own thread touches it.
+    std::shared_ptr<cairo_surface_t> picture;
 
     bool isTopLevel() const { return (style & WS_CHILD) == 0; }
+    bool isShown() const { return (style & WS_VISIBLE) != 0; }
+    LONG width() const { return place.right - place.left; }
+    LONG height() const { return place.bottom - place.top; }
 };
 
 struct Model {
     std::mutex mutex;
     std::map<std::u16string, std::shared_ptr<const WindowClass>> classes;  // by the name in lower case
     std::map<HWND, Window> windows;
-    WindowLink link;  // open while there is a top-level window
+    HWND active = nullptr;  // has the desktop's activation
+    WindowLink link;        // open while there is a top-level window
     unsigned lastIndex = 0;
 };
 
@@ -75,6 +85,12 @@ Window* findWindow(HWND window);
 
 // Takes a window that has had its last message out of the model. The model is locked.
 void removeWindow(HWND window);
+
+// The windows inside of a window. The model is not locked.
+std::vector<HWND> childrenOf(HWND window);
+
+// Tells all of the process's top-level windows, however much waits for them. The model is not locked.
+void postToTopLevelWindows(UINT message, WPARAM wParam, LPARAM lParam);
 
 // The calling thread's queue; its windows go when the thread ends. The model is not locked.
 const std::shared_ptr<MessageQueue>& threadQueue();

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "linux/presenter.h"
 #include "linux/scripted.h"
 #include "linux/window_model.h"
+#include "linux/window_paint.h"
 #include "linux/window_signals.h"
 #include "win32/window.h"
 
@@ -41,14 +43,6 @@ MSG makeMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     return {window, message, wParam, lParam, ticks(), {}};
 }
 
-void closeTopLevelWindows() {
-    for (const auto& [handle, window] : model().windows) {
-        if (window.isTopLevel()) {
-            window.queue->posted.push_back(makeMessage(handle, WM_CLOSE, 0, 0));
-        }
-    }
-}
-
 // Takes in what other processes have posted, unless this thread has enough: they then wait in their turn.
 void receivePosts(const MessageQueue& own) {
     while (own.posted.size() < postedMessagesAtMost) {
@@ -82,6 +76,16 @@ bool takeQuit(MessageQueue& queue, MSG& message, bool remove) {
     message = makeMessage(nullptr, WM_QUIT, static_cast<WPARAM>(queue.exitCode), 0);
     queue.hasQuit = !remove;
     return true;
+}
+
+bool takePaint(MessageQueue& queue, MSG& message) {
+    if (!queue.mayPaint) {
+        return false;
+    }
+    const HWND window = windowToPaint(queue);
+    message = makeMessage(window, WM_PAINT, 0, 0);
+    queue.mayPaint = window != nullptr;
+    return queue.mayPaint;
 }
 
 bool takeTimer(MessageQueue& queue, MSG& message, bool remove) {
@@ -130,6 +134,15 @@ bool enqueue(MessageQueue& queue, HWND window, UINT message, WPARAM wParam, LPAR
     return true;
 }
 
+void postToTopLevelWindows(UINT message, WPARAM wParam, LPARAM lParam) {
+    const std::lock_guard lock(model().mutex);
+    for (const auto& [handle, window] : model().windows) {
+        if (window.isTopLevel()) {
+            window.queue->posted.push_back(makeMessage(handle, message, wParam, lParam));
+        }
+    }
+}
+
 }  // namespace win32
 
 using win32::model;
@@ -163,13 +176,14 @@ BOOL WINAPI PeekMessageW(LPMSG message, HWND window, UINT first, UINT last, UINT
     }
     win32::MessageQueue& queue = *win32::threadQueue();
     const bool remove = (flags & PM_REMOVE) != 0;
-    const std::lock_guard lock(model().mutex);
+    win32::presenter().pump();
     if (win32::takeCloseRequest()) {
-        win32::closeTopLevelWindows();
+        win32::postToTopLevelWindows(WM_CLOSE, 0, 0);
     }
+    const std::lock_guard lock(model().mutex);
     win32::receivePosts(queue);
     return win32::takePosted(queue, *message, remove) || win32::takeQuit(queue, *message, remove) ||
-           win32::takeTimer(queue, *message, remove);
+           win32::takePaint(queue, *message) || win32::takeTimer(queue, *message, remove);
 }
 
 BOOL WINAPI TranslateMessage(const MSG* /*message*/) {

@@ -30,7 +30,7 @@ struct Monitor {
     RECT place;
     RECT workArea;
 };
-void pretendDesktop(std::vector<Monitor> monitors);
+void pretendDesktop(const std::vector<Monitor>& monitors);
 
 // What was asked of `operation` since the last reset, oldest first, one text a call: its arguments in UTF-8, in
 // their order, divided by '|'. Only operations whose effect lies outside of the process are recorded; each header

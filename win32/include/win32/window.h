@@ -18,24 +18,25 @@
 // ERROR_NOT_ENOUGH_QUOTA with 10,000 waiting. On Linux, a process that doesn't fetch its messages takes fewer from
 // other processes, and the last code then comes after a second. SendMessageW: to windows of the calling thread only,
 // else 0 with ERROR_NOT_SUPPORTED. PeekMessageW: for all windows (null) and without filters only. Posted messages come
-// first, then WM_QUIT, then timers. Never waits; one system call when there is nothing. RegisterWindowMessageW: 0xC000
-// to 0xFFFF, the same for the same name (any case) throughout the session. SetTimer: WM_TIMER each `milliseconds` (10
-// to 2^31 - 1, others are moved there) until KillTimer; a tick that isn't fetched is not doubled; setting it again
-// starts it anew. By the window's thread.
+// first, then WM_QUIT, then WM_PAINT, then timers. Never waits; two system calls when there is nothing.
+// RegisterWindowMessageW: 0xC000 to 0xFFFF, the same for the same name (any case) throughout the session. SetTimer:
+// WM_TIMER each `milliseconds` (10 to 2^31 - 1, others are moved there) until KillTimer; a tick that isn't fetched is
+// not doubled; setting it again starts it anew. By the window's thread.
 //
 // ShowWindow (SW_HIDE, SW_SHOW): true if the window was visible before. SetWindowPos: SWP_NOSIZE, SWP_NOMOVE,
 // SWP_NOZORDER, SWP_NOACTIVATE, SWP_SHOWWINDOW, SWP_HIDEWINDOW. GetWindowRect: on the screen. A window that becomes
 // visible gets WM_PAINT when nothing else waits, or at once by UpdateWindow, and so do its children. Without a display
 // the window is visible in the model only.
-// SetForegroundWindow: gives a visible window the activation. WM_ACTIVATE tells it, and with WA_INACTIVE of the loss:
+// SetForegroundWindow: gives a visible window the activation. WM_ACTIVATE tells it, and with WA_INACTIVE of the loss,
 // to another window of the desktop, too. On a hidden window it succeeds and does nothing. False with
 // ERROR_ACCESS_DENIED without a display. GetSystemMetrics: SM_CXSMICON, SM_CYSMICON, SM_MENUDROPALIGNMENT; 0 for
-// others. GetDoubleClickTime: milliseconds. CalculatePopupWindowPosition: where a window of a size belongs that pops up
-// at `anchor`: aligned to it by the TPM_ flags, moved off `exclude` (null: the anchor alone) to the side that
-// TPM_VERTICAL prefers, and kept inside of the monitor, with TPM_WORKAREA inside of its work area. Pixels of the
-// screen, negative ones left of and above the primary monitor. ERROR_INVALID_PARAMETER for contradicting flags,
-// ERROR_ACCESS_DENIED without a display. By the window's thread; GetWindowRect, IsWindowVisible and the last three from
-// any.
+// others. GetDoubleClickTime: milliseconds.
+//
+// CalculatePopupWindowPosition: where a window of a size belongs that pops up at `anchor`: aligned to it by the TPM_
+// flags, kept inside of the nearest monitor, with TPM_WORKAREA inside of its work area, and moved off `exclude` (may be
+// null), with TPM_VERTICAL upwards or downwards rather than sideways; where that leaves no room it covers `exclude`.
+// Pixels of the screen, negative ones left of and above the primary monitor. ERROR_INVALID_PARAMETER for contradicting
+// flags, ERROR_ACCESS_DENIED without a display.
 //
 // EnumWindows: the top-level windows of the session's processes, hidden ones too; false if `callback` stopped it.
 // GetClassNameW, GetClassNameA, IsWindow: for top-level windows of all processes and all windows of this one. The text

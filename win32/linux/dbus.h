@@ -1,0 +1,29 @@
+// Owners of what sd-bus hands out. Everything of one connection is used by one thread.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <memory>
+
+namespace win32 {
+
+struct BusEnd {
+    void operator()(sd_bus* bus) const {
+        sd_bus_close(bus);
+        sd_bus_unref(bus);
+    }
+    void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
+    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using Bus = std::unique_ptr<sd_bus, BusEnd>;
+using BusSlot = std::unique_ptr<sd_bus_slot, BusEnd>;
+using BusMessage = std::unique_ptr<sd_bus_message, BusEnd>;
+
+// Calls `make` with the place for a slot; the slot of what was made.
+template <typename Make>
+BusSlot makeSlot(Make make) {
+    sd_bus_slot* slot = nullptr;
+    return make(&slot) < 0 ? nullptr : BusSlot(slot);
+}
+
+}  // namespace win32

@@ -1,0 +1,195 @@
+#include "win32/drawing.h"
+
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "linux/gdi_object.h"
+#include "linux/scripted.h"
+
+namespace win32 {
+
+namespace {
+
+struct ObjectTable {
+    std::mutex mutex;
+    std::map<const void*, std::unique_ptr<GdiObject>> objects;
+};
+
+// Never destroyed: handles are given back until the very end of the process.
+ObjectTable& table() {
+    static auto* const instance = new ObjectTable;
+    return *instance;
+}
+
+// What a context that draws into memory has selected at first.
+Bitmap* stockBitmap() {
+    static Bitmap* const bitmap = [] {
+        auto made = std::make_unique<Bitmap>();
+        made->surface = makeSurface(1, 1);
+        made->selections = 1;
+        return static_cast<Bitmap*>(addObject(std::move(made)));
+    }();
+    return bitmap;
+}
+
+struct Area {
+    int x;
+    int y;
+    int width;
+    int height;
+};
+
+// Scales a part of one context's picture into another's; false with ERROR_INVALID_HANDLE or ERROR_INVALID_PARAMETER.
+bool transfer(HDC targetContext, const Area& to, HDC sourceContext, const Area& from, cairo_operator_t how,
+              double alpha) {
+    const DeviceContext* const target = findObject<DeviceContext>(targetContext);
+    const DeviceContext* const source = target == nullptr ? nullptr : findObject<DeviceContext>(sourceContext);
+    if (source == nullptr) {
+        return false;
+    }
+    if (to.width <= 0 || to.height <= 0 || from.width <= 0 || from.height <= 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
+    const Cairo context(cairo_create(target->target()));
+    cairo_rectangle(context.get(), to.x, to.y, to.width, to.height);
+    cairo_clip(context.get());
+    cairo_translate(context.get(), to.x, to.y);
+    cairo_scale(context.get(), static_cast<double>(to.width) / from.width,
+                static_cast<double>(to.height) / from.height);
+    cairo_set_source_surface(context.get(), source->target(), -from.x, -from.y);
+    cairo_pattern_set_extend(cairo_get_source(context.get()), CAIRO_EXTEND_PAD);
+    cairo_set_operator(context.get(), how);
+    cairo_paint_with_alpha(context.get(), alpha);
+    return true;
+}
+
+}  // namespace
+
+void* addObject(std::unique_ptr<GdiObject> object) {
+    const std::lock_guard lock(table().mutex);
+    void* const handle = object.get();
+    table().objects.emplace(handle, std::move(object));
+    return handle;
+}
+
+GdiObject* findAnyObject(const void* handle) {
+    const std::lock_guard lock(table().mutex);
+    const auto found = table().objects.find(handle);
+    return found == table().objects.end() ? nullptr : found->second.get();
+}
+
+std::unique_ptr<GdiObject> removeObject(const void* handle) {
+    const std::lock_guard lock(table().mutex);
+    const auto found = table().objects.extract(handle);
+    return found.empty() ? nullptr : std::move(found.mapped());
+}
+
+}  // namespace win32
+
+using win32::DeviceContext;
+using win32::findObject;
+
+HBRUSH WINAPI CreateSolidBrush(COLORREF color) {
+    WIN32_MAY_FAIL("CreateSolidBrush", nullptr);
+    auto brush = std::make_unique<win32::Brush>();
+    brush->color = color;
+    return static_cast<HBRUSH>(win32::addObject(std::move(brush)));
+}
+
+BOOL WINAPI DeleteObject(HGDIOBJ object) {
+    WIN32_MAY_FAIL("DeleteObject", FALSE);
+    const win32::GdiObject* const found = win32::findAnyObject(object);
+    const auto* const bitmap = dynamic_cast<const win32::Bitmap*>(found);
+    if (found == nullptr || dynamic_cast<const DeviceContext*>(found) != nullptr ||
+        (bitmap != nullptr && bitmap->selections > 0)) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return FALSE;
+    }
+    return win32::removeObject(object) != nullptr;
+}
+
+HDC WINAPI CreateCompatibleDC(HDC like) {
+    WIN32_MAY_FAIL("CreateCompatibleDC", nullptr);
+    if (like != nullptr && findObject<DeviceContext>(like) == nullptr) {
+        return nullptr;
+    }
+    auto context = std::make_unique<DeviceContext>();
+    context->bitmap = win32::stockBitmap();
+    ++context->bitmap->selections;
+    return static_cast<HDC>(win32::addObject(std::move(context)));
+}
+
+BOOL WINAPI DeleteDC(HDC context) {
+    WIN32_MAY_FAIL("DeleteDC", FALSE);
+    const DeviceContext* const found = findObject<DeviceContext>(context);
+    if (found == nullptr) {
+        return FALSE;
+    }
+    if (found->bitmap != nullptr) {
+        --found->bitmap->selections;
+    }
+    return win32::removeObject(context) != nullptr;
+}
+
+HGDIOBJ WINAPI SelectObject(HDC context, HGDIOBJ object) {
+    WIN32_MAY_FAIL("SelectObject", nullptr);
+    DeviceContext* const found = findObject<DeviceContext>(context);
+    auto* const bitmap = found == nullptr ? nullptr : findObject<win32::Bitmap>(object);
+    if (bitmap == nullptr || found->bitmap == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    --found->bitmap->selections;
+    ++bitmap->selections;
+    return static_cast<win32::GdiObject*>(std::exchange(found->bitmap, bitmap));
+}
+
+COLORREF WINAPI SetBkColor(HDC context, COLORREF color) {
+    WIN32_MAY_FAIL("SetBkColor", CLR_INVALID);
+    DeviceContext* const found = findObject<DeviceContext>(context);
+    return found == nullptr ? CLR_INVALID : std::exchange(found->background, color);
+}
+
+COLORREF WINAPI GetPixel(HDC context, int x, int y) {
+    WIN32_MAY_FAIL("GetPixel", CLR_INVALID);
+    const DeviceContext* const found = findObject<DeviceContext>(context);
+    if (found == nullptr) {
+        return CLR_INVALID;
+    }
+    const win32::Surface one = win32::makeSurface(1, 1);
+    {
+        const win32::Cairo copy(cairo_create(one.get()));
+        cairo_set_source_rgba(copy.get(), 0, 0, 0, 0);
+        cairo_set_source_surface(copy.get(), found->target(), -x, -y);
+        cairo_set_operator(copy.get(), CAIRO_OPERATOR_SOURCE);
+        cairo_paint(copy.get());
+    }
+    cairo_surface_flush(one.get());
+    const DWORD pixel = win32::pixelOf(one.get(), 0, 0);
+    return RGB(pixel >> 16U, pixel >> 8U, pixel);
+}
+
+BOOL WINAPI AlphaBlend(HDC target, int targetX, int targetY, int targetWidth, int targetHeight, HDC source, int sourceX,
+                       int sourceY, int sourceWidth, int sourceHeight, BLENDFUNCTION blend) {
+    WIN32_MAY_FAIL("AlphaBlend", FALSE);
+    if (blend.BlendOp != AC_SRC_OVER || blend.BlendFlags != 0 || blend.AlphaFormat != AC_SRC_ALPHA) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    return win32::transfer(target, {targetX, targetY, targetWidth, targetHeight}, source,
+                           {sourceX, sourceY, sourceWidth, sourceHeight}, CAIRO_OPERATOR_OVER,
+                           blend.SourceConstantAlpha / 255.0);
+}
+
+BOOL WINAPI StretchBlt(HDC target, int targetX, int targetY, int targetWidth, int targetHeight, HDC source, int sourceX,
+                       int sourceY, int sourceWidth, int sourceHeight, DWORD operation) {
+    WIN32_MAY_FAIL("StretchBlt", FALSE);
+    if (operation != SRCCOPY) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    return win32::transfer(target, {targetX, targetY, targetWidth, targetHeight}, source,
+                           {sourceX, sourceY, sourceWidth, sourceHeight}, CAIRO_OPERATOR_SOURCE, 1);
+}

@@ -1,0 +1,119 @@
+#include "linux/icon.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+
+#include "linux/resource_list.h"
+#include "linux/scripted.h"
+#include "linux/surface.h"
+
+namespace win32 {
+
+namespace {
+
+// Larger images are of no use to a notification area; they only make messages long.
+constexpr int largestImage = 64;
+
+struct IconTable {
+    std::mutex mutex;
+    std::map<HICON, std::shared_ptr<const Icon>> icons;
+};
+
+IconTable& table() {
+    static auto* const instance = new IconTable;
+    return *instance;
+}
+
+BYTE divided(DWORD premultiplied, DWORD alpha) {
+    return static_cast<BYTE>(std::min(255U, ((premultiplied & 0xFFU) * 255 + alpha / 2) / alpha));
+}
+
+IconImage imageOf(cairo_surface_t* surface) {
+    IconImage image{cairo_image_surface_get_width(surface), cairo_image_surface_get_height(surface), {}};
+    image.pixels.reserve(static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) * 4);
+    for (int y = 0; y < image.height; ++y) {
+        for (int x = 0; x < image.width; ++x) {
+            const DWORD pixel = pixelOf(surface, x, y);
+            const DWORD alpha = pixel >> 24U;
+            image.pixels += static_cast<char>(alpha);
+            for (const unsigned shift : {16U, 8U, 0U}) {
+                image.pixels += static_cast<char>(alpha == 0 ? 0 : divided(pixel >> shift, alpha));
+            }
+        }
+    }
+    return image;
+}
+
+// Null if the program has no such icon.
+std::shared_ptr<Icon> loadGroup(LPCWSTR name) {
+    auto icon = std::make_shared<Icon>();
+    for (const EmbeddedResource* each = embeddedResources(); each != nullptr; each = each->next) {
+        if (each->kind == ResourceKind::groupIcon && each->number == reinterpret_cast<ULONG_PTR>(name)) {
+            if (const Surface surface = decodePng(each->begin, each->size)) {
+                icon->images.push_back(imageOf(surface.get()));
+            }
+        }
+    }
+    if (icon->images.empty()) {
+        SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+        return nullptr;
+    }
+    std::sort(icon->images.begin(), icon->images.end(),
+              [](const IconImage& a, const IconImage& b) { return a.width < b.width; });
+    while (icon->images.size() > 1 && icon->images.back().width > largestImage) {
+        icon->images.pop_back();
+    }
+    return icon;
+}
+
+HICON addIcon(std::shared_ptr<const Icon> icon) {
+    const std::lock_guard lock(table().mutex);
+    const auto handle = reinterpret_cast<HICON>(reinterpret_cast<ULONG_PTR>(icon.get()));
+    table().icons.emplace(handle, std::move(icon));
+    return handle;
+}
+
+}  // namespace
+
+std::shared_ptr<const Icon> findIcon(HICON handle) {
+    const std::lock_guard lock(table().mutex);
+    const auto found = table().icons.find(handle);
+    return found == table().icons.end() ? nullptr : found->second;
+}
+
+}  // namespace win32
+
+HANDLE WINAPI LoadImageW(HINSTANCE /*instance*/, LPCWSTR name, UINT type, int /*cx*/, int /*cy*/, UINT /*flags*/) {
+    WIN32_MAY_FAIL("LoadImageW", nullptr);
+    if (type != IMAGE_ICON) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    const auto icon = win32::loadGroup(name);
+    return icon ? win32::addIcon(icon) : nullptr;
+}
+
+HICON WINAPI LoadIconW(HINSTANCE instance, LPCWSTR name) {
+    WIN32_MAY_FAIL("LoadIconW", nullptr);
+    if (instance != nullptr) {
+        return static_cast<HICON>(LoadImageW(instance, name, IMAGE_ICON, 0, 0, LR_DEFAULTCOLOR));
+    }
+    if (name != IDI_APPLICATION) {
+        SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+        return nullptr;
+    }
+    static const HICON application =
+        win32::addIcon(std::make_shared<win32::Icon>(win32::Icon{"application-x-executable", {}}));
+    return application;
+}
+
+BOOL WINAPI DestroyIcon(HICON icon) {
+    WIN32_MAY_FAIL("DestroyIcon", FALSE);
+    const std::lock_guard lock(win32::table().mutex);
+    if (win32::table().icons.erase(icon) == 0) {
+        SetLastError(ERROR_INVALID_CURSOR_HANDLE);
+        return FALSE;
+    }
+    return TRUE;
+}

@@ -1,0 +1,108 @@
+// The languages of the user interface.
+#include <locale.h>
+#include <wctype.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "linux/scripted.h"
+#include "linux/text.h"
+#include "win32/system.h"
+
+namespace win32 {
+
+namespace {
+
+constexpr const char* languageOfC = "en-US";
+
+std::string variable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? std::string() : value;
+}
+
+bool isC(const std::string& locale) { return locale == "C" || locale == "POSIX" || locale.starts_with("C."); }
+
+// "sr_RS.UTF-8@latin" as "sr-Latn-RS"; empty if it isn't a locale.
+std::string nameOf(const std::string& locale) {
+    std::string name = locale.substr(0, locale.find_first_of(".@"));
+    std::replace(name.begin(), name.end(), '_', '-');
+    const auto isPart = [](char c) { return c == '-' || std::isalnum(static_cast<unsigned char>(c)) != 0; };
+    if (!std::all_of(name.begin(), name.end(), isPart)) {
+        return {};
+    }
+    const std::string script = locale.ends_with("@latin") ? "-Latn" : locale.ends_with("@cyrillic") ? "-Cyrl" : "";
+    return name.insert(std::min(name.find('-'), name.size()), script);
+}
+
+// As gettext goes about it: the first of LC_ALL, LC_MESSAGES and LANG that isn't empty is the locale, and LANGUAGE
+// comes before it, unless the locale is the one without languages.
+std::vector<std::string> userLanguages() {
+    std::string locale;
+    for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        if (locale.empty()) {
+            locale = variable(name);
+        }
+    }
+    const bool isWithout = locale == "C" || locale == "POSIX";
+    std::istringstream list((isWithout ? "" : variable("LANGUAGE")) + ":" + locale);
+    std::vector<std::string> languages;
+    for (std::string each; std::getline(list, each, ':');) {
+        const std::string name = isC(each) ? languageOfC : nameOf(each);
+        if (!name.empty() && std::find(languages.begin(), languages.end(), name) == languages.end()) {
+            languages.push_back(name);
+        }
+    }
+    return languages.empty() ? std::vector<std::string>{languageOfC} : languages;
+}
+
+WCHAR lowerCase(WCHAR c) {
+    static const locale_t everyLetter = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    if (everyLetter == nullptr) {
+        return c >= u'A' && c <= u'Z' ? static_cast<WCHAR>(c + 32) : c;
+    }
+    return static_cast<WCHAR>(towlower_l(c, everyLetter));
+}
+
+}  // namespace
+
+}  // namespace win32
+
+BOOL WINAPI GetUserPreferredUILanguages(DWORD flags, ULONG* count, LPWSTR buffer, ULONG* size) {
+    WIN32_MAY_FAIL("GetUserPreferredUILanguages", FALSE);
+    if (flags != MUI_LANGUAGE_NAME || count == nullptr || size == nullptr || (buffer == nullptr && *size != 0)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    const auto languages = win32::userLanguages();
+    WideString list;
+    for (const std::string& language : languages) {
+        list += win32::toWide(language) + WCHAR{};
+    }
+    list += WCHAR{};
+    const ULONG room = *size;
+    *count = static_cast<ULONG>(languages.size());
+    *size = static_cast<ULONG>(list.size());
+    if (buffer == nullptr) {
+        return TRUE;
+    }
+    if (room < list.size()) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return FALSE;
+    }
+    list.copy(buffer, list.size());
+    return TRUE;
+}
+
+LPWSTR WINAPI CharLowerW(LPWSTR text) {
+    const auto character = reinterpret_cast<ULONG_PTR>(text);
+    if (character <= 0xFFFF) {
+        return reinterpret_cast<LPWSTR>(static_cast<ULONG_PTR>(win32::lowerCase(static_cast<WCHAR>(character))));
+    }
+    for (LPWSTR each = text; *each != 0; ++each) {
+        *each = win32::lowerCase(*each);
+    }
+    return text;
+}

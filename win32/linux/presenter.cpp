@@ -1,0 +1,61 @@
+#include "linux/presenter.h"
+
+#include <poll.h>
+
+#include <array>
+
+#include "linux/display.h"
+#include "linux/scripted.h"
+#include "linux/tray.h"
+
+namespace win32 {
+
+namespace {
+
+class DesktopPresenter final : public Presenter {
+public:
+    void pump() override {
+        std::array<pollfd, 2> sources = {tray_.waitsFor(), display_.waitsFor()};
+        if (sources[0].fd >= 0 || sources[1].fd >= 0) {
+            poll(sources.data(), sources.size(), 0);
+        }
+        tray_.pump(sources[0].revents != 0);
+        display_.pump(sources[1].revents != 0);
+    }
+
+    bool hasTray() override { return tray_.isThere(); }
+    void showIcon(const ShownIcon& icon) override { tray_.showIcon(icon); }
+    void removeIcon() override { tray_.removeIcon(); }
+    std::optional<RECT> iconPlace() override {
+        const auto click = tray_.lastClick();
+        return click ? std::optional(RECT{click->x, click->y, click->x, click->y}) : std::nullopt;
+    }
+    void showBalloon(const std::string& title, const std::string& text) override { tray_.showBalloon(title, text); }
+    bool showMenu(std::vector<ShownItem> items, std::function<void(UINT)> choose) override {
+        return tray_.showMenu(std::move(items), std::move(choose));
+    }
+
+    std::vector<Monitor> monitors() override { return display_.monitors(); }
+    void showWindow(HWND window, const ShownWindow& shown) override { display_.showWindow(window, shown); }
+    void hideWindow(HWND window) override { display_.hideWindow(window); }
+    void forgetWindow(HWND window) override { display_.forgetWindow(window); }
+    bool activate(HWND window) override { return display_.activate(window); }
+
+private:
+    Tray tray_;
+    Display display_;
+};
+
+}  // namespace
+
+Presenter& presenter() {
+#ifdef WIN32_SCRIPTED
+    if (Presenter* const pretended = script::pretendedDesktop()) {
+        return *pretended;
+    }
+#endif
+    thread_local DesktopPresenter desktop;
+    return desktop;
+}
+
+}  // namespace win32
