@@ -25,6 +25,9 @@ class AgentTest : public testing::Test {
 protected:
     AgentTest() { agent::agentExitRequested = agent::applicationRestartPending = false; }
     ~AgentTest() override {
+        if (window() != nullptr) {
+            DestroyWindow(window());
+        }
         agent_.reset();
         win32::script::reset();
     }
