@@ -9,12 +9,16 @@ import unittest
 from suite import Home, Phones, under_virtual_bus, wait_for
 
 LAUNCH = "autoupdate Launching Zelmo Dockset"
-NORMAL_START = [
+# There is no session bus in these tests.
+FACE = ["Loading images", "Creating controls", "Loading messages", "getting messages from agent-en.xml",
+        "Shell_NotifyIcon(NIM_ADD) failed with 1460."]
+NORMAL_START = FACE + [
     "AppSettings No saved settings found",
     "AppSettings Saved app settings",
     "Started listening for devices",
 ]
-FAILED_QUIT = ["base Could not open pipe, 2", "Failed to send piped message, QUIT", "joining scanner thread"]
+FAILED_QUIT = ["base Could not open pipe, 2", "Failed to send piped message, QUIT", "joining scanner thread",
+               "Shell_NotifyIcon(NIM_DELETE) failed."]
 
 
 class StartAndStop(unittest.TestCase):
@@ -64,7 +68,7 @@ class StartAndStop(unittest.TestCase):
             home.post("ZelmoDocksetAgent", 1027)  # accepted and ignored
             home.post("ZelmoDocksetAgent", 0x10)  # WM_CLOSE
             self.assertEqual(agent.process.wait(10), 0)
-            self.assertEqual(agent.lines()[-3:], FAILED_QUIT)
+            self.assertEqual(agent.lines()[-4:], FAILED_QUIT)
 
     def test_without_a_runtime_directory(self):
         with Home() as home:
@@ -86,7 +90,7 @@ class StartAndStop(unittest.TestCase):
                 hive.write_bytes(garbage)
                 agent = home.start_agent()
                 agent.wait_until_listening()
-                self.assertEqual(agent.lines()[:3], NORMAL_START)
+                self.assertEqual(agent.lines()[:8], NORMAL_START)
                 self.assertIn("instance_uuid", home.settings())
                 self.assertTrue(home.autostart_path.exists())
                 self.assertEqual(agent.stop(), 0)
@@ -121,7 +125,7 @@ class Settings(unittest.TestCase):
                 '"proxy":{"address":"proxy.example","port":70000,"exception":"x","scripturl":"dropped"}}')
             agent = home.start_agent()
             agent.wait_until_listening()
-            self.assertEqual(agent.lines()[0], "AppSettings Loading app settings from disk")
+            self.assertEqual(agent.lines()[5], "AppSettings Loading app settings from disk")
             self.assertEqual(home.settings(), {
                 "instance_uuid": "kept", "installed_version": "2.1", "send_usage_data": False,
                 "dockset_photo_custom_destination": "", "start_agent_on_system_start": True,
@@ -184,7 +188,7 @@ class Devices(unittest.TestCase):
 
         self.assertEqual(agent.stop(), 0)
         wait_for("the main application's end", lambda: self.home.application_lines()[-2:] == ['received "QUIT"', "ended"])
-        self.assertEqual(agent.lines()[-3:],
+        self.assertEqual(agent.lines()[-4:-1],
                          ["base Message sent to server, receiving reply as follows: ", "base SUCCESS",
                           "joining scanner thread"])
 
