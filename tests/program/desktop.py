@@ -1,0 +1,232 @@
+"""A real desktop for tests, on a display of its own: X server, session bus, window manager, a panel with a tray and a
+notification daemon. Nothing of it touches the desktop of the person who runs the tests."""
+
+import os
+import pathlib
+import re
+import signal
+import subprocess
+
+from gi.repository import Gio, GLib
+
+from suite import wait_for
+
+XFCE_PANEL = """<?xml version="1.0" encoding="UTF-8"?>
+<channel name="xfce4-panel" version="1.0">
+  <property name="configver" type="int" value="2"/>
+  <property name="panels" type="array">
+    <value type="int" value="1"/>
+    <property name="dark-mode" type="bool" value="{dark}"/>
+    <property name="panel-1" type="empty">
+      <property name="position" type="string" value="p=8;x=400;y=585"/>
+      <property name="position-locked" type="bool" value="true"/>
+      <property name="length" type="uint" value="100"/>
+      <property name="size" type="uint" value="30"/>
+      <property name="icon-size" type="uint" value="22"/>
+      <property name="plugin-ids" type="array">
+        <value type="int" value="1"/>
+        <value type="int" value="2"/>
+      </property>
+    </property>
+  </property>
+  <property name="plugins" type="empty">
+    <property name="plugin-1" type="string" value="separator">
+      <property name="expand" type="bool" value="true"/>
+      <property name="style" type="uint" value="0"/>
+    </property>
+    <property name="plugin-2" type="string" value="systray">
+      <property name="square-icons" type="bool" value="true"/>
+    </property>
+  </property>
+</channel>
+"""
+
+LXQT_PANEL = """[General]
+__userfile__=true
+
+[panel1]
+alignment=-1
+desktop=0
+panelSize=32
+iconSize=22
+position=Bottom
+width=100
+width-percent=true
+plugins=spacer,statusnotifier
+
+[spacer]
+type=spacer
+expandable=true
+
+[statusnotifier]
+type=statusnotifier
+"""
+
+
+class Desktop:
+    """The pieces start one by one, so that a test can leave one out, kill it or start it later."""
+
+    def __init__(self, home, dark=True):
+        self._home = home
+        self._dark = dark
+        self._running = {}
+        self.environment = {**home.environment(), "XDG_CURRENT_DESKTOP": "XFCE", "NO_AT_BRIDGE": "1",
+                            "GTK_A11Y": "none", "XDG_CONFIG_HOME": str(home.path / ".config"),
+                            "GSETTINGS_BACKEND": "memory", "QT_QPA_PLATFORM": "xcb"}
+        self.environment.pop("LD_PRELOAD", None)
+        self.connection = None
+
+    def _start(self, name, command, **options):
+        with open(self._home.path / f"{name}.log", "wb") as log:
+            self._running[name] = subprocess.Popen(command, env=self.environment, stderr=log, stdout=log, cwd="/",
+                                                   start_new_session=True, **options)
+
+    def kill(self, name):
+        process = self._running.pop(name)
+        try:
+            os.killpg(process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        process.wait()
+
+    def start_display(self, screen="800x600x24"):
+        number = self.environment.get("DISPLAY", ":").lstrip(":")
+        read, write = os.pipe()
+        # A display that is started again keeps its number, so that programs find it.
+        command = ["Xvfb", *([f":{number}"] if number else []), "-displayfd", str(write), "-screen", "0", screen,
+                   "-nolisten", "tcp", "-noreset"]
+        self._start("Xvfb", command, pass_fds=[write])
+        os.close(write)
+        self.environment["DISPLAY"] = ":" + os.read(read, 16).decode().strip()
+        os.close(read)
+
+    def start_bus(self):
+        address = f"unix:path={self._home.runtime}/bus"
+        pathlib.Path(f"{self._home.runtime}/bus").unlink(missing_ok=True)
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+        self._start("bus", ["dbus-daemon", "--session", "--nofork", f"--address={address}"])
+        flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
+
+        def connect():
+            try:
+                return Gio.DBusConnection.new_for_address_sync(address, flags, None, None)
+            except GLib.Error:
+                return None
+        self.connection = wait_for("the session bus", connect)
+        self.connection.set_exit_on_close(False)
+
+    def start_window_manager(self):
+        self._start("openbox", ["openbox"])
+        wait_for("the window manager", lambda: "_NET_SUPPORTING_WM_CHECK(WINDOW)" in self.output(
+            ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
+
+    def start_panel(self, kind="xfce4-panel"):
+        if kind == "xfce4-panel":
+            folder = self._home.path / ".config/xfce4/xfconf/xfce-perchannel-xml"
+            folder.mkdir(parents=True, exist_ok=True)
+            (folder / "xfce4-panel.xml").write_text(XFCE_PANEL.format(dark=str(self._dark).lower()))
+            self._start("panel", ["xfce4-panel", "--disable-wm-check"])
+        else:
+            folder = self._home.path / ".config/lxqt"
+            folder.mkdir(parents=True, exist_ok=True)
+            (folder / "panel.conf").write_text(LXQT_PANEL)
+            self._start("panel", ["lxqt-panel"])
+        wait_for("the panel's tray", lambda: self.has_name("org.kde.StatusNotifierWatcher"), 30)
+
+    def start_notifications(self):
+        self._start("dunst", ["dunst"])
+        wait_for("the notification daemon", lambda: self.has_name("org.freedesktop.Notifications"))
+
+    def start_other_window(self):
+        """A window that can take the focus."""
+        self._start("xev", ["xev", "-geometry", "100x100+10+10", "-event", "property"])
+        return wait_for("another window", lambda: self.windows("Event Tester"))[0]
+
+    def start(self, panel="xfce4-panel"):
+        self.start_display()
+        self.start_bus()
+        self.start_window_manager()
+        self.start_notifications()
+        self.start_panel(panel)
+        return self
+
+    def output(self, command):
+        return subprocess.run(command, env=self.environment, capture_output=True, text=True, check=False).stdout
+
+    def call(self, name, path, interface, method, arguments=None, seconds=5):
+        return self.connection.call_sync(name, path, interface, method, arguments, None, Gio.DBusCallFlags.NONE,
+                                         int(seconds * 1000), None).unpack()
+
+    def has_name(self, name):
+        return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
+                         GLib.Variant("(s)", (name,)))[0]
+
+    def items(self):
+        """The notification items that the panel knows, as (bus name, object path)."""
+        try:
+            names = self.call("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties",
+                              "Get", GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher",
+                                                           "RegisteredStatusNotifierItems")))[0]
+        except GLib.Error:
+            return []
+        return [(name.partition("/")[0], "/" + name.partition("/")[2]) for name in names]
+
+    def item(self):
+        """The agent's item, once the panel knows it."""
+        return Item(self, *wait_for("the icon in the panel", self.items, 20)[0])
+
+    def windows(self, name):
+        """The visible windows of that title."""
+        found = self.output(["xdotool", "search", "--onlyvisible", "--name", f"^{name}$"])
+        return found.split()
+
+    def window_rectangle(self, window):
+        text = self.output(["xwininfo", "-id", window])
+        fields = [re.search(rf"{label}:\s+(-?\d+)", text) for label in
+                  ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")]
+        return tuple(int(field.group(1)) for field in fields)
+
+    def xdotool(self, *arguments):
+        subprocess.run(["xdotool", *map(str, arguments)], env=self.environment, check=True)
+
+    def screenshot(self, path):
+        path.parent.mkdir(parents=True, exist_ok=True)
+        subprocess.run(["scrot", "-o", str(path)], env=self.environment, check=True)
+
+    def notifications(self):
+        """How many balloons are on the screen."""
+        return int(self.output(["dunstctl", "count", "displayed"]).strip() or 0)
+
+    def close(self):
+        for name in list(self._running):
+            self.kill(name)
+
+
+class Item:
+    """The agent's icon and menu, as a panel talks to them."""
+
+    def __init__(self, desktop, name, path):
+        self._desktop = desktop
+        self.name = name
+        self._path = path
+
+    def property(self, name):
+        return self._desktop.call(self.name, self._path, "org.freedesktop.DBus.Properties", "Get",
+                                  GLib.Variant("(ss)", ("org.kde.StatusNotifierItem", name)))[0]
+
+    def click(self, x=700, y=585):
+        self._desktop.call(self.name, self._path, "org.kde.StatusNotifierItem", "Activate",
+                           GLib.Variant("(ii)", (x, y)))
+
+    def _menu(self, method, arguments):
+        return self._desktop.call(self.name, self.property("Menu"), "com.canonical.dbusmenu", method, arguments)
+
+    def open_menu(self):
+        """Opens the menu as a right click does; gives (id, label) of its entries, a separator without a label."""
+        self._menu("AboutToShow", GLib.Variant("(i)", (0,)))
+        _, (_, _, entries) = self._menu("GetLayout", GLib.Variant("(iias)", (0, -1, [])))
+        return [(entry[0], entry[1].get("label", "")) for entry in entries]
+
+    def choose(self, label):
+        (number,) = [number for number, text in self.open_menu() if text == label]
+        self._menu("Event", GLib.Variant("(isvu)", (number, "clicked", GLib.Variant("s", ""), 0)))
