@@ -1,23 +1,21 @@
-# Embeds the icon and the logo into a program, as win32/embedded.h tells; packaging/windows/agent.rc is the same for
-# Windows.
-function(embed_agent_resources target)
-  set(art ${CMAKE_SOURCE_DIR}/packaging/art)
-  set(code "#include \"win32/embedded.h\"\n")
-  macro(embed kind number name)
-    string(MAKE_C_IDENTIFIER ${name} symbol)
-    string(APPEND code
-      "asm(\".pushsection .rodata\\n${symbol}_begin: .incbin \\\"${art}/${name}\\\"\\n${symbol}_end: .popsection\\n\");\n"
-      "extern const unsigned char ${symbol}_begin[];\nextern const unsigned char ${symbol}_end[];\n"
-      "static const win32::EmbeddedResource ${symbol}(win32::ResourceKind::${kind}, ${number}, ${symbol}_begin, "
-      "${symbol}_end);\n")
-    list(APPEND pictures ${art}/${name})
-  endmacro()
-  foreach(size 16 20 24 32 40 48 64 256)
-    embed(groupIcon 101 icon-${size}.png)
+# Embeds files into a program as the resources that its code finds by number (win32/embedded.h):
+#   embed_resources(target groupIcon 101 icon-16.png icon-32.png ...)
+#   embed_resources(target rawData 102 logo.png)
+function(embed_resources target kind number)
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/embedded_${target}_${kind}_${number}.cpp)
+  set(text "#include \"win32/embedded.h\"\n")
+  set(index 0)
+  foreach(file ${ARGN})
+    get_filename_component(path ${file} ABSOLUTE)
+    set(name embedded_${kind}_${number}_${index})
+    string(APPEND text "
+__asm__(\".pushsection .rodata\\n${name}_begin:\\n.incbin \\\"${path}\\\"\\n${name}_end:\\n.popsection\\n\");
+extern \"C\" const unsigned char ${name}_begin[], ${name}_end[];
+static const win32::EmbeddedResource ${name}(win32::ResourceKind::${kind}, ${number}, ${name}_begin, ${name}_end);
+")
+    math(EXPR index "${index} + 1")
   endforeach()
-  embed(rawData 102 logo.png)
-  set(source ${CMAKE_BINARY_DIR}/agent_resources.cpp)
-  file(CONFIGURE OUTPUT ${source} CONTENT "${code}" @ONLY)
-  set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS "${pictures}")
+  file(CONFIGURE OUTPUT ${source} CONTENT "${text}" @ONLY)
+  set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS "${ARGN}")
   target_sources(${target} PRIVATE ${source})
 endfunction()

@@ -131,6 +131,10 @@ struct BusMenuCalls {
             for (const ShownItem& each : menu(data).items_) {
                 appendItem(answer.get(), each);
             }
+            // Panels don't ask for an empty menu: there is a line in it then.
+            if (menu(data).items_.empty()) {
+                appendItem(answer.get(), {0, true, {}});
+            }
         }
         sd_bus_message_close_container(answer.get());
         sd_bus_message_close_container(answer.get());
@@ -246,9 +250,18 @@ BusMenu::BusMenu(sd_bus* bus)
 void BusMenu::show(std::vector<ShownItem> items, std::function<void(UINT)> choose) {
     items_ = std::move(items);
     choose_ = std::move(choose);
+    publish();
+    answerWaiting(true);
+}
+
+void BusMenu::offer(std::vector<ShownItem> items) {
+    items_ = std::move(items);
+    publish();
+}
+
+void BusMenu::publish() {
     ++revision_;
     sd_bus_emit_signal(bus_, path, interface, "LayoutUpdated", "ui", revision_, rootId);
-    answerWaiting(true);
 }
 
 void BusMenu::pump() {
@@ -281,7 +294,7 @@ const ShownItem* BusMenu::find(int id) const {
 int BusMenu::itemEvent(int id, const std::string& event) {
     const ShownItem* const item = find(id);
     if (item != nullptr && !item->isSeparator && event == "clicked") {
-        choose_(item->id);
+        choose_ ? choose_(item->id) : postIconCommand(item->id);
     }
     return item != nullptr || id == rootId;
 }

@@ -15,7 +15,9 @@ public:
     // `bus` must outlive this.
     explicit BusMenu(sd_bus* bus);
 
-    // Publishes what the menu holds now and, to a panel that is about to show it, that it has changed.
+    // Publishes what the menu holds, for panels draw it before they hear what AboutToShow brings.
+    void offer(std::vector<ShownItem> items);
+    // Publishes it to the panel that is about to show it. Choices go to `choose`, without which they go to the icon.
     void show(std::vector<ShownItem> items, std::function<void(UINT)> choose);
 
     // Tells panels that wait for a menu, which the program has decided not to show, to go on with what they have.
@@ -26,6 +28,7 @@ private:
 
     // Asks the program for the menu; `request` is answered when the program has heard of it.
     int askProgram(sd_bus_message* request);
+    void publish();
     void answerWaiting(bool hasChanged);
     const ShownItem* find(int id) const;
     int itemEvent(int id, const std::string& event);

@@ -24,6 +24,7 @@ using Menu = std::vector<Item>;
 struct MenuTable {
     std::mutex mutex;
     std::map<HMENU, std::unique_ptr<Menu>> menus;
+    HMENU offered = nullptr;  // the one last shown, or the first one made
 };
 
 MenuTable& table() {
@@ -73,6 +74,21 @@ std::vector<ShownItem> shown(const Menu& menu) {
     return items;
 }
 
+// Lets the desktop know what the menu now holds, if it is the icon's.
+BOOL offerChanged(HMENU handle) {
+    std::vector<ShownItem> items;
+    {
+        const std::lock_guard lock(table().mutex);
+        const auto found = table().menus.find(handle);
+        if (table().offered != handle) {
+            return TRUE;
+        }
+        items = found == table().menus.end() ? items : shown(*found->second);
+    }
+    presenter().offerMenu(std::move(items));
+    return TRUE;
+}
+
 [[maybe_unused]] std::string description(int x, int y, const std::vector<ShownItem>& items) {
     std::string text = std::to_string(x) + "|" + std::to_string(y);
     for (const ShownItem& item : items) {
@@ -94,47 +110,60 @@ HMENU WINAPI CreatePopupMenu() {
     const auto handle = reinterpret_cast<HMENU>(menu.get());
     const std::lock_guard lock(win32::table().mutex);
     win32::table().menus.emplace(handle, std::move(menu));
+    if (win32::table().offered == nullptr) {
+        win32::table().offered = handle;
+    }
     return handle;
 }
 
 BOOL WINAPI AppendMenuW(HMENU handle, UINT flags, UINT_PTR id, LPCWSTR text) {
     WIN32_MAY_FAIL("AppendMenuW", FALSE);
-    return withMenu(handle, FALSE, [&](Menu& menu) {
-        menu.push_back(win32::makeItem(flags, id, text));
-        return TRUE;
-    });
+    return withMenu(handle, FALSE,
+                    [&](Menu& menu) {
+                        menu.push_back(win32::makeItem(flags, id, text));
+                        return TRUE;
+                    }) &&
+           win32::offerChanged(handle);
 }
 
 BOOL WINAPI InsertMenuW(HMENU handle, UINT position, UINT flags, UINT_PTR id, LPCWSTR text) {
     WIN32_MAY_FAIL("InsertMenuW", FALSE);
-    return withMenu(handle, FALSE, [&](Menu& menu) {
-        const std::size_t index = win32::indexOf(menu, position, flags);
-        if (index == menu.size() && (flags & MF_BYPOSITION) == 0) {
-            return FALSE;
-        }
-        menu.insert(menu.begin() + static_cast<std::ptrdiff_t>(index), win32::makeItem(flags, id, text));
-        return TRUE;
-    });
+    return withMenu(handle, FALSE,
+                    [&](Menu& menu) {
+                        const std::size_t index = win32::indexOf(menu, position, flags);
+                        if (index == menu.size() && (flags & MF_BYPOSITION) == 0) {
+                            return FALSE;
+                        }
+                        menu.insert(menu.begin() + static_cast<std::ptrdiff_t>(index),
+                                    win32::makeItem(flags, id, text));
+                        return TRUE;
+                    }) &&
+           win32::offerChanged(handle);
 }
 
 BOOL WINAPI DeleteMenu(HMENU handle, UINT position, UINT flags) {
     WIN32_MAY_FAIL("DeleteMenu", FALSE);
-    return withMenu(handle, FALSE, [&](Menu& menu) {
-        const std::size_t index = win32::indexOf(menu, position, flags);
-        if (index == menu.size()) {
-            return FALSE;
-        }
-        menu.erase(menu.begin() + static_cast<std::ptrdiff_t>(index));
-        return TRUE;
-    });
+    return withMenu(handle, FALSE,
+                    [&](Menu& menu) {
+                        const std::size_t index = win32::indexOf(menu, position, flags);
+                        if (index == menu.size()) {
+                            return FALSE;
+                        }
+                        menu.erase(menu.begin() + static_cast<std::ptrdiff_t>(index));
+                        return TRUE;
+                    }) &&
+           win32::offerChanged(handle);
 }
 
 BOOL WINAPI DestroyMenu(HMENU handle) {
     WIN32_MAY_FAIL("DestroyMenu", FALSE);
-    const std::lock_guard lock(win32::table().mutex);
-    if (win32::table().menus.erase(handle) == 0) {
-        SetLastError(ERROR_INVALID_MENU_HANDLE);
+    if (!withMenu(handle, false, [&](const Menu&) { return win32::table().menus.erase(handle) > 0; })) {
         return FALSE;
+    }
+    win32::offerChanged(handle);
+    const std::lock_guard lock(win32::table().mutex);
+    if (win32::table().offered == handle) {
+        win32::table().offered = nullptr;
     }
     return TRUE;
 }
@@ -145,6 +174,7 @@ BOOL WINAPI TrackPopupMenu(HMENU handle, UINT /*flags*/, [[maybe_unused]] int x,
     std::vector<win32::ShownItem> items;
     if (!IsWindow(owner) || !withMenu(handle, false, [&](const Menu& menu) {
             items = win32::shown(menu);
+            win32::table().offered = handle;
             return true;
         })) {
         return FALSE;

@@ -124,6 +124,12 @@ bool postIconEvent(UINT event, const POINT& place) {
            FALSE;
 }
 
+void postIconCommand(UINT id) {
+    if (notifyIcon) {
+        PostMessageW(notifyIcon->window, WM_COMMAND, LOWORD(id), 0);
+    }
+}
+
 bool isIconEventWaiting(UINT event) {
     if (!notifyIcon) {
         return false;

@@ -8,6 +8,9 @@ namespace win32 {
 // Tells the icon's window of an event at a place of the screen; false if there is no icon or its window takes no more.
 bool postIconEvent(UINT event, const POINT& place);
 
+// Tells it of a choice in its menu.
+void postIconCommand(UINT id);
+
 // Whether the window hasn't taken the last event of this kind yet.
 bool isIconEventWaiting(UINT event);
 

@@ -19,8 +19,9 @@ public:
         if (sources[0].fd >= 0 || sources[1].fd >= 0) {
             poll(sources.data(), sources.size(), 0);
         }
-        tray_.pump(sources[0].revents != 0);
+        // A press takes the popup away before the same press is a click on the icon.
         display_.pump(sources[1].revents != 0);
+        tray_.pump(sources[0].revents != 0);
     }
 
     bool hasTray() override { return tray_.isThere(); }
@@ -31,6 +32,7 @@ public:
         return click ? std::optional(RECT{click->x, click->y, click->x, click->y}) : std::nullopt;
     }
     void showBalloon(const std::string& title, const std::string& text) override { tray_.showBalloon(title, text); }
+    void offerMenu(std::vector<ShownItem> items) override { tray_.offerMenu(std::move(items)); }
     bool showMenu(std::vector<ShownItem> items, std::function<void(UINT)> choose) override {
         return tray_.showMenu(std::move(items), std::move(choose));
     }

@@ -57,7 +57,9 @@ public:
     virtual std::optional<RECT> iconPlace() = 0;
     // An empty text takes the balloon away.
     virtual void showBalloon(const std::string& title, const std::string& text) = 0;
-    // `choose` gets the id of the item chosen, any time later. False if nobody can show it.
+    // The menu that the icon will show, as it now is.
+    virtual void offerMenu(std::vector<ShownItem> items) = 0;
+    // Shows it. `choose` gets the id of the item chosen, any time later. False if nobody can show it.
     virtual bool showMenu(std::vector<ShownItem> items, std::function<void(UINT)> choose) = 0;
 
     // The first one is the primary; none without a display.

@@ -35,6 +35,7 @@ public:
         return RECT{primary.right - size, primary.bottom - size, primary.right, primary.bottom};
     }
     void showBalloon(const std::string& /*title*/, const std::string& /*text*/) override {}
+    void offerMenu(std::vector<ShownItem> /*items*/) override {}
     bool showMenu(std::vector<ShownItem> /*items*/, std::function<void(UINT)> /*choose*/) override { return true; }
     std::vector<win32::Monitor> monitors() override { return monitors_; }
     void showWindow(HWND /*window*/, const ShownWindow& /*shown*/) override {}

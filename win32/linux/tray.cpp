@@ -128,6 +128,7 @@ void Tray::connect() {
                                         "org.freedesktop.DBus", "GetNameOwner", TrayCalls::ownerAnswer, this, "s",
                                         watcher);
     });
+    session_->menu.offer(menu_);
     nextTimeouts_ = {};
 }
 
@@ -171,6 +172,13 @@ std::optional<POINT> Tray::lastClick() const { return session_ ? session_->item.
 void Tray::showBalloon(const std::string& title, const std::string& text) {
     if (session_) {
         session_->balloon.show(application_, title, text);
+    }
+}
+
+void Tray::offerMenu(std::vector<ShownItem> items) {
+    menu_ = std::move(items);
+    if (session_) {
+        session_->menu.offer(menu_);
     }
 }
 

@@ -30,6 +30,7 @@ public:
     void removeIcon();
     std::optional<POINT> lastClick() const;
     void showBalloon(const std::string& title, const std::string& text);
+    void offerMenu(std::vector<ShownItem> items);
     bool showMenu(std::vector<ShownItem> items, std::function<void(UINT)> choose);
 
 private:
@@ -44,6 +45,7 @@ private:
 
     std::unique_ptr<Session> session_;
     std::string application_;
+    std::vector<ShownItem> menu_;
     Watcher watcher_ = Watcher::unknown;
     bool isWanted_ = false;
     bool wasMissed_ = false;  // the taskbar's coming is news to the program

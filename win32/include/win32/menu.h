@@ -8,7 +8,7 @@
 // (MF_BYPOSITION). False with ERROR_INVALID_MENU_HANDLE, or ERROR_MENU_ITEM_NOT_FOUND if there is no such item.
 // TrackPopupMenu: shows the menu; the choice comes as a posted WM_COMMAND to `owner`, its id in the low word of wParam.
 // On Linux the menu belongs to the icon that sent WM_CONTEXTMENU: the desktop's panel draws it, at a place of its own,
-// with what it held at this call, and the call returns when the panel has it, before any choice. ERROR_ACCESS_DENIED if
+// and the call returns when the panel has it, before any choice. ERROR_ACCESS_DENIED if
 // there is no panel to show it. (recorded: x, y, then a text an item, "-" for a separator)
 // GetMenuItemCount: -1 on failure. GetMenuItemID: -1 (UINT) if there is none at the index. GetMenuStringW: the length
 // of the text copied, without its end; 0 for a separator.
