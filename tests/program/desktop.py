@@ -116,9 +116,14 @@ class Desktop:
         self.connection.set_exit_on_close(False)
 
     def start_window_manager(self):
-        self._start("openbox", ["openbox"])
-        wait_for("the window manager", lambda: "_NET_SUPPORTING_WM_CHECK(WINDOW)" in self.output(
-            ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
+        self._start("openbox", ["openbox", "--sm-disable"])
+
+        def manages():
+            if self._running["openbox"].poll() is not None:
+                self._start("openbox", ["openbox", "--sm-disable"])
+            return "_NET_SUPPORTING_WM_CHECK(WINDOW)" in self.output(
+                ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"])
+        wait_for("the window manager", manages)
 
     def start_panel(self, kind="xfce4-panel"):
         if kind == "xfce4-panel":
