@@ -1,17 +1,23 @@
 #!/usr/bin/python3
 """Shows the agent's main job: a phone is plugged in, and the suite's main application starts.
 
-Runs in a home directory of its own, with a virtual phone and without a display. Prints the agent's log lines as they
-come. Ends with 0, or says at which step what should have happened didn't.
+Runs in a home directory of its own, with a virtual phone, on the desktop that it finds or, without one, on a desktop of
+its own that nobody sees. Prints the agent's log lines as they come and leaves pictures of its face in out/demo. Ends
+with 0, or says at which step what should have happened didn't.
 """
 
+import os
 import sys
 import threading
 import time
 
 import suite
+from desktop import Desktop
 from suite import Home, Phones, under_virtual_bus, wait_for
 
+PICTURES = suite.ROOT / "out/demo"
+POPUP = "Zelmo Dockset Agent"
+UPDATE_AVAILABLE = 1025
 LAUNCH = "autoupdate Launching Zelmo Dockset"
 
 
@@ -64,9 +70,42 @@ class Narrator:
             self._told[source] = max(self._told[source], len(lines))
 
 
-def demonstrate(home, phones, tell):
+def find_desktop(home):
+    """The desktop of the person who runs this if there is one, else one of its own."""
+    desktop = Desktop(home)
+    if os.environ.get("DISPLAY") and os.environ.get("DBUS_SESSION_BUS_ADDRESS"):
+        return desktop.adopt()
+    return desktop.start()
+
+
+def picture(desktop, name):
+    time.sleep(0.5)  # what was just asked for takes a moment to be painted, and nothing tells when it is
+    desktop.screenshot(PICTURES / f"{name}.png")
+
+
+def show_face(home, desktop, agent, tell):
+    tell.step("its icon stands in the panel; a click opens the popup, and losing the focus closes it")
+    item = desktop.item()
+    picture(desktop, "icon")
+    item.click()
+    wait_for("the popup", lambda: desktop.windows(POPUP))
+    picture(desktop, "popup")
+    desktop.xdotool("windowfocus", "--sync", desktop.start_other_window())
+    wait_for("the popup closed", lambda: not desktop.windows(POPUP))
+    desktop.kill("xev")
+
+    tell.step("an update is announced: a balloon, and an entry in the menu")
+    home.post("ZelmoDocksetAgent", UPDATE_AVAILABLE)
+    wait_for("the entry", lambda: "Download update" in [label for _, label in item.open_menu()])
+    picture(desktop, "balloon")
+    starts = agent.lines().count(LAUNCH)
+    item.choose("Download update")
+    agent.wait_for_line(LAUNCH, starts + 1)
+
+
+def demonstrate(home, phones, tell, desktop):
     tell.step("the agent starts, with no phone connected")
-    agent = home.start_agent()
+    agent = home.start_agent(**desktop.for_agent)
     tell.follow(agent)
     agent.wait_until_listening()
     agent.wait_for_look()
@@ -90,6 +129,8 @@ def demonstrate(home, phones, tell):
     agent.wait_for_line(LAUNCH, 3)
     wait_for("the restart", lambda: home.application_lines().count("started") == 2)
 
+    show_face(home, desktop, agent, tell)
+
     tell.step("the agent is asked to stop: it tells the main application to quit")
     code = agent.stop()
     if code != 0:
@@ -105,16 +146,22 @@ def main():
     phones = Phones()
     with Home(phones) as home:
         tell = Narrator(home)
+        desktop = None
         try:
-            delay, agent = demonstrate(home, phones, tell)
+            tell.step("a desktop to show it on")
+            desktop = find_desktop(home)
+            delay, agent = demonstrate(home, phones, tell, desktop)
         except (AssertionError, OSError, suite.subprocess.SubprocessError) as error:
             tell.end()
             print(f"\nFAILED at {tell.step_text}\n{error}", file=sys.stderr)
             return 1
+        finally:
+            if desktop is not None:
+                desktop.close()
         print(f"\nThe demo went through in {time.monotonic() - begun:.0f} s: "
               f"{agent.lines().count(LAUNCH)} starts of the main application, the first {delay:.1f} s after its phone came, "
               f"{home.application_lines().count('ended')} ended in order, and the agent's log has "
-              f"{len(agent.lines())} lines.")
+              f"{len(agent.lines())} lines. Pictures: {PICTURES.relative_to(suite.ROOT)}")
     return 0
 
 

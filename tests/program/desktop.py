@@ -97,14 +97,17 @@ class Desktop:
                    "-nolisten", "tcp", "-noreset"]
         self._start("Xvfb", command, pass_fds=[write])
         os.close(write)
-        self.environment["DISPLAY"] = ":" + os.read(read, 16).decode().strip()
-        os.close(read)
+        with os.fdopen(read) as announcement:  # to the line's end: the server dies when it can't write that
+            self.environment["DISPLAY"] = ":" + announcement.readline().strip()
 
     def start_bus(self):
         address = f"unix:path={self._home.runtime}/bus"
         pathlib.Path(f"{self._home.runtime}/bus").unlink(missing_ok=True)
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
         self._start("bus", ["dbus-daemon", "--session", "--nofork", f"--address={address}"])
+        self._connect(address)
+
+    def _connect(self, address):
         flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
 
         def connect():
@@ -117,13 +120,8 @@ class Desktop:
 
     def start_window_manager(self):
         self._start("openbox", ["openbox", "--sm-disable"])
-
-        def manages():
-            if self._running["openbox"].poll() is not None:
-                self._start("openbox", ["openbox", "--sm-disable"])
-            return "_NET_SUPPORTING_WM_CHECK(WINDOW)" in self.output(
-                ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"])
-        wait_for("the window manager", manages)
+        wait_for("the window manager", lambda: "_NET_SUPPORTING_WM_CHECK(WINDOW)" in self.output(
+            ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
 
     def start_panel(self, kind="xfce4-panel"):
         if kind == "xfce4-panel":
@@ -178,7 +176,16 @@ class Desktop:
 
     def item(self):
         """The agent's item, once the panel knows it."""
-        return Item(self, *wait_for("the icon in the panel", self.items, 20)[0])
+        def find():
+            items = (Item(self, *names) for names in self.items())
+            return next((item for item in items if item.property("Id") == "ZelmoDocksetAgent"), None)
+        return wait_for("the icon in the panel", find, 20)
+
+    @property
+    def for_agent(self):
+        """What a program must know to meet this desktop."""
+        names = ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS")
+        return {name: self.environment[name] for name in names if name in self.environment}
 
     def windows(self, name):
         """The visible windows of that title."""
@@ -201,6 +208,14 @@ class Desktop:
     def notifications(self):
         """How many balloons are on the screen."""
         return int(self.output(["dunstctl", "count", "displayed"]).strip() or 0)
+
+    def adopt(self):
+        """Takes the desktop of the person who runs this, in place of one of its own."""
+        for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XAUTHORITY", "XDG_RUNTIME_DIR"):
+            if name in os.environ:
+                self.environment[name] = os.environ[name]
+        self._connect(self.environment["DBUS_SESSION_BUS_ADDRESS"])
+        return self
 
     def close(self):
         for name in list(self._running):

@@ -31,9 +31,7 @@ class Face(unittest.TestCase):
         return desktop
 
     def start_agent(self, desktop, **extra):
-        bus = {name: desktop.environment[name] for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS")
-               if name in desktop.environment}
-        agent = self.home.start_agent(**bus, **extra)
+        agent = self.home.start_agent(**desktop.for_agent, **extra)
         agent.wait_until_listening()
         return agent
 
