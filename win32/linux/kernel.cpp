@@ -1,7 +1,7 @@
 #include "win32/kernel.h"
 
 #include <fcntl.h>
-#include <sys/prctl.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -18,8 +18,9 @@
 
 namespace {
 
-// How late Windows' scheduler may end a sleep: one tick of its timer, less the millisecond that was asked for.
-constexpr unsigned long sleepSlackNanoseconds = 14'600'000;
+// Sleeps end at the ticks of a timer, as those of Windows do.
+constexpr std::int64_t tickNanoseconds = 15'600'000;
+constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 constexpr ULONGLONG ticksFrom1601To1970 = 116'444'736'000'000'000ULL;
 constexpr ULONGLONG ticksPerSecond = 10'000'000ULL;
 
@@ -50,17 +51,18 @@ void WINAPI Sleep(DWORD milliseconds) {
         return;
     }
 #endif
-    // The slack is the thread's, and exec hands it on: it stands for the length of the sleep only.
-    const int usual = prctl(PR_GET_TIMERSLACK);
-    prctl(PR_SET_TIMERSLACK, sleepSlackNanoseconds);
-    timespec until{};
-    clock_gettime(CLOCK_MONOTONIC, &until);
-    const ULONGLONG nanoseconds = static_cast<ULONGLONG>(until.tv_nsec) + (milliseconds % 1000U) * 1'000'000ULL;
-    until.tv_sec += static_cast<time_t>(milliseconds / 1000U + nanoseconds / 1'000'000'000ULL);
-    until.tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000ULL);
+    if (milliseconds == 0) {
+        sched_yield();
+        return;
+    }
+    // A grid that all threads share, and not timer slack, which lets any interrupt in between end the sleep early.
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const std::int64_t asked = now.tv_sec * nanosecondsPerSecond + now.tv_nsec + std::int64_t{milliseconds} * 1'000'000;
+    const std::int64_t end = (asked + tickNanoseconds - 1) / tickNanoseconds * tickNanoseconds;
+    const timespec until{end / nanosecondsPerSecond, end % nanosecondsPerSecond};
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
     }
-    prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(usual));
 }
 
 void WINAPI GetSystemTimeAsFileTime(FILETIME* time) {
