@@ -36,7 +36,8 @@ private:
     std::optional<std::string> before_;
 };
 
-// A user's session of the test's own: runtime directory, home and base directories below one temporary directory.
+// A user's session of the test's own: runtime directory, home and base directories below one temporary directory, and
+// neither a bus nor a display.
 class TempSession {
 public:
     const boost::filesystem::path& path() const { return directory_.path(); }
@@ -54,6 +55,8 @@ private:
     EnvironmentSetting config_{"XDG_CONFIG_HOME", below("config").c_str()};
     EnvironmentSetting data_{"XDG_DATA_HOME", below("data").c_str()};
     EnvironmentSetting cache_{"XDG_CACHE_HOME", below("cache").c_str()};
+    EnvironmentSetting bus_{"DBUS_SESSION_BUS_ADDRESS", nullptr};
+    EnvironmentSetting display_{"DISPLAY", nullptr};
     EnvironmentSetting machine_{"WIN32_MACHINE_DIRECTORY", below("machine").c_str()};
 };
 

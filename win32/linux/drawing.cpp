@@ -40,6 +40,11 @@ struct Area {
     int height;
 };
 
+bool isInside(cairo_surface_t* surface, int x, int y) {
+    const Cairo context(cairo_create(surface));
+    return cairo_in_clip(context.get(), x + 0.5, y + 0.5) != 0;
+}
+
 // Scales a part of one context's picture into another's; false with ERROR_INVALID_HANDLE or ERROR_INVALID_PARAMETER.
 bool transfer(HDC targetContext, const Area& to, HDC sourceContext, const Area& from, cairo_operator_t how,
               double alpha) {
@@ -58,8 +63,10 @@ bool transfer(HDC targetContext, const Area& to, HDC sourceContext, const Area& 
     cairo_translate(context.get(), to.x, to.y);
     cairo_scale(context.get(), static_cast<double>(to.width) / from.width,
                 static_cast<double>(to.height) / from.height);
-    cairo_set_source_surface(context.get(), source->target(), -from.x, -from.y);
-    cairo_pattern_set_extend(cairo_get_source(context.get()), CAIRO_EXTEND_PAD);
+    // A picture of its own, so that nothing around it is mixed in; scaled without mixing, as Windows does.
+    const Surface part(cairo_surface_create_for_rectangle(source->target(), from.x, from.y, from.width, from.height));
+    cairo_set_source_surface(context.get(), part.get(), 0, 0);
+    cairo_pattern_set_filter(cairo_get_source(context.get()), CAIRO_FILTER_NEAREST);
     cairo_set_operator(context.get(), how);
     cairo_paint_with_alpha(context.get(), alpha);
     return true;
@@ -158,10 +165,12 @@ COLORREF WINAPI GetPixel(HDC context, int x, int y) {
     if (found == nullptr) {
         return CLR_INVALID;
     }
+    if (!win32::isInside(found->target(), x, y)) {
+        return CLR_INVALID;
+    }
     const win32::Surface one = win32::makeSurface(1, 1);
     {
         const win32::Cairo copy(cairo_create(one.get()));
-        cairo_set_source_rgba(copy.get(), 0, 0, 0, 0);
         cairo_set_source_surface(copy.get(), found->target(), -x, -y);
         cairo_set_operator(copy.get(), CAIRO_OPERATOR_SOURCE);
         cairo_paint(copy.get());

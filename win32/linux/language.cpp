@@ -23,7 +23,9 @@ std::string variable(const char* name) {
     return value == nullptr ? std::string() : value;
 }
 
-bool isC(const std::string& locale) { return locale == "C" || locale == "POSIX" || locale.starts_with("C."); }
+bool isC(const std::string& locale) {
+    return locale == "C" || locale == "POSIX" || locale.starts_with("C.") || locale.starts_with("POSIX.");
+}
 
 // "sr_RS.UTF-8@latin" as "sr-Latn-RS"; empty if it isn't a locale.
 std::string nameOf(const std::string& locale) {
