@@ -1,13 +1,16 @@
-// The yardstick of the idle agent: a program that only sleeps as its loop does, 1 ms with the grain of Windows' sleep.
-#include <sys/prctl.h>
-
+// The yardstick of the idle agent: a program that only sleeps as its loop does, a millisecond and on to the next tick.
+#include <cstdint>
 #include <ctime>
 
 int main() {
-    constexpr unsigned long slackNanoseconds = 14'600'000;
-    prctl(PR_SET_TIMERSLACK, slackNanoseconds);
-    const timespec pause{0, 1'000'000};
+    constexpr std::int64_t tick = 15'600'000;
+    constexpr std::int64_t second = 1'000'000'000;
     while (true) {
-        clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        const std::int64_t asked = now.tv_sec * second + now.tv_nsec + 1'000'000;
+        const std::int64_t end = (asked + tick - 1) / tick * tick;
+        const timespec until{end / second, end % second};
+        clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
     }
 }

@@ -103,7 +103,7 @@ std::uint64_t DataFile::read(std::uint64_t offset, void* buffer, std::uint64_t s
 
 std::uint64_t DataFile::copyTo(std::uint64_t offset, DataSink& sink, std::uint64_t size) {
     const std::uint64_t wanted = available(offset, size);
-    std::array<char, copyBlock> block;
+    std::array<char, copyBlock> block{};
     std::uint64_t done = 0;
     while (done < wanted) {
         const std::uint64_t count =
@@ -131,7 +131,7 @@ void DataFile::append(const void* bytes, std::uint64_t size) {
 }
 
 void DataFile::fill(std::uint8_t byte, std::uint64_t count) {
-    std::array<std::uint8_t, fillBlock> block;
+    std::array<std::uint8_t, fillBlock> block{};
     block.fill(byte);
     for (; isWritable() && count >= fillBlock; count -= fillBlock) {
         append(block.data(), fillBlock);

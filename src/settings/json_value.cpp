@@ -169,7 +169,8 @@ private:
         std::uint8_t* const target = out_.data() + start;
         target[0] = '"';
         std::memcpy(target + 1, key.data(), key.size());
-        std::memcpy(target + 1 + key.size(), "\": ", 3);
+        constexpr std::array<std::uint8_t, 3> divider = {'"', ':', ' '};
+        std::memcpy(target + 1 + key.size(), divider.data(), divider.size());
     }
 
     void putString(std::string_view text) {

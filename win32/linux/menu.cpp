@@ -107,7 +107,7 @@ using win32::withMenu;
 HMENU WINAPI CreatePopupMenu() {
     WIN32_MAY_FAIL("CreatePopupMenu", nullptr);
     auto menu = std::make_unique<Menu>();
-    const auto handle = reinterpret_cast<HMENU>(menu.get());
+    auto* const handle = reinterpret_cast<HMENU>(menu.get());
     const std::lock_guard lock(win32::table().mutex);
     win32::table().menus.emplace(handle, std::move(menu));
     if (win32::table().offered == nullptr) {

@@ -52,7 +52,7 @@ bool readMark(int file) {
 // A mutex as this process sees it: which of its threads owns it, and the file that speaks for the process.
 class Mutex : public std::enable_shared_from_this<Mutex> {
 public:
-    Mutex() = default;
+    Mutex() : Mutex({}, {}) {}
     Mutex(std::string path, Descriptor file) : path_(std::move(path)), file_(std::move(file)) {}
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;

@@ -70,7 +70,7 @@ HWND freeHandle() {
     for (unsigned tries = 0; tries < mask; ++tries) {
         model().lastIndex = model().lastIndex % mask + 1;
         const HWND handle = windowHandleOf(getpid(), model().lastIndex);
-        if (model().windows.count(handle) == 0) {
+        if (!model().windows.contains(handle)) {
             return handle;
         }
     }
