@@ -50,6 +50,15 @@ bool makeDirectories(const std::string& path, unsigned mode) {
     return mkdir(path.c_str(), mode) == 0 || errno == EEXIST || failWithErrno(errno);
 }
 
+std::string machineDirectory(const char* usual) {
+#ifdef WIN32_SCRIPTED
+    if (const std::string other = environment("WIN32_MACHINE_DIRECTORY"); !other.empty()) {
+        return other;
+    }
+#endif
+    return usual;
+}
+
 std::string sessionDirectory() {
     const std::string runtime = environment("XDG_RUNTIME_DIR");
     std::string path;

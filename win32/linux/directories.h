@@ -13,6 +13,10 @@ std::string sessionDirectory();
 // The same, with a folder `name` in it.
 std::string sessionDirectory(const std::string& name);
 
+// `usual`, a directory that the users of the machine share. In the tests' build WIN32_MACHINE_DIRECTORY stands in for
+// it.
+std::string machineDirectory(const char* usual);
+
 // Makes `path` with its missing parents, each with `mode`; false with the last error set if it isn't there then.
 bool makeDirectories(const std::string& path, unsigned mode);
 

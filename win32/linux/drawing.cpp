@@ -42,7 +42,12 @@ struct Area {
 
 bool isInside(cairo_surface_t* surface, int x, int y) {
     const Cairo context(cairo_create(surface));
-    return cairo_in_clip(context.get(), x + 0.5, y + 0.5) != 0;
+    double left = 0;
+    double top = 0;
+    double right = 0;
+    double bottom = 0;
+    cairo_clip_extents(context.get(), &left, &top, &right, &bottom);
+    return x >= left && x < right && y >= top && y < bottom;
 }
 
 // Scales a part of one context's picture into another's; false with ERROR_INVALID_HANDLE or ERROR_INVALID_PARAMETER.

@@ -40,7 +40,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int ownerByte = 0;
 constexpr int guardByte = 1;
-constexpr const char* machineDirectory = "/dev/shm";
+constexpr const char* sharedMemory = "/dev/shm";
 
 bool writeMark(int file, char mark) { return pwrite(file, &mark, 1, ownerByte) == 1; }
 
@@ -240,7 +240,7 @@ std::string pathOf(std::u16string_view name) {
         return {};
     }
     if (isGlobal) {
-        return std::string(machineDirectory) + "/zelmo-dockset-mutex-" + fileNameOf(name);
+        return machineDirectory(sharedMemory) + "/zelmo-dockset-mutex-" + fileNameOf(name);
     }
     const std::string directory = sessionDirectory("mutex");
     return directory.empty() ? std::string() : directory + "/" + fileNameOf(name);

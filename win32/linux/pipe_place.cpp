@@ -25,16 +25,9 @@ namespace {
 // Room for the longest message that a system with usual limits lets through.
 constexpr int sendBufferSize = 262144;
 
-std::string machineDirectory() {
-#ifdef WIN32_SCRIPTED
-    if (const char* const other = std::getenv("WIN32_MACHINE_DIRECTORY")) {
-        return other;
-    }
-#endif
-    return "/run/zelmo-dockset";
-}
+std::string servicesDirectory() { return machineDirectory("/run/zelmo-dockset"); }
 
-PipePlace machinePlace() { return {machineDirectory() + "/pipe", true}; }
+PipePlace machinePlace() { return {servicesDirectory() + "/pipe", true}; }
 
 struct Address {
     sockaddr_un name{};
@@ -148,7 +141,7 @@ PipePlace serverPlace() {
     }
     PipePlace place = machinePlace();
     // Open to all whatever the service's umask is.
-    if (!makeDirectories(place.path, 0755) || chmod(machineDirectory().c_str(), 0755) != 0 ||
+    if (!makeDirectories(place.path, 0755) || chmod(servicesDirectory().c_str(), 0755) != 0 ||
         chmod(place.path.c_str(), 0755) != 0) {
         failWithErrno(errno);
         return {};

@@ -31,7 +31,7 @@ LSTATUS errnoStatus() { return static_cast<LSTATUS>(codeOfErrno(errno)); }
 
 std::string hiveDirectory(Hive hive) {
     return hive == Hive::currentUser ? baseDirectory("XDG_CONFIG_HOME", ".config") + "/zelmo-dockset"
-                                     : std::string("/etc/zelmo-dockset");
+                                     : machineDirectory("/etc/zelmo-dockset");
 }
 
 std::string hivePath(Hive hive) {

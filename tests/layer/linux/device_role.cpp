@@ -44,8 +44,8 @@ std::string carriersOf(const std::string& instanceId) {
 int tellDevices() {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     void* object = nullptr;
-    if (FAILED(CoCreateInstance(CLSID_PortableDeviceManager, nullptr, CLSCTX_INPROC_SERVER,
-                                IID_IPortableDeviceManager, &object))) {
+    if (FAILED(CoCreateInstance(CLSID_PortableDeviceManager, nullptr, CLSCTX_INPROC_SERVER, IID_IPortableDeviceManager,
+                                &object))) {
         return 1;
     }
     auto* const manager = static_cast<IPortableDeviceManager*>(object);

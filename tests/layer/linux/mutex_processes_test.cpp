@@ -47,6 +47,7 @@ bool exists(LPCWSTR which) {
 }
 
 class MutexProcessesTest : public testing::Test {
+protected:
     tests::TempSession session_;
 };
 
@@ -94,7 +95,7 @@ TEST_F(MutexProcessesTest, TimedWaitEndsAndCloseGivesUp) {
 }
 
 TEST_F(MutexProcessesTest, FileOfAStrangerDoesNoHarm) {
-    const std::filesystem::path file = "/dev/shm/zelmo-dockset-mutex-zelmo-kill-336E4D53";
+    const std::filesystem::path file = (session_.path() / "machine/zelmo-dockset-mutex-zelmo-kill-336E4D53").string();
     const HANDLE mutex = CreateMutexW(nullptr, TRUE, globalName);
     ASSERT_NE(mutex, nullptr);
     EXPECT_EQ(std::filesystem::status(file).permissions(), static_cast<std::filesystem::perms>(0666));
