@@ -76,7 +76,7 @@ class Desktop:
         self.environment.pop("LD_PRELOAD", None)
         self.connection = None
 
-    def _start(self, name, command, **options):
+    def start_program(self, name, command, **options):
         with open(self._home.path / f"{name}.log", "wb") as log:
             self._running[name] = subprocess.Popen(command, env=self.environment, stderr=log, stdout=log, cwd="/",
                                                    start_new_session=True, **options)
@@ -95,7 +95,7 @@ class Desktop:
         # A display that is started again keeps its number, so that programs find it.
         command = ["Xvfb", *([f":{number}"] if number else []), "-displayfd", str(write), "-screen", "0", screen,
                    "-nolisten", "tcp", "-noreset"]
-        self._start("Xvfb", command, pass_fds=[write])
+        self.start_program("Xvfb", command, pass_fds=[write])
         os.close(write)
         with os.fdopen(read) as announcement:  # to the line's end: the server dies when it can't write that
             self.environment["DISPLAY"] = ":" + announcement.readline().strip()
@@ -104,7 +104,7 @@ class Desktop:
         address = f"unix:path={self._home.runtime}/bus"
         pathlib.Path(f"{self._home.runtime}/bus").unlink(missing_ok=True)
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
-        self._start("bus", ["dbus-daemon", "--session", "--nofork", f"--address={address}"])
+        self.start_program("bus", ["dbus-daemon", "--session", "--nofork", f"--address={address}"])
         self._connect(address)
 
     def _connect(self, address):
@@ -119,7 +119,7 @@ class Desktop:
         self.connection.set_exit_on_close(False)
 
     def start_window_manager(self):
-        self._start("openbox", ["openbox", "--sm-disable"])
+        self.start_program("openbox", ["openbox", "--sm-disable"])
         wait_for("the window manager", lambda: "_NET_SUPPORTING_WM_CHECK(WINDOW)" in self.output(
             ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
 
@@ -128,21 +128,21 @@ class Desktop:
             folder = self._home.path / ".config/xfce4/xfconf/xfce-perchannel-xml"
             folder.mkdir(parents=True, exist_ok=True)
             (folder / "xfce4-panel.xml").write_text(XFCE_PANEL.format(dark=str(self._dark).lower()))
-            self._start("panel", ["xfce4-panel", "--disable-wm-check"])
+            self.start_program("panel", ["xfce4-panel", "--disable-wm-check"])
         else:
             folder = self._home.path / ".config/lxqt"
             folder.mkdir(parents=True, exist_ok=True)
             (folder / "panel.conf").write_text(LXQT_PANEL)
-            self._start("panel", ["lxqt-panel"])
+            self.start_program("panel", ["lxqt-panel"])
         wait_for("the panel's tray", lambda: self.has_name("org.kde.StatusNotifierWatcher"), 30)
 
     def start_notifications(self):
-        self._start("dunst", ["dunst"])
+        self.start_program("dunst", ["dunst"])
         wait_for("the notification daemon", lambda: self.has_name("org.freedesktop.Notifications"))
 
     def start_other_window(self):
         """A window that can take the focus."""
-        self._start("xev", ["xev", "-geometry", "100x100+10+10", "-event", "property"])
+        self.start_program("xev", ["xev", "-geometry", "100x100+10+10", "-event", "property"])
         return wait_for("another window", lambda: self.windows("Event Tester"))[0]
 
     def start(self, panel="xfce4-panel"):
