@@ -154,6 +154,7 @@ void Tray::showIcon(const ShownIcon& icon) {
     application_ = icon.tip;
     if (session_) {
         session_->item.show(icon);
+        wasMissed_ = watcher_ == Watcher::absent;
         if (watcher_ == Watcher::present) {
             session_->item.registerWithWatcher();
         }

@@ -1,0 +1,243 @@
+// Icon, menu and balloons against a session bus of the test's own.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "layer/linux/private_bus.h"
+#include "temp_session.h"
+#include "win32/menu.h"
+#include "win32/notify_icon.h"
+
+namespace {
+
+constexpr const char* watcher = "org.kde.StatusNotifierWatcher";
+constexpr const char* notifications = "org.freedesktop.Notifications";
+
+UINT taskbarCreated;
+std::vector<UINT> events;  // of the icon; the commands as they are; the taskbar's coming
+HMENU menu;
+
+LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_USER && HIWORD(lParam) == 101) {
+        events.push_back(LOWORD(lParam));
+        if (LOWORD(lParam) == WM_CONTEXTMENU) {
+            EXPECT_TRUE(SetForegroundWindow(window));
+            EXPECT_TRUE(InsertMenuW(menu, 4, MF_BYCOMMAND, 2, W("Download")));
+            EXPECT_TRUE(TrackPopupMenu(menu, TPM_RIGHTBUTTON, 0, 0, 0, window, nullptr));
+        }
+    } else if (message == WM_COMMAND) {
+        events.push_back(LOWORD(wParam));
+    } else if (message == taskbarCreated) {
+        events.push_back(taskbarCreated);
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+void pump() {
+    for (MSG message{}; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
+        DispatchMessageW(&message);
+    }
+}
+
+template <typename Condition>
+bool pumpUntil(Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition() && std::chrono::steady_clock::now() < end) {
+        pump();
+        usleep(500);
+    }
+    return condition();
+}
+
+bool sees(UINT event) {
+    return pumpUntil([&] { return std::find(events.begin(), events.end(), event) != events.end(); });
+}
+
+class TrayTest : public testing::Test {
+protected:
+    void SetUp() override {
+        taskbarCreated = RegisterWindowMessageW(W("TaskbarCreated"));
+        WNDCLASSEXW details{};
+        details.cbSize = sizeof(details);
+        details.lpfnWndProc = procedure;
+        details.lpszClassName = W("ZelmoTestTray");
+        RegisterClassExW(&details);
+        icon.cbSize = sizeof(icon);
+        icon.hWnd =
+            CreateWindowExW(0, W("ZelmoTestTray"), W(""), WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+        icon.uID = 101;
+        icon.uFlags = NIF_MESSAGE | NIF_TIP | NIF_GUID | NIF_SHOWTIP;
+        icon.uCallbackMessage = WM_USER;
+        icon.guidItem.Data1 = 7;
+        menu = CreatePopupMenu();
+        AppendMenuW(menu, MF_STRING, 1, W("Launch"));
+        AppendMenuW(menu, MF_SEPARATOR, 4, nullptr);
+        AppendMenuW(menu, MF_STRING, 0, W("Close"));
+        events.clear();
+    }
+    void TearDown() override {
+        Shell_NotifyIconW(NIM_DELETE, &icon);
+        DestroyWindow(icon.hWnd);
+        DestroyMenu(menu);
+        desktop.reset();
+        bus.reset();
+        // Until the loss of the bus is noticed, the next test would talk to this one's.
+        EXPECT_TRUE(waitForLoss());
+    }
+
+    bool waitForLoss() {
+        return pumpUntil(
+            [this] { return !Shell_NotifyIconW(NIM_MODIFY, &icon) && GetLastError() == DWORD{ERROR_TIMEOUT}; });
+    }
+    void startBus() { bus = std::make_unique<tests::PrivateBus>(session.path().string() + "/runtime"); }
+    void startDesktop() {
+        desktop =
+            std::make_unique<tests::FakeDesktop>(bus->address(), std::vector<std::string>{watcher, notifications});
+    }
+    void addIcon() {
+        startBus();
+        startDesktop();
+        ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
+        ASSERT_TRUE(pumpUntil([this] { return !desktop->icons().empty(); }));
+    }
+    void showBalloon(const WideString& text) {
+        icon.uFlags = NIF_INFO | NIF_GUID | NIF_SHOWTIP;
+        std::fill(std::begin(icon.szInfo), std::end(icon.szInfo), WCHAR{});
+        text.copy(icon.szInfo, 255);
+        WideString(W("Title")).copy(icon.szInfoTitle, 63);
+        EXPECT_TRUE(Shell_NotifyIconW(NIM_MODIFY, &icon));
+    }
+
+    // Calls the icon's object as a panel does; the answer, or null with an error.
+    template <typename... Arguments>
+    sd_bus_message* call(const char* path, const char* interface, const char* method, const char* types,
+                         Arguments... arguments) {
+        sd_bus_message* answer = nullptr;
+        bool isDone = false;
+        const auto icons = desktop->icons();
+        if (icons.empty()) {
+            ADD_FAILURE() << "no icon";
+            return nullptr;
+        }
+        const std::string name = icons.back();
+        desktop->run(
+            [&](sd_bus* connection) {
+                sd_bus_error error = SD_BUS_ERROR_NULL;
+                sd_bus_call_method(connection, name.c_str(), path, interface, method, &error, &answer, types,
+                                   arguments...);
+                EXPECT_FALSE(sd_bus_error_is_set(&error)) << error.message;
+                sd_bus_error_free(&error);
+                isDone = true;
+            },
+            pump);
+        EXPECT_TRUE(isDone);
+        return answer;
+    }
+    void click(int x, int y) {
+        sd_bus_message_unref(call("/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate", "ii", x, y));
+    }
+    std::vector<std::string> labels() {
+        sd_bus_message* const answer = call("/MenuBar", "com.canonical.dbusmenu", "GetGroupProperties", "aias", 0, 0);
+        std::vector<std::string> texts;
+        sd_bus_message_enter_container(answer, 'a', "(ia{sv})");
+        int id = 0;
+        const char* key = "";
+        const char* value = "";
+        while (sd_bus_message_enter_container(answer, 'r', "ia{sv}") > 0) {
+            sd_bus_message_read(answer, "ia{sv}", &id, 1, &key, "s", &value);
+            texts.emplace_back(value);
+            sd_bus_message_exit_container(answer);
+        }
+        sd_bus_message_unref(answer);
+        return texts;
+    }
+
+    tests::TempSession session;
+    std::unique_ptr<tests::PrivateBus> bus;
+    std::unique_ptr<tests::FakeDesktop> desktop;
+    NOTIFYICONDATAW icon{};
+};
+
+TEST_F(TrayTest, ClicksBecomeEventsAndTellThePlace) {
+    addIcon();
+    NOTIFYICONIDENTIFIER identifier{sizeof(identifier), nullptr, 0, icon.guidItem};
+    RECT place{};
+    EXPECT_EQ(Shell_NotifyIconGetRect(&identifier, &place), E_FAIL);
+    click(-300, 20);
+    click(-301, 21);
+    click(5, 6);
+    pump();
+    EXPECT_EQ(events, (std::vector<UINT>{NIN_SELECT, WM_LBUTTONDBLCLK, NIN_SELECT}));
+    ASSERT_EQ(Shell_NotifyIconGetRect(&identifier, &place), S_OK);
+    EXPECT_EQ(place.left, 5);
+    EXPECT_EQ(place.bottom, 6);
+}
+
+TEST_F(TrayTest, AboutToShowIsAnsweredWithTheMenuOfTheMoment) {
+    addIcon();
+    EXPECT_EQ(labels(), (std::vector<std::string>{"Launch", "separator", "Close"}));
+    sd_bus_message* answer = call("/MenuBar", "com.canonical.dbusmenu", "AboutToShowGroup", "ai", 1, 0);
+    int id = -1;
+    sd_bus_message_enter_container(answer, 'a', "i");
+    EXPECT_GT(sd_bus_message_read(answer, "i", &id), 0);
+    EXPECT_EQ(id, 0);
+    sd_bus_message_unref(answer);
+    EXPECT_EQ(labels(), (std::vector<std::string>{"Launch", "Download", "separator", "Close"}));
+    EXPECT_EQ(events, (std::vector<UINT>{WM_CONTEXTMENU}));
+    events.clear();
+    for (const int item : {3, 5, 99}) {  // Download, the separator, nothing
+        sd_bus_message_unref(call("/MenuBar", "com.canonical.dbusmenu", "Event", "isvu", item, "clicked", "i", 0, 0U));
+    }
+    pump();
+    EXPECT_EQ(events, (std::vector<UINT>{2}));
+}
+
+TEST_F(TrayTest, BalloonsAreShownInTheirOrderAndTheLastOneTakesTheClick) {
+    addIcon();
+    showBalloon(W("a < b & c"));
+    showBalloon(W("second"));
+    ASSERT_TRUE(pumpUntil([this] { return desktop->balloons().size() == 2; }));
+    EXPECT_EQ(desktop->balloons(), (std::vector<std::string>{"Title|a &lt; b &amp; c|0", "Title|second|1"}));
+    pumpUntil([this] { return labels().size() == 3; });  // behind the answer to the notification
+    desktop->clickBalloon(1);
+    desktop->clickBalloon(2);
+    EXPECT_TRUE(sees(NIN_BALLOONUSERCLICK));
+    EXPECT_EQ(events.size(), 1U);
+}
+
+TEST_F(TrayTest, TaskbarThatComesIsAnnounced) {
+    EXPECT_FALSE(Shell_NotifyIconW(NIM_ADD, &icon));  // no bus at all
+    startBus();
+    startDesktop();
+    ASSERT_TRUE(sees(taskbarCreated));
+    ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
+    ASSERT_TRUE(pumpUntil([this] { return !desktop->icons().empty(); }));
+    events.clear();
+    desktop.reset();
+    startDesktop();
+    EXPECT_TRUE(sees(taskbarCreated));
+    EXPECT_FALSE(Shell_NotifyIconW(NIM_MODIFY, &icon));  // gone with the taskbar of before
+    EXPECT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
+    events.clear();
+    desktop.reset();
+    bus.reset();
+    EXPECT_TRUE(waitForLoss());
+    startBus();
+    startDesktop();
+    EXPECT_TRUE(sees(taskbarCreated));
+}
+
+TEST_F(TrayTest, BalloonsNeedNoPanel) {
+    startBus();
+    desktop = std::make_unique<tests::FakeDesktop>(bus->address(), std::vector<std::string>{notifications});
+    ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
+    showBalloon(W("text"));
+    EXPECT_TRUE(pumpUntil([this] { return desktop->balloons().size() == 1; }));
+}
+
+}  // namespace
