@@ -15,13 +15,11 @@ namespace {
 class DesktopPresenter final : public Presenter {
 public:
     void pump() override {
-        std::array<pollfd, 2> sources = {tray_.waitsFor(), display_.waitsFor()};
-        if (sources[0].fd >= 0 || sources[1].fd >= 0) {
-            poll(sources.data(), sources.size(), 0);
+        pumpOnce(0);
+        // The bus's first answers are under way: each would cost the icon a tick of the program's loop.
+        while (tray_.isSettling()) {
+            pumpOnce(1);
         }
-        // A press takes the popup away before the same press is a click on the icon.
-        display_.pump(sources[1].revents != 0);
-        tray_.pump(sources[0].revents != 0);
     }
 
     bool hasTray() override { return tray_.isThere(); }
@@ -44,6 +42,16 @@ public:
     bool activate(HWND window) override { return display_.activate(window); }
 
 private:
+    void pumpOnce(int milliseconds) {
+        std::array<pollfd, 2> sources = {tray_.waitsFor(), display_.waitsFor()};
+        if (sources[0].fd >= 0 || sources[1].fd >= 0) {
+            poll(sources.data(), sources.size(), milliseconds);
+        }
+        // A press takes the popup away before the same press is a click on the icon.
+        display_.pump(sources[1].revents != 0);
+        tray_.pump(sources[0].revents != 0);
+    }
+
     Tray tray_;
     Display display_;
 };

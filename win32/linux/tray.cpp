@@ -15,6 +15,7 @@ namespace {
 constexpr const char* watcher = "org.kde.StatusNotifierWatcher";
 constexpr auto attemptsEvery = std::chrono::seconds(1);
 constexpr auto timeoutsEvery = std::chrono::seconds(1);
+constexpr auto settlingTime = std::chrono::milliseconds(30);
 constexpr int messagesAtOnce = 64;
 
 }  // namespace
@@ -78,6 +79,10 @@ pollfd Tray::waitsFor() const {
     }
     const int events = sd_bus_get_events(session_->bus.get());
     return {sd_bus_get_fd(session_->bus.get()), static_cast<short>(events < 0 ? POLLIN : events), 0};
+}
+
+bool Tray::isSettling() const {
+    return session_ && watcher_ == Watcher::unknown && Clock::now() < nextAttempt_ - attemptsEvery + settlingTime;
 }
 
 void Tray::pump(bool hasEvents) {

@@ -23,6 +23,8 @@ public:
 
     // What to poll for: an empty one (-1) without a bus.
     pollfd waitsFor() const;
+    // Whether the bus is about to tell if there is a panel: never longer than a moment after a connection was made.
+    bool isSettling() const;
     // Does what is due; `hasEvents` if the poll said so.
     void pump(bool hasEvents);
 
