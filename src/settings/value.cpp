@@ -48,7 +48,7 @@ struct Orphans {
 
 template <typename Number, typename... Format>
 std::string print(Number number, Format... format) {
-    std::array<char, 32> buffer;
+    std::array<char, 32> buffer{};
     const auto end = std::to_chars(buffer.begin(), buffer.end(), number, format...).ptr;
     return {buffer.begin(), end};
 }

@@ -41,11 +41,13 @@ protected:
 };
 
 TEST_F(MessagesTest, OverlaysWhatTheFileNames) {
-    EXPECT_TRUE(load("<resources><string name=\"zdagent_launch\">Starten</string><string>none</string>"
-                     "<string name=\"zdagent_close\"/><string name=\"other\">x</string>"
-                     "<string name=\"zdagent_install_update\">first</string>"
-                     "<string name=\"zdagent_install_update\">Gr\xC3\xB6\xC3\x9F" "e</string>"
-                     "<string name=\"zdagent_download_update\"><b>bold</b></string></resources>"));
+    EXPECT_TRUE(
+        load("<resources><string name=\"zdagent_launch\">Starten</string><string>none</string>"
+             "<string name=\"zdagent_close\"/><string name=\"other\">x</string>"
+             "<string name=\"zdagent_install_update\">first</string>"
+             "<string name=\"zdagent_install_update\">Gr\xC3\xB6\xC3\x9F"
+             "e</string>"
+             "<string name=\"zdagent_download_update\"><b>bold</b></string></resources>"));
     EXPECT_EQ(messages_.launch, W("Starten"));
     EXPECT_EQ(messages_.close, W(""));
     EXPECT_EQ(messages_.installUpdate, W("Gr\u00F6\u00DFe"));

@@ -147,7 +147,7 @@ BOOL WINAPI DeleteDC(HDC context) {
 
 HGDIOBJ WINAPI SelectObject(HDC context, HGDIOBJ object) {
     WIN32_MAY_FAIL("SelectObject", nullptr);
-    DeviceContext* const found = findObject<DeviceContext>(context);
+    auto* const found = findObject<DeviceContext>(context);
     auto* const bitmap = found == nullptr ? nullptr : findObject<win32::Bitmap>(object);
     if (bitmap == nullptr || found->bitmap == nullptr) {
         SetLastError(ERROR_INVALID_HANDLE);
@@ -160,7 +160,7 @@ HGDIOBJ WINAPI SelectObject(HDC context, HGDIOBJ object) {
 
 COLORREF WINAPI SetBkColor(HDC context, COLORREF color) {
     WIN32_MAY_FAIL("SetBkColor", CLR_INVALID);
-    DeviceContext* const found = findObject<DeviceContext>(context);
+    auto* const found = findObject<DeviceContext>(context);
     return found == nullptr ? CLR_INVALID : std::exchange(found->background, color);
 }
 

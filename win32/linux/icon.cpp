@@ -69,7 +69,7 @@ std::shared_ptr<Icon> loadGroup(LPCWSTR name) {
 
 HICON addIcon(std::shared_ptr<const Icon> icon) {
     const std::lock_guard lock(table().mutex);
-    const auto handle = reinterpret_cast<HICON>(reinterpret_cast<ULONG_PTR>(icon.get()));
+    auto* const handle = reinterpret_cast<HICON>(reinterpret_cast<ULONG_PTR>(icon.get()));
     table().icons.emplace(handle, std::move(icon));
     return handle;
 }

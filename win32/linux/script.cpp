@@ -81,6 +81,7 @@ void answerClock(std::function<ULONGLONG()> answer) {
 
 void pretendDesktop(const std::vector<Monitor>& monitors) {
     std::vector<win32::Monitor> places;
+    places.reserve(monitors.size());
     for (const Monitor& monitor : monitors) {
         places.push_back({monitor.place, monitor.workArea});
     }

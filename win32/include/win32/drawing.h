@@ -75,8 +75,8 @@ static_assert(sizeof(BLENDFUNCTION) == 4);
 #define AC_SRC_ALPHA 0x01
 #define SRCCOPY 0x00CC0020U
 #define CLR_INVALID 0xFFFFFFFFU
-#define RGB(red, green, blue)                                                                             \
-    (static_cast<COLORREF>(static_cast<BYTE>(red) | (static_cast<WORD>(static_cast<BYTE>(green)) << 8U) | \
+#define RGB(red, green, blue)                                                                              \
+    (static_cast<COLORREF>(static_cast<BYTE>(red) | (static_cast<DWORD>(static_cast<BYTE>(green)) << 8U) | \
                            (static_cast<DWORD>(static_cast<BYTE>(blue)) << 16U)))
 
 extern "C" {
