@@ -89,6 +89,9 @@ class Desktop:
             pass
         process.wait()
 
+    def signal(self, name, number):
+        os.killpg(self._running[name].pid, number)
+
     def start_display(self, screen="800x600x24"):
         number = self.environment.get("DISPLAY", ":").lstrip(":")
         read, write = os.pipe()

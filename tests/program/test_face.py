@@ -4,6 +4,7 @@ Run it with a panel's name as the only argument to try that one alone: test_face
 icon as the panel does, which never misses; a few go by the mouse.
 """
 
+import signal
 import sys
 import time
 import unittest
@@ -158,6 +159,17 @@ class Face(unittest.TestCase):
             self.assertIn("Download update", [label for _, label in desktop.item().open_menu()])
             agent.wait_for_line("taskbar restart", count)
         self.assertIsNone(agent.process.poll())
+
+    def test_hanging_programs_hold_nothing_up(self):
+        desktop, agent, item = self.running()
+        for name in ("panel", "dunst"):
+            desktop.signal(name, signal.SIGSTOP)
+        self.home.post("ZelmoDocksetAgent", AVAILABLE)
+        item.choose("Launch")
+        agent.wait_for_line(LAUNCH, seconds=3)
+        self.assertEqual(agent.stop(6), 0)
+        for name in ("panel", "dunst"):
+            desktop.signal(name, signal.SIGCONT)
 
     def test_bus_and_display_die(self):
         desktop, agent, item = self.running()
