@@ -1,4 +1,4 @@
-// The desktop's autostart entries (freedesktop.org Desktop Application Autostart Specification).
+// The desktop's autostart entries (freedesktop.org, Desktop Application Autostart).
 #pragma once
 
 #include <string>

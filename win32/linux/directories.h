@@ -23,7 +23,7 @@ bool makeDirectories(const std::string& path, unsigned mode);
 // The user's home: HOME, or the password file's when that isn't set.
 std::string homeDirectory();
 
-// A base directory of the XDG specification: the variable if it holds an absolute path, else `fallback` below the
+// A base directory of freedesktop.org (XDG): the variable if it holds an absolute path, else `fallback` below the
 // user's home.
 std::string baseDirectory(const char* variable, const std::string& fallback);
 

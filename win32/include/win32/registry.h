@@ -4,7 +4,7 @@
 // compared without regard to case. On Linux a hive is one JSON file, replaced as a whole under a lock, so that a
 // process that is killed leaves the old state or the new one; docs/locations.md says where. What is written below
 // "Software\Microsoft\Windows\CurrentVersion\Run" of the user also becomes an autostart entry of the desktop
-// (freedesktop.org Desktop Application Autostart Specification). Any thread, any number of processes.
+// (freedesktop.org, Desktop Application Autostart). Any thread, any number of processes.
 #pragma once
 
 #include "win32/error.h"
