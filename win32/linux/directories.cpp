@@ -52,7 +52,7 @@ bool makeDirectories(const std::string& path, unsigned mode) {
 
 std::string machineDirectory(const char* usual) {
 #ifdef WIN32_SCRIPTED
-    if (const std::string other = environment("WIN32_MACHINE_DIRECTORY"); !other.empty()) {
+    if (std::string other = environment("WIN32_MACHINE_DIRECTORY"); !other.empty()) {
         return other;
     }
 #endif
