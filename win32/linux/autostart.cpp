@@ -68,9 +68,10 @@ bool writeAutostartEntry(const std::string& name, const std::string& commandLine
         exec += (exec.empty() ? "" : " ") + quotedArgument(argument);
     }
     const std::string path = entryPath(name);
-    return makeDirectories(path.substr(0, path.rfind('/')), 0755) &&
-           replaceWholeFile(path, "[Desktop Entry]\nType=Application\nName=" + escapedValue(name) + "\nExec=" + exec +
-                                      "\nTerminal=false\nStartupNotify=false\n");
+    const std::string entry = "[Desktop Entry]\nType=Application\nName=" + escapedValue(name) + "\nExec=" + exec +
+                              "\nTerminal=false\nStartupNotify=false\n";
+    return readWholeFile(path) == entry ||
+           (makeDirectories(path.substr(0, path.rfind('/')), 0755) && replaceWholeFile(path, entry));
 }
 
 bool removeAutostartEntry(const std::string& name) {

@@ -73,6 +73,8 @@ bool add(const NOTIFYICONDATAW& data) {
     take(icon, data);
     notifyIcon = std::move(icon);
     presenter().showIcon(notifyIcon->shown);
+    // Gets the icon to the panel before whatever else the program does at its start.
+    presenter().pump();
     return true;
 }
 

@@ -166,15 +166,18 @@ LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& ch
     RegistryContent content;
     bool understood = false;
     LSTATUS status = read(hive, content, understood);
+    const std::string before = serialise(content);
     status = status == ERROR_SUCCESS ? change(content) : status;
-    if (status != ERROR_SUCCESS) {
+    const std::string after = serialise(content);
+    // What stands there already isn't worth a trip to the disk.
+    if (status != ERROR_SUCCESS || (understood && after == before)) {
         return status;
     }
     const std::string path = hivePath(hive);
     if (!understood) {
         std::rename(path.c_str(), (path + ".damaged").c_str());
     }
-    return replaceWholeFile(path, serialise(content)) ? ERROR_SUCCESS : errnoStatus();
+    return replaceWholeFile(path, after) ? ERROR_SUCCESS : errnoStatus();
 }
 
 }  // namespace win32
