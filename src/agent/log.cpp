@@ -5,7 +5,6 @@
 #include <iomanip>
 #include <sstream>
 
-#include "base/paths.h"
 #include "platform/directories.h"
 #include "win32/kernel.h"
 
@@ -47,7 +46,7 @@ std::shared_ptr<Log> createLog() {
     const boost::filesystem::path directory = base::applicationDirectory(base::Logs);
     boost::system::error_code ignored;
     boost::filesystem::create_directories(directory, ignored);
-    std::string path = base::narrowPath(directory / ("agent_log_" + timeStamp() + ".txt"));
+    std::string path = (directory / ("agent_log_" + timeStamp() + ".txt")).string();
     std::replace(path.begin(), path.end(), '\\', '/');
     auto log = std::make_shared<Log>(path);
     globalLog() = log;

@@ -30,6 +30,5 @@ Path pathForm(WideView text) {
 
 WideString widePath(const boost::filesystem::path& path) { return wideForm(path.native()); }
 boost::filesystem::path pathFromWide(WideView text) { return pathForm<boost::filesystem::path>(text); }
-std::string narrowPath(const boost::filesystem::path& path) { return narrow(widePath(path)); }
 
 }  // namespace base

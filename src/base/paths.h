@@ -10,7 +10,4 @@ namespace base {
 WideString widePath(const boost::filesystem::path& path);
 boost::filesystem::path pathFromWide(WideView text);
 
-// The path in UTF-8, as it stands in log lines and data.
-std::string narrowPath(const boost::filesystem::path& path);
-
 }  // namespace base
