@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/utf8.h"
+
 namespace xml {
 
 namespace {
@@ -60,6 +62,35 @@ std::string_view missingMark(std::string_view bytes) {
 }  // namespace
 
 ByteSource::ByteSource(std::string_view bytes) : mark_(missingMark(bytes)), bytes_(bytes) {}
+
+// Of a unit of the encoding.
+std::size_t ByteSource::width() const {
+    const auto begins = [&](std::string_view mark) { return mark_ == mark || bytes_.starts_with(mark); };
+    if (begins("\xFF\xFE\0\0"sv) || begins("\0\0\xFE\xFF"sv)) {
+        return 4;
+    }
+    return begins("\xFF\xFE"sv) || begins("\xFE\xFF"sv) ? 2 : 1;
+}
+
+bool ByteSource::holdsFalseEnd() const {
+    const std::size_t unit = width();
+    const std::string_view zero("\0\0\0\0", unit);
+    std::size_t at = bytes_.find(zero);
+    while (at != std::string_view::npos && at % unit != 0) {
+        at = bytes_.find(zero, at + 1);
+    }
+    return at != std::string_view::npos || bytes_.size() % unit != 0;
+}
+
+bool ByteSource::endsInPartOfUtf8() const {
+    // A lead byte, even one of the withdrawn forms of six bytes, keeps back no more than this.
+    constexpr std::size_t longest = 6;
+    std::string_view tail = bytes_.substr(bytes_.size() - std::min(bytes_.size(), longest));
+    while (!tail.empty() && (static_cast<unsigned char>(tail[0]) & 0xC0U) == 0x80U) {
+        tail.remove_prefix(1);
+    }
+    return width() == 1 && !base::isUtf8(tail);
+}
 
 xercesc::BinInputStream* ByteSource::makeStream() const { return new (getMemoryManager()) ByteStream(mark_, bytes_); }
 

@@ -19,7 +19,15 @@ public:
 
     xercesc::BinInputStream* makeStream() const override;
 
+    // Whether the bytes hold a zero character, or a part of one at their end, by the width that the marks tell. The
+    // library takes either for the end of the document when it comes behind the root.
+    bool holdsFalseEnd() const;
+    // The same for the part of a character that ends a document in UTF-8.
+    bool endsInPartOfUtf8() const;
+
 private:
+    std::size_t width() const;
+
     std::string_view mark_;
     std::string_view bytes_;
 };

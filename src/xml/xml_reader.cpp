@@ -63,6 +63,7 @@ public:
         setProperty(XMLUni::fgXercesSecurityManager, &limits_);
         // The scanner for documents without a schema keeps a third of the memory for each open element.
         setProperty(XMLUni::fgXercesScannerName, const_cast<XMLCh*>(XMLUni::fgDGXMLScanner));
+        ended_ = source_.holdsFalseEnd();
     }
 
     const Event& next() {
@@ -177,7 +178,7 @@ private:
 
     void docPI(const XMLCh* const /*target*/, const XMLCh* const /*text*/) override {}
     void startDocument() override {}
-    void endDocument() override { finished_ = true; }
+    void endDocument() override { finished_ = !isUtf8_ || !source_.endsInPartOfUtf8(); }
 
     // The library takes any text that begins with a version that it knows, and any encoding of bytes after a mark of
     // UTF-8.
@@ -188,7 +189,8 @@ private:
         const bool isDeclared = encoding != nullptr && *encoding != 0;
         const bool isUtf8 = XMLString::compareIStringASCII(encoding, XMLUni::fgUTF8EncodingString) == 0 ||
                             XMLString::compareIStringASCII(encoding, XMLUni::fgUTF8EncodingString2) == 0;
-        if (!isKnown || (hasUtf8Mark_ && isDeclared && !isUtf8)) {
+        isUtf8_ = !isDeclared || isUtf8;
+        if (!isKnown || (hasUtf8Mark_ && !isUtf8_)) {
             throw Refusal();
         }
     }
@@ -223,6 +225,7 @@ private:
     std::size_t count_ = 0;
     std::size_t allowance_;
     bool hasUtf8Mark_;
+    bool isUtf8_ = true;
     std::size_t depth_ = 0;
     std::basic_string<XMLCh> half_;
     bool begun_ = false;

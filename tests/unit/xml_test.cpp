@@ -151,7 +151,11 @@ TEST(XmlTest, RefusesWhatIsNotWellFormed) {
                                    "<!DOCTYPE a [<!ENTITY e '&e;'>]><a>&e;</a>"}) {
         EXPECT_TRUE(fails(text)) << text;
     }
-    EXPECT_TRUE(fails("<a>\0</a>"s));
+    for (const auto& text : {"<a>\0</a>"s, "<a/>\0"s, "<a/>\0<b>"s, "\xFF\xFE<\0a\0/\0>\0\0\0"s,
+                             "\xFF\xFE<\0a\0/\0>\0 "s, "<a/>\xC3"s, "<a/>\xFF<b/>"s}) {
+        EXPECT_TRUE(fails(text)) << text;
+    }
+    EXPECT_FALSE(fails("<a/><!-- \xC3\xA4 -->\n"));
     EXPECT_FALSE(fails("<undeclared:a other:b='1'/>"));
 }
 
