@@ -105,6 +105,8 @@ bool LauncherWin::writeInstaller(const std::vector<std::uint8_t>& installer) {
         log("Failed to write installer temp file");
         return false;
     }
+    // By hand, since an empty file goes with the object that holds it open.
+    file->close();
     return true;
 }
 

@@ -70,6 +70,7 @@ TEST_F(LauncherTest, WritesTheInstaller) {
     EXPECT_TRUE(launcher_.writeInstaller({'a', 'b'}));
     EXPECT_EQ(content("zdsetup.exe"), "ab");
     EXPECT_TRUE(launcher_.writeInstaller({}));
+    EXPECT_TRUE(boost::filesystem::is_empty(updates() / "zdsetup.exe"));
     win32::script::failNext("WriteFile", ERROR_DISK_FULL);
     EXPECT_FALSE(launcher_.writeInstaller({'c'}));
     win32::script::failNext("CreateFileW", ERROR_ACCESS_DENIED);
