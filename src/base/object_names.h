@@ -1,4 +1,4 @@
-// The names under which processes of the suite find each other, all in the session's namespace.
+// The names under which processes of the suite find each other, in the session's namespace unless told otherwise.
 #pragma once
 
 #include "win32/types.h"
@@ -13,6 +13,10 @@ inline constexpr const WCHAR* applicationMutexName = W("ZelmoDockset{2B79600C-C8
 
 // Mutex: owned for the length of one access to app_settings.json, by the agent and by the main application.
 inline constexpr const WCHAR* settingsMutexName = W("ZelmoDocksetSettings{2E794E3A-91C4-455C-B09F-CD21ED7FCBC5}");
+
+// Mutex: owned for the length of one access to the file cache, by every process of the suite. In the machine's
+// namespace, whose prefix its user puts in front.
+inline constexpr const char* cacheMutexName = "804311ce35-8f4bf195d3-cd35a64";
 
 // Window class: the main application posts to every window of it.
 inline constexpr const WCHAR* agentWindowClass = W("ZelmoDocksetAgent");
