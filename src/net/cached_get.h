@@ -1,0 +1,23 @@
+// A GET that asks the server only for what has changed.
+#pragma once
+
+#include <functional>
+
+#include "net/http_request.h"
+#include "settings/file_cache.h"
+
+namespace base {
+
+// GlobalHttpHandler::httpGet or one like it.
+using HttpGet =
+    std::function<std::int32_t(const std::string& url, const HttpHeaders& headers, HttpHeaders& responseHeaders,
+                               Bytes& response, bool noPinning, const CancelWord* cancelFlag, std::string* detail)>;
+
+// True if `data` holds something to use, and `fresh` then tells whether it is what the server has now. With `useCache`
+// a copy in the cache is asked about by its date, and a whole answer is stored; a server that can't be asked then gives
+// the copy if `keepStale` is set. On false `data` is empty. `detail` may be null and is httpGet's.
+bool getUrlCached(dockset::PlatformCache& cache, const HttpGet& httpGet, const std::string& url, Bytes& data,
+                  bool* fresh, bool useCache, bool keepStale, bool noPinning, const CancelWord* cancelFlag,
+                  std::string* detail);
+
+}  // namespace base
