@@ -1,0 +1,120 @@
+#include "net/curl_callbacks.h"
+
+#include <openssl/ssl.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "net/http_request.h"
+#include "net/pinning.h"
+
+namespace base {
+
+namespace {
+
+HTTPReqInfo& requestOf(void* record) { return *static_cast<HTTPReqInfo*>(record); }
+
+std::string_view trimHeaderText(std::string_view text, std::string_view atEnd) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \n\r\t"), text.size()));
+    return text.substr(0, text.find_last_not_of(atEnd) + 1);
+}
+
+void storeHeader(std::string_view line, HttpHeaders& headers) {
+    const auto colon = line.find(':');
+    if (colon == std::string_view::npos || colon == 0 || line.size() - colon <= 2) {
+        return;
+    }
+    const std::string_view name = trimHeaderText(line.substr(0, colon), " \n\r\t");
+    const std::string_view value = trimHeaderText(line.substr(colon + 1), "\n\r");
+    if (!name.empty() && !value.empty()) {
+        headers.insert_or_assign(std::string(name), std::string(value));
+    }
+}
+
+// An interim 100 isn't the answer's status, nor is the 0 that libcurl gives for a proxy's answer to CONNECT.
+void noteStatus(HTTPReqInfo& request) {
+    long code = 0;
+    if (request.status < 1 && !request.responseHeaders.empty() &&
+        curl_easy_getinfo(request.curlHandle, CURLINFO_RESPONSE_CODE, &code) == CURLE_OK && code > 0 && code != 100) {
+        request.status = static_cast<std::int32_t>(code);
+    }
+}
+
+void trustSystemRoots(SSL_CTX* context, CertificatePins& pins) {
+    if (X509_STORE* const store = SSL_CTX_get_cert_store(context)) {
+        for (X509* const root : pins.systemRoots()) {
+            X509_STORE_add_cert(store, root);
+        }
+    }
+}
+
+}  // namespace
+
+std::size_t onReadBody(char* buffer, std::size_t size, std::size_t count, void* record) {
+    HTTPReqInfo& request = requestOf(record);
+    std::size_t taken = 0;
+    {
+        const std::lock_guard lock(request.mutex);
+        taken = std::min(size * count, request.uploadSize - request.uploadPosition);
+        if (taken > 0) {
+            std::memcpy(buffer, request.uploadData + request.uploadPosition, taken);
+            request.uploadPosition += taken;
+        }
+    }
+    request.changed.notify_all();
+    return taken;
+}
+
+std::size_t onWriteBody(char* bytes, std::size_t size, std::size_t count, void* record) {
+    HTTPReqInfo& request = requestOf(record);
+    {
+        const std::lock_guard lock(request.mutex);
+        request.responseStarted = true;
+        request.responseBody.insert(request.responseBody.end(), bytes, bytes + size * count);
+    }
+    request.changed.notify_all();
+    return size * count;
+}
+
+std::size_t onHeaderLine(char* line, std::size_t size, std::size_t count, void* record) {
+    HTTPReqInfo& request = requestOf(record);
+    {
+        const std::lock_guard lock(request.mutex);
+        storeHeader({line, size * count}, request.responseHeaders);
+        noteStatus(request);
+    }
+    request.changed.notify_all();
+    return size * count;
+}
+
+int onProgress(void* record, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    HTTPReqInfo& request = requestOf(record);
+    if (request.cancelFlag == nullptr || (request.cancelFlag->load() & 1U) == 0) {
+        return 0;
+    }
+    request.changed.notify_all();
+    return 1;
+}
+
+CURLcode onSslContext(CURL*, void* sslContext, void* record) {
+    auto* const context = static_cast<SSL_CTX*>(sslContext);
+    const auto pins = certificatePins().get();
+    if (context == nullptr || !pins) {
+        return CURLE_OK;
+    }
+    const std::lock_guard pinLock(pinMutex());
+    if (record != nullptr) {
+        HTTPReqInfo& request = requestOf(record);
+        SSL_CTX_set_ex_data(context, 0, &request);
+        const std::lock_guard lock(request.mutex);
+        if (!request.pinnedKeys.empty()) {
+            SSL_CTX_set_verify(context, SSL_VERIFY_PEER, pins->verifyCallback());
+        }
+    }
+    trustSystemRoots(context, *pins);
+    return CURLE_OK;
+}
+
+}  // namespace base
