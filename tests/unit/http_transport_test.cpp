@@ -10,6 +10,7 @@
 #include "captured_events.h"
 #include "captured_log.h"
 #include "fault_server.h"
+#include "net/cached_get.h"
 #include "net/http_provider_curl.h"
 #include "net/perform_request.h"
 #include "net/pinning.h"
@@ -196,6 +197,29 @@ TEST_F(HttpTransportTest, TrustsTheSystemsRootsAndAsksForPinnedKeys) {
     EXPECT_EQ(request("GET", pinned, "", {}, false), -1);
     EXPECT_EQ(detail_, "pinning:Root");
     EXPECT_EQ(events.lines(), Lines{"CertificatePinning/Failed/PinningFailed/6=" + pinned + "/7=Leaf -- Root"});
+}
+
+TEST_F(HttpTransportTest, CachesWholeAnswersOnly) {
+    base::PlatformCacheHandler cache;
+    std::int32_t status = 0;
+    const base::HttpGet httpGet = [&](const auto& url, const auto& headers, auto& responseHeaders, auto& response,
+                                      bool noPinning, const auto* cancelFlag, auto* detail) {
+        return status = base::runHttpRequest("GET", url, {}, headers, responseHeaders, response, noPinning, cancelFlag,
+                                             detail);
+    };
+    Bytes data;
+    bool fresh = false;
+    const auto fetch = [&](const std::string& path) {
+        return base::getUrlCached(cache, httpGet, server_->plain(path), data, &fresh, true, true, true, nullptr,
+                                  nullptr);
+    };
+    EXPECT_TRUE(fetch("/conditional") && fresh && status == 200);
+    EXPECT_TRUE(fetch("/conditional") && fresh && status == 304);
+    EXPECT_EQ(data, (Bytes{'l', 'i', 's', 't'}));
+    EXPECT_FALSE(fetch("/cut"));
+    cache.put(server_->plain("/cut"), {'o', 'l', 'd'}, "");
+    EXPECT_TRUE(fetch("/cut") && !fresh && status == -1);
+    EXPECT_EQ(data, (Bytes{'o', 'l', 'd'}));
 }
 
 // Everything that `read` gives until there is no more.
