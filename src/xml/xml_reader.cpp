@@ -48,7 +48,10 @@ bool isHighSurrogate(XMLCh unit) { return unit >= 0xD800 && unit < 0xDC00; }
 class XmlReader::Parser final : public xercesc::SAX2XMLReaderImpl {
 public:
     explicit Parser(std::string_view bytes)
-        : source_(bytes), allowance_(bytes.size() + maximumAddition), hasUtf8Mark_(bytes.starts_with("\xEF\xBB\xBF")) {
+        : source_(bytes),
+          allowance_(bytes.size() + maximumAddition),
+          hasUtf8Mark_(bytes.starts_with("\xEF\xBB\xBF")),
+          ended_(source_.holdsFalseEnd()) {
         for (const XMLCh* feature : {XMLUni::fgSAX2CoreValidation, XMLUni::fgSAX2CoreNameSpaces, XMLUni::fgXercesSchema,
                                      XMLUni::fgXercesLoadExternalDTD, XMLUni::fgXercesCalculateSrcOfs}) {
             setFeature(feature, false);
@@ -63,7 +66,6 @@ public:
         setProperty(XMLUni::fgXercesSecurityManager, &limits_);
         // The scanner for documents without a schema keeps a third of the memory for each open element.
         setProperty(XMLUni::fgXercesScannerName, const_cast<XMLCh*>(XMLUni::fgDGXMLScanner));
-        ended_ = source_.holdsFalseEnd();
     }
 
     const Event& next() {
@@ -229,7 +231,7 @@ private:
     std::size_t depth_ = 0;
     std::basic_string<XMLCh> half_;
     bool begun_ = false;
-    bool ended_ = false;
+    bool ended_;
     bool finished_ = false;
 };
 
