@@ -41,7 +41,7 @@ machine's. The documents and the phones are generated, and the agent is the prog
 its own. "To reach" is the bound that must hold on any machine.
 
 Library figures are medians of five runs, taken in turns. Those of the tree depend on what the heap has gone through:
-with other orders and lengths of the runs the first ratio came out between 0.59 and 0.71. The
+with other orders and lengths of the runs the first ratio came out between 0.57 and 0.71. The
 processor time of the idle rows has the scanner's looks in it; a pass of the main loop is the main thread's alone.
 """
 
