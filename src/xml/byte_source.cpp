@@ -59,6 +59,8 @@ std::string_view missingMark(std::string_view bytes) {
     return zeros("0x") ? "\xFE\xFF"sv : ""sv;
 }
 
+bool holds(std::string_view text, std::string_view word) { return text.find(word) != std::string_view::npos; }
+
 }  // namespace
 
 ByteSource::ByteSource(std::string_view bytes) : mark_(missingMark(bytes)), bytes_(bytes) {}
@@ -90,6 +92,23 @@ bool ByteSource::endsInPartOfUtf8() const {
         tail.remove_prefix(1);
     }
     return width() == 1 && !base::isUtf8(tail);
+}
+
+bool ByteSource::isPlain() const {
+    std::string_view rest = bytes_.substr(bytes_.starts_with("\xEF\xBB\xBF") ? 3 : 0);
+    const std::string_view declaration = rest.starts_with("<?xml") ? rest.substr(0, rest.find("?>")) : "";
+    const bool isOther = holds(declaration, "encoding") && !holds(declaration, "UTF-8") && !holds(declaration, "utf-8");
+    if (width() != 1 || !rest.starts_with('<') || isOther) {
+        return false;
+    }
+    while (true) {
+        rest.remove_prefix(std::min(rest.find('<'), rest.size()));
+        const std::string_view end = rest.starts_with("<!--") ? "-->" : rest.starts_with("<?") ? "?>" : "";
+        if (end.empty()) {
+            return !rest.empty() && !rest.starts_with("<!");
+        }
+        rest.remove_prefix(std::min(rest.find(end), rest.size()));
+    }
 }
 
 xercesc::BinInputStream* ByteSource::makeStream() const { return new (getMemoryManager()) ByteStream(mark_, bytes_); }
