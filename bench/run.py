@@ -59,7 +59,7 @@ def run_benchmarks(pattern, environment):
     names = bench(f"--benchmark_filter={pattern}", "--benchmark_list_tests").split()
     runs = {name: [] for name in names}
     for name in 5 * names:
-        output = bench(f"--benchmark_filter=^{name}$", "--benchmark_format=json", "--benchmark_min_time=0.2")
+        output = bench(f"--benchmark_filter=^{name}$", "--benchmark_format=json")
         result, = json.loads(output)["benchmarks"]
         if result.get("error_occurred"):
             raise RuntimeError(f"benchmark failed: {name}")

@@ -36,6 +36,15 @@ std::string timeStamp() {
 Log::Log(const std::string& path)
     : stream_(path, std::ios::out | std::ios::trunc), startTime_(std::chrono::steady_clock::now()) {}
 
+void Log::writeLine(std::string& line) {
+    const std::lock_guard lock(mutex_);
+    const auto elapsed = std::chrono::steady_clock::now() - startTime_;
+    const std::string time = std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count());
+    const std::size_t begin = timeWidth - time.size();
+    line.replace(begin, time.size(), time);
+    stream_.write(line.data() + begin, static_cast<std::streamsize>(line.size() - begin)).flush();
+}
+
 std::weak_ptr<Log>& globalLog() {
     // Never destroyed: threads that end in static destructors still look here.
     static auto* const slot = new std::weak_ptr<Log>;

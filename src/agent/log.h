@@ -5,11 +5,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "base/log_receiver.h"
 
@@ -24,13 +26,24 @@ public:
     // Writes one line. Any thread: the parts of a line never mix with another's, and times never go back.
     template <typename... Parts>
     void write(const Parts&... parts) {
-        const std::lock_guard lock(mutex_);
-        const auto elapsed = std::chrono::steady_clock::now() - startTime_;
-        stream_ << std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count() << "ms ";
-        (stream_ << ... << parts) << '\n' << std::flush;
+        std::string line(timeWidth, ' ');
+        line += "ms ";
+        (append(line, parts), ...);
+        line += '\n';
+        writeLine(line);
     }
 
 private:
+    // Of the longest number of milliseconds.
+    static constexpr std::size_t timeWidth = 20;
+
+    static void append(std::string& line, std::string_view part) { line += part; }
+    static void append(std::string& line, char part) { line += part; }
+    static void append(std::string& line, std::uint32_t part) { line += std::to_string(part); }
+
+    // Puts the time into the room for it.
+    void writeLine(std::string& line);
+
     std::mutex mutex_;
     std::ofstream stream_;
     std::chrono::steady_clock::time_point startTime_;
