@@ -13,7 +13,7 @@ namespace win32 {
 namespace {
 
 // Larger images are of no use to a notification area; they only make messages long.
-constexpr int largestImage = 64;
+constexpr DWORD largestImage = 64;
 
 struct IconTable {
     std::mutex mutex;
@@ -45,24 +45,34 @@ IconImage imageOf(cairo_surface_t* surface) {
     return image;
 }
 
-// Null if the program has no such icon.
+// As its header tells; 0 for what is too short to have one.
+DWORD pngWidth(const EmbeddedResource& resource) {
+    constexpr std::size_t offset = 16;
+    DWORD width = 0;
+    for (std::size_t i = offset; i < offset + sizeof width && resource.size >= offset + sizeof width; ++i) {
+        width = width << 8U | resource.begin[i];
+    }
+    return width;
+}
+
+// Null if the program has no such icon. Its images come in the order of their sizes.
 std::shared_ptr<Icon> loadGroup(LPCWSTR name) {
-    auto icon = std::make_shared<Icon>();
+    std::map<DWORD, const EmbeddedResource*> group;
     for (const EmbeddedResource* each = embeddedResources(); each != nullptr; each = each->next) {
         if (each->kind == ResourceKind::groupIcon && each->number == reinterpret_cast<ULONG_PTR>(name)) {
-            if (const Surface surface = decodePng(each->begin, each->size)) {
-                icon->images.push_back(imageOf(surface.get()));
-            }
+            group.emplace(pngWidth(*each), each);
+        }
+    }
+    auto icon = std::make_shared<Icon>();
+    for (const auto& [width, resource] : group) {
+        const bool isOfUse = width <= largestImage || icon->images.empty();
+        if (const Surface surface = isOfUse ? decodePng(resource->begin, resource->size) : nullptr) {
+            icon->images.push_back(imageOf(surface.get()));
         }
     }
     if (icon->images.empty()) {
         SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
         return nullptr;
-    }
-    std::sort(icon->images.begin(), icon->images.end(),
-              [](const IconImage& a, const IconImage& b) { return a.width < b.width; });
-    while (icon->images.size() > 1 && icon->images.back().width > largestImage) {
-        icon->images.pop_back();
     }
     return icon;
 }
