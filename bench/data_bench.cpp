@@ -30,11 +30,11 @@ const std::string& deviceList() {
             text += "    <device>\n      <variants>\n";
             for (int variant = 0; variant < 2; ++variant) {
                 text +=
-                    "        <variant>\n          <identification>\n            <vendorID>0x0421</vendorID>\n"
+                    "        <variant>\n          <identification>\n            <vendorID>0x3A5F</vendorID>\n"
                     "            <productID>0x" +
                     std::to_string(1000 + i % 9000) +
                     "</productID>\n"
-                    "            <typeID>RM-" +
+                    "            <typeID>ZC-" +
                     std::to_string(i) +
                     "</typeID>\n          </identification>\n"
                     "          <brztsupport>yes</brztsupport>\n        </variant>\n";

@@ -6,7 +6,6 @@
 
 #include "base/number.h"
 #include "base/text.h"
-#include "settings/xml_value.h"
 
 namespace device {
 
@@ -44,11 +43,10 @@ SupportedDevice parseVariant(const Value& variant) {
 
 }  // namespace
 
-std::vector<SupportedDevice> parseSupportedList(const std::vector<std::uint8_t>& document) {
+std::vector<SupportedDevice> supportedEntries(const Value& document) {
     std::vector<SupportedDevice> entries;
-    const Value tree = data::parseXml(document.data(), document.size());
     Value oneDevice;
-    for (const Value& node : deviceNodes(tree, oneDevice).items) {
+    for (const Value& node : deviceNodes(document, oneDevice).items) {
         const Value& variants = node.find("variants", "variant");
         if (&variants == &data::nullValue) {
             continue;
@@ -61,11 +59,10 @@ std::vector<SupportedDevice> parseSupportedList(const std::vector<std::uint8_t>&
     return entries;
 }
 
-std::vector<std::string> parseUnsupportedList(const std::vector<std::uint8_t>& document) {
+std::vector<std::string> unsupportedEntries(const Value& document) {
     std::vector<std::string> entries;
-    const Value tree = data::parseXml(document.data(), document.size());
     Value oneDevice;
-    for (const Value& node : deviceNodes(tree, oneDevice).items) {
+    for (const Value& node : deviceNodes(document, oneDevice).items) {
         entries.push_back(node.toText());
     }
     return entries;

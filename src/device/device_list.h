@@ -3,7 +3,7 @@
 // Both documents have the root element `device-set` with `Revision-version` and `devices/device`. In the supported
 // list each `device` holds `variants/variant`, and each of those an `identification` with `vendorID`, `productID`
 // (hexadecimal) and `typeID`, and `brztsupport`. In the unsupported list a `device` is plain text. A single element
-// and a repeated one are taken alike. All functions are free of state; any thread.
+// and a repeated one are taken alike. Documents come parsed. All functions are free of state; any thread.
 #pragma once
 
 #include <cstddef>
@@ -22,12 +22,12 @@ struct SupportedDevice {
     bool brztsupport = false;
 };
 
-// The entries of a supported list, in document order; none for a document that isn't well-formed. An entry whose
+// The entries of a supported list, in document order; none for one that didn't parse. An entry whose
 // vendor is 0 is noted on the standard output and goes in all the same.
-std::vector<SupportedDevice> parseSupportedList(const std::vector<std::uint8_t>& document);
+std::vector<SupportedDevice> supportedEntries(const data::Value& document);
 
-// The entries of an unsupported list; one empty entry for a document that isn't well-formed.
-std::vector<std::string> parseUnsupportedList(const std::vector<std::uint8_t>& document);
+// The entries of an unsupported list; one empty entry for one that didn't parse.
+std::vector<std::string> unsupportedEntries(const data::Value& document);
 
 // The revision of a parsed document of either kind; 0 if it tells none.
 std::int64_t deviceListRevision(const data::Value& document);

@@ -5,15 +5,14 @@
 #include <cmath>
 #include <string>
 
-#include "device/device_filter_handler.h"
 #include "settings/xml_value.h"
 
 namespace {
 
-std::vector<std::uint8_t> bytes(const std::string& text) { return {text.begin(), text.end()}; }
+data::Value tree(const std::string& text) { return data::parseXml(text.data(), text.size()); }
 
 std::vector<device::SupportedDevice> parse(const std::string& devices) {
-    return device::parseSupportedList(bytes("<device-set><devices>" + devices + "</devices></device-set>"));
+    return device::supportedEntries(tree("<device-set><devices>" + devices + "</devices></device-set>"));
 }
 
 std::string variant(const std::string& vendor, const std::string& product, const std::string& more = "") {
@@ -24,8 +23,8 @@ std::string variant(const std::string& vendor, const std::string& product, const
 std::string deviceOf(const std::string& variants) { return "<device><variants>" + variants + "</variants></device>"; }
 
 std::int64_t revision(const std::string& text) {
-    const std::string document = "<device-set><Revision-version>" + text + "</Revision-version></device-set>";
-    return device::deviceListRevision(data::parseXml(document.data(), document.size()));
+    return device::deviceListRevision(
+        tree("<device-set><Revision-version>" + text + "</Revision-version></device-set>"));
 }
 
 }  // namespace
@@ -44,7 +43,7 @@ TEST(DeviceList, TakesSingleAndRepeatedElementsAlike) {
     EXPECT_EQ(many[2].productID, 4U);
     EXPECT_FALSE(many[2].brztsupport);
     EXPECT_TRUE(parse("").empty());
-    EXPECT_TRUE(device::parseSupportedList(bytes("<device-set>")).empty());
+    EXPECT_TRUE(device::supportedEntries(tree("<device-set>")).empty());
 }
 
 TEST(DeviceList, KeepsAnEntryWithoutAVendorAndSaysSo) {
@@ -58,7 +57,7 @@ TEST(DeviceList, KeepsAnEntryWithoutAVendorAndSaysSo) {
 
 TEST(DeviceList, HoldsTheTextsOfTheUnsupported) {
     using Texts = std::vector<std::string>;
-    const auto texts = [](const std::string& text) { return device::parseUnsupportedList(bytes(text)); };
+    const auto texts = [](const std::string& text) { return device::unsupportedEntries(tree(text)); };
     EXPECT_EQ(texts("<device-set><devices><device>A</device><device> b<x>c</x>\n</device></devices></device-set>"),
               (Texts{"A", " b\n"}));
     EXPECT_EQ(texts("<device-set><devices><device>A</device></devices></device-set>"), Texts{"A"});
@@ -98,14 +97,4 @@ TEST(DeviceList, KnowsTruth) {
     EXPECT_FALSE(device::valueIsTrue(0.0));
     EXPECT_FALSE(device::valueIsTrue(" yes"));
     EXPECT_FALSE(device::valueIsTrue(data::nullValue));
-}
-
-TEST(DeviceFilterHandler, ReplacesWholeLists) {
-    auto& handler = device::DeviceFilterHandler::instance();
-    handler.replaceSupported(bytes("<device-set><devices>" + deviceOf(variant("1", "2")) + "</devices></device-set>"));
-    handler.replaceUnsupported(bytes("<device-set><devices><device>A</device></devices></device-set>"));
-    EXPECT_EQ(handler.supportedDevices().size(), 1U);
-    EXPECT_EQ(handler.unsupportedDevices(), std::vector<std::string>{"A"});
-    handler.replaceSupported(bytes("no longer a document"));
-    EXPECT_TRUE(handler.supportedDevices().empty());
 }
