@@ -111,7 +111,10 @@ class Home:
         return {**kept, "HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.runtime), **phones, **extra}
 
     def start_agent(self, **extra):
-        agent = Agent(self, extra)
+        return self.adopt(Agent(self, extra))
+
+    def adopt(self, agent):
+        """Has an agent end with the home."""
         self._children.append(agent.process)
         return agent
 
@@ -154,7 +157,10 @@ class Agent:
     def __init__(self, home, extra):
         self._home = home
         self._before = set(home.logs.glob("agent_log_*.txt"))
-        self.process = subprocess.Popen([home.suite / "ZelmoDocksetAgent"], env=home.environment(**extra), cwd="/")
+        self.process = subprocess.Popen(self.command(home), env=home.environment(**extra), cwd="/")
+
+    def command(self, home):
+        return [home.suite / "ZelmoDocksetAgent"]
 
     @property
     def log_path(self):

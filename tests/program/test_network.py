@@ -1,0 +1,214 @@
+#!/usr/bin/env python3
+"""The whole program against real web servers and a real proxy: the device lists' way from the server to a phone.
+
+An agent's first pass begins five seconds after its start, so all agents of a class of tests start at once and wait
+together.
+"""
+
+import tempfile
+import unittest
+
+from network import (Authority, DOWNLOADS, LISTS, Network, NetworkAgent, PROXY_PORT, device_list, in_private_network,
+                     lay_pins)
+from suite import Home, Phones, under_virtual_bus, wait_for
+
+TAG = "DeviceFilterHandler "
+AGAIN_IN_A_DAY = TAG + "Next update in 24 hours."
+AGAIN_IN_AN_HOUR = TAG + "Next update in 1 hour."
+FAILED = TAG + "Failed to download device list!"
+USING_LOCAL = TAG + "Cannot find remote devices XML, using local"
+SERVER_REVISION = 40
+SERVERS = TAG + f"Remote devices XML revision: {SERVER_REVISION}"
+LAUNCH = "autoupdate Starting ZelmoDockset.exe"
+PHONE = ("3a5f", "0f01")  # in the server's list alone
+STRANGER = ("18d1", "4ee1")
+
+
+class Case:
+    """An installed suite with an agent that is running in the network."""
+
+    def __init__(self, network, phones, pins, address, roots, prepare=None, interval=None, **environment):
+        self.home = Home(phones, accept_unrecognized=None)
+        lay_pins(self.home, *pins)
+        if interval:
+            self.home.configure(f"<config><device-support><update-interval>{interval}</update-interval>"
+                                "</device-support></config>")
+        if prepare:
+            prepare(self.home)
+        self._network = network
+        self._view = network.enter(address, roots)
+        self._environment = environment
+        self.start()
+
+    def start(self):
+        self.agent = self.home.adopt(NetworkAgent(self.home, self._view, **self._environment))
+
+    def pass_lines(self, last):
+        """The lines of the first pass, which must end with `last`."""
+        self.agent.wait_for_line(last, seconds=40)
+        lines = [line for line in self.agent.lines() if line.startswith(("DeviceFilterHandler", "HttpHandler", "CURLHTTP"))]
+        return lines[:lines.index(last) + 1]
+
+
+def with_settings(text):
+    def prepare(home):
+        home.settings_path.write_text(text)
+    return prepare
+
+
+def manual_proxy(port):
+    return with_settings('{"proxy_setting": "manual", "proxy": {"address": "127.0.0.1", "port": %d}}' % port)
+
+
+def newer_packaged(home):
+    for name in ("supported", "unsupported"):
+        (home.suite / f"resources/data/zd-{name}-devices.xml").write_text(device_list(SERVER_REVISION + 1, [PHONE]))
+
+
+class NetworkTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.directory = tempfile.TemporaryDirectory(prefix="zd-network-")
+        cls.addClassCleanup(cls.directory.cleanup)
+        network = cls.network = Network(cls.directory.name)
+        cls.addClassCleanup(network.close)
+        good, strange, curve = (Authority(network.directory, name, key)
+                                for name, key in (("Good", "rsa:2048"), ("Strange", "rsa:2048"), ("Curve", "P-256")))
+        chain = good.leaf(DOWNLOADS)
+        places = {
+            "good": network.add_server(chain),
+            "curve": network.add_server(curve.leaf(DOWNLOADS)),
+            "strange": network.add_server(strange.leaf(DOWNLOADS)),
+            "misnamed": network.add_server(good.leaf("other.tavrin.example")),
+            "slow": network.add_server(chain, "limit_rate 300;"),
+        }
+        padding = "<!-- " + "x" * 1500 + " -->"  # which takes the slow server a while
+        for kind in ("supported", "unsupported"):
+            lists = network.files / LISTS
+            lists.mkdir(parents=True, exist_ok=True)
+            (lists / f"zd-{kind}-devices.xml").write_text(device_list(SERVER_REVISION, [PHONE]) + padding)
+        network.start_servers()
+        network.start_proxy()
+        cls.phones = Phones()
+        cls.phones.plug("1-1", *PHONE)
+        cls.phones.plug("1-2", *STRANGER)
+        leaf, intermediate = good.public_key(DOWNLOADS), good.public_key("intermediate")
+        foreign = strange.public_key("root")
+        dead = f"http://127.0.0.1:{PROXY_PORT + 1}"
+        alive = f"http://127.0.0.1:{PROXY_PORT}"
+        script = network.directory / "proxy.pac"
+        script.write_text('function FindProxyForURL(url, host) { return host == "%s" ? "PROXY 127.0.0.1:%d" : "DIRECT"; }'
+                          % (DOWNLOADS, PROXY_PORT))
+
+        cls.cases = {}
+
+        def case(name, pins, address, trusted=good, **options):
+            cls.cases[name] = Case(network, cls.phones, pins, places.get(address), [trusted.root], **options)
+            cls.addClassCleanup(cls.cases[name].home.close)
+
+        case("pinned leaf", [foreign, leaf], "good")
+        case("pinned intermediate", [intermediate], "good", interval="SysTest")
+        case("offline", [leaf], None)
+        case("newer packaged", [leaf], "good", prepare=newer_packaged)
+        case("wrong pin", [foreign], "good")
+        case("curve", [leaf], "curve", trusted=curve)
+        case("untrusted", [strange.public_key(DOWNLOADS)], "strange")
+        case("misnamed", [intermediate], "misnamed")
+        case("manual proxy", [leaf], None, prepare=manual_proxy(PROXY_PORT))
+        case("system proxy", [leaf], None, https_proxy=alive)
+        case("system script", [leaf], None, https_proxy=f"pac+file://{script}")
+        case("dead proxy", [leaf], "good", prepare=manual_proxy(PROXY_PORT + 1))
+        case("no proxy", [leaf], "good", prepare=with_settings('{"proxy_setting": "none"}'), https_proxy=dead)
+        case("slow", [leaf], "slow")
+        case("settling", [leaf], "good")
+
+    def case(self, name):
+        return self.cases[name]
+
+    def test_fresh_lists_bring_the_phone_to_the_application(self):
+        case = self.case("pinned leaf")
+        lines = case.pass_lines(AGAIN_IN_A_DAY)
+        self.assertEqual(lines, [
+            TAG + "Start device filter update loop.", TAG + "Updating supported devices...", SERVERS,
+            TAG + "Updating unsupported devices...", SERVERS, TAG + "Device lists are up to date.", AGAIN_IN_A_DAY])
+        case.agent.wait_for_line(LAUNCH)
+        self.assertEqual(case.agent.lines().count(LAUNCH), 1, "the phone that no list names starts nothing")
+
+        self.assertEqual(case.agent.stop(), 0)
+        before = len(self.network.requests())
+        case.start()
+        self.assertIn(SERVERS, case.pass_lines(AGAIN_IN_A_DAY))
+        again = [line for line in self.network.requests()[before:] if " 304 " in line]
+        self.assertGreaterEqual(len(again), 2)
+        self.assertNotIn('"-"', again[0])
+        case.agent.wait_for_line(LAUNCH)
+
+    def test_a_pinned_intermediate_will_do_and_systest_comes_again_sooner(self):
+        lines = self.case("pinned intermediate").pass_lines(TAG + "Next update in 5 minutes.")
+        self.assertEqual(lines[:2], [TAG + "Systest is enabled. Will use shorter update intervals.",
+                                     TAG + "Start device filter update loop."])
+        self.assertIn(SERVERS, lines)
+
+    def test_without_a_network_the_packaged_lists_hold(self):
+        case = self.case("offline")
+        lines = case.pass_lines(AGAIN_IN_AN_HOUR)
+        self.assertEqual([line for line in lines if line in (FAILED, USING_LOCAL)], 2 * [FAILED, USING_LOCAL])
+        self.assertIn(TAG + "At least one list is not guaranteed to be up to date. Will try again sooner.", lines)
+        self.phones.plug("1-3", "3a5f", "0110", serial="PACKAGED")
+        case.agent.wait_for_line(LAUNCH)
+
+    def test_a_newer_packaged_list_wins(self):
+        lines = self.case("newer packaged").pass_lines(AGAIN_IN_A_DAY)
+        self.assertIn(f"{TAG}Local devices XML is more recent than remote: {SERVER_REVISION + 1} - {SERVER_REVISION}", lines)
+
+    def test_no_list_comes_from_a_server_that_is_not_the_pinned_one(self):
+        for name in ("wrong pin", "curve", "untrusted", "misnamed"):
+            with self.subTest(name):
+                lines = self.case(name).pass_lines(AGAIN_IN_AN_HOUR)
+                self.assertEqual(lines.count(FAILED), 2)
+                self.assertNotIn(SERVERS, lines)
+
+    def test_lists_come_through_the_users_and_the_systems_proxy(self):
+        for name in ("manual proxy", "system proxy", "system script"):
+            with self.subTest(name):
+                self.assertIn(SERVERS, self.case(name).pass_lines(AGAIN_IN_A_DAY))
+        self.assertGreaterEqual(self.network.proxied(), 6)
+
+    def test_a_dead_proxy_fails_and_none_means_none(self):
+        self.assertIn(FAILED, self.case("dead proxy").pass_lines(AGAIN_IN_AN_HOUR))
+        self.assertIn(SERVERS, self.case("no proxy").pass_lines(AGAIN_IN_A_DAY))
+
+    def test_stops_in_every_state(self):
+        settling = self.case("settling")
+        settling.start()  # a second instance ends by itself
+        settling.agent.wait_for_line("Another instance is running. Exiting.")
+        slow = self.case("slow")
+        wait_for("a running transfer", lambda: self._is_transferring(slow))
+        self.assertEqual(slow.agent.stop(60), 0, "the stop waits for the end of the pass")
+        case = self.case("no proxy")
+        case.pass_lines(AGAIN_IN_A_DAY)
+        self.assertEqual(case.agent.stop(5), 0)
+        case.start()
+        case.agent.wait_until_listening()
+        self.assertEqual(case.agent.stop(10), 0, "a stop while it settles")
+
+    @staticmethod
+    def _is_transferring(case):
+        lines = case.agent.lines()
+        return TAG + "Updating supported devices..." in lines and AGAIN_IN_A_DAY not in lines
+
+    def test_z_a_server_that_went_away_leaves_the_cached_lists(self):
+        case = self.case("pinned intermediate")
+        case.pass_lines(TAG + "Next update in 5 minutes.")
+        self.assertEqual(case.agent.stop(), 0)
+        self.network.stop("nginx")
+        case.start()
+        lines = case.pass_lines(TAG + "Next update in 1 minute.")
+        self.assertIn(SERVERS, lines)
+        self.assertNotIn(FAILED, lines)
+
+
+if __name__ == "__main__":
+    in_private_network()
+    under_virtual_bus()
+    unittest.main()
