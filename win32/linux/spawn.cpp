@@ -10,16 +10,22 @@
 #include <csignal>
 #include <cstdint>
 
+#include "linux/environment.h"
+
 namespace win32 {
 
 namespace {
 
 class SpawnFiles {
 public:
-    explicit SpawnFiles(const std::string& directory) {
+    // `output`: the program's standard output, or negative for none.
+    SpawnFiles(const std::string& directory, int output) {
         posix_spawn_file_actions_init(&actions_);
         for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
             posix_spawn_file_actions_addopen(&actions_, stream, "/dev/null", O_RDWR, 0);
+        }
+        if (output >= 0) {
+            posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
         }
         posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
         if (!directory.empty()) {
@@ -78,22 +84,55 @@ void reapWhenEnded(pid_t child) {
     pthread_attr_destroy(&attributes);
 }
 
+std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (const std::string& text : texts) {
+        pointers.push_back(const_cast<char*>(text.c_str()));
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+int spawn(const std::string& program, std::vector<std::string> arguments, const std::string& directory, int output,
+          pid_t& child) {
+    arguments.insert(arguments.begin(), program);
+    const std::vector<std::string> variables = childEnvironment();
+    const SpawnFiles files(directory, output);
+    const SpawnAttributes attributes;
+    return posix_spawnp(&child, program.c_str(), files.get(), attributes.get(), pointersTo(arguments).data(),
+                        pointersTo(variables).data());
+}
+
 }  // namespace
 
 int spawnDetached(const std::string& program, const std::vector<std::string>& arguments, const std::string& directory) {
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    const SpawnFiles files(directory);
-    const SpawnAttributes attributes;
     pid_t child = 0;
-    const int error = posix_spawnp(&child, program.c_str(), files.get(), attributes.get(), argv.data(), environ);
+    const int error = spawn(program, arguments, directory, -1, child);
     if (error == 0) {
         reapWhenEnded(child);
     }
     return error;
+}
+
+int SpeakingChild::start(const std::string& program, const std::vector<std::string>& arguments) {
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return errno;
+    }
+    output_ = Descriptor(ends[0]);
+    const Descriptor childsEnd(ends[1]);
+    const int error = spawn(program, arguments, {}, childsEnd.get(), process_);
+    if (error != 0) {
+        process_ = 0;
+    }
+    return error;
+}
+
+SpeakingChild::~SpeakingChild() {
+    if (process_ != 0) {
+        kill(-process_, SIGKILL);
+        waitForChild(reinterpret_cast<void*>(static_cast<std::intptr_t>(process_)));
+    }
 }
 
 }  // namespace win32
