@@ -60,6 +60,23 @@ std::vector<std::string> userLanguages() {
     return languages.empty() ? std::vector<std::string>{languageOfC} : languages;
 }
 
+// "DE" of "de-DE" or "zh-Hant-TW"; empty if there is none.
+std::string countryOf(const std::string& name) {
+    const auto mark = name.rfind('-');
+    const std::string last = mark == std::string::npos ? "" : name.substr(mark + 1);
+    return last.size() == 2 ? last : "";
+}
+
+// The first language's own, or that of the next name of the same language that has one.
+std::string country(const std::vector<std::string>& languages, const std::string& language) {
+    for (const std::string& name : languages) {
+        if (name.substr(0, name.find('-')) == language && !countryOf(name).empty()) {
+            return countryOf(name);
+        }
+    }
+    return {};
+}
+
 WCHAR lowerCase(WCHAR c) {
     static const locale_t everyLetter = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     if (everyLetter == nullptr) {
@@ -96,6 +113,27 @@ BOOL WINAPI GetUserPreferredUILanguages(DWORD flags, ULONG* count, LPWSTR buffer
     }
     list.copy(buffer, list.size());
     return TRUE;
+}
+
+LANGID WINAPI GetUserDefaultUILanguage() { return LOCALE_CUSTOM_UI_DEFAULT; }
+
+int WINAPI GetLocaleInfoA(LCID locale, LCTYPE type, LPSTR data, int size) {
+    WIN32_MAY_FAIL("GetLocaleInfoA", 0);
+    const auto languages = win32::userLanguages();
+    const std::string language = languages[0].substr(0, languages[0].find('-'));
+    const std::string text = type == LOCALE_SISO639LANGNAME    ? language
+                             : type == LOCALE_SISO3166CTRYNAME ? win32::country(languages, language)
+                                                               : "";
+    if (locale != LOCALE_CUSTOM_UI_DEFAULT || text.empty()) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    if (size <= static_cast<int>(text.size())) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return 0;
+    }
+    data[text.copy(data, text.size())] = 0;
+    return static_cast<int>(text.size()) + 1;
 }
 
 LPWSTR WINAPI CharLowerW(LPWSTR text) {
