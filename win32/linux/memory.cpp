@@ -1,5 +1,6 @@
-// Movable memory, and streams over it.
+// Global memory, and streams over it. A handle of movable memory has a bit set that no address of fixed memory has.
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <new>
 #include <vector>
@@ -17,11 +18,18 @@ struct GlobalMemory {
     std::atomic<unsigned> locks = 0;
 };
 
+constexpr ULONG_PTR movableMark = 2;
+
+bool isFixed(HGLOBAL handle) { return (reinterpret_cast<ULONG_PTR>(handle) & movableMark) == 0; }
+
+HGLOBAL handleOf(GlobalMemory* memory) {
+    return reinterpret_cast<HGLOBAL>(reinterpret_cast<ULONG_PTR>(memory) | movableMark);
+}
+
+// Null for fixed memory.
 GlobalMemory* memoryOf(HGLOBAL handle) {
-    if (handle == nullptr) {
-        SetLastError(ERROR_INVALID_HANDLE);
-    }
-    return static_cast<GlobalMemory*>(handle);
+    return isFixed(handle) ? nullptr
+                           : reinterpret_cast<GlobalMemory*>(reinterpret_cast<ULONG_PTR>(handle) ^ movableMark);
 }
 
 class MemoryStream final : public IStream {
@@ -65,14 +73,21 @@ std::span<const BYTE> bytesOf(IStream* stream) { return static_cast<MemoryStream
 
 HGLOBAL WINAPI GlobalAlloc(UINT flags, SIZE_T size) {
     WIN32_MAY_FAIL("GlobalAlloc", nullptr);
-    if (flags != GMEM_MOVEABLE) {
+    if (flags != GMEM_MOVEABLE && flags != GMEM_FIXED) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
+    }
+    if (flags == GMEM_FIXED) {
+        void* const memory = std::malloc(size == 0 ? 1 : size);
+        if (memory == nullptr) {
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        }
+        return memory;
     }
     try {
         auto memory = std::make_unique<win32::GlobalMemory>();
         memory->bytes.resize(size);
-        return memory.release();
+        return win32::handleOf(memory.release());
     } catch (const std::exception&) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
@@ -81,18 +96,26 @@ HGLOBAL WINAPI GlobalAlloc(UINT flags, SIZE_T size) {
 
 LPVOID WINAPI GlobalLock(HGLOBAL handle) {
     WIN32_MAY_FAIL("GlobalLock", nullptr);
+    if (handle == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
     win32::GlobalMemory* const memory = win32::memoryOf(handle);
     if (memory == nullptr) {
-        return nullptr;
+        return handle;
     }
     ++memory->locks;
     return memory->bytes.data();
 }
 
 BOOL WINAPI GlobalUnlock(HGLOBAL handle) {
+    if (handle == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return FALSE;
+    }
     win32::GlobalMemory* const memory = win32::memoryOf(handle);
     if (memory == nullptr) {
-        return FALSE;
+        return TRUE;
     }
     SetLastError(memory->locks == 0 ? ERROR_NOT_LOCKED : NO_ERROR);
     return memory->locks > 0 && --memory->locks > 0;
@@ -100,16 +123,20 @@ BOOL WINAPI GlobalUnlock(HGLOBAL handle) {
 
 HGLOBAL WINAPI GlobalFree(HGLOBAL handle) {
     WIN32_MAY_FAIL("GlobalFree", handle);
-    delete static_cast<win32::GlobalMemory*>(handle);
+    if (win32::isFixed(handle)) {
+        std::free(handle);
+    } else {
+        delete win32::memoryOf(handle);
+    }
     return nullptr;
 }
 
 HRESULT WINAPI CreateStreamOnHGlobal(HGLOBAL memory, BOOL deleteOnRelease, LPSTREAM* stream) {
     *stream = nullptr;
     WIN32_MAY_RETURN("CreateStreamOnHGlobal", HRESULT);
-    if (memory == nullptr) {
+    if (win32::isFixed(memory)) {
         return E_INVALIDARG;
     }
-    *stream = new win32::MemoryStream(static_cast<win32::GlobalMemory*>(memory), deleteOnRelease != FALSE);
+    *stream = new win32::MemoryStream(win32::memoryOf(memory), deleteOnRelease != FALSE);
     return S_OK;
 }

@@ -54,6 +54,7 @@ struct Script {
     std::function<void(DWORD)> sleep;
     std::function<ULONGLONG()> clock;
     std::shared_ptr<PretendedDesktop> desktop;
+    std::optional<ProxyHelper> proxyHelper;
 };
 
 // Never destroyed: threads that outlive main's statics may still call operations.
@@ -89,6 +90,14 @@ void pretendDesktop(const std::vector<Monitor>& monitors) {
     script().desktop = places.empty() ? nullptr : std::make_shared<PretendedDesktop>(std::move(places));
 }
 
+void answerProxyLookups(const std::string& program, unsigned milliseconds) {
+    const std::lock_guard lock(script().mutex);
+    script().proxyHelper.reset();
+    if (!program.empty()) {
+        script().proxyHelper = ProxyHelper{program, std::chrono::milliseconds(milliseconds)};
+    }
+}
+
 std::vector<std::string> calls(const std::string& operation) {
     const std::lock_guard lock(script().mutex);
     return script().calls[operation];
@@ -101,6 +110,7 @@ void reset() {
     script().sleep = nullptr;
     script().clock = nullptr;
     script().desktop.reset();
+    script().proxyHelper.reset();
 }
 
 std::optional<DWORD> takeFailure(const char* operation) {
@@ -144,6 +154,11 @@ std::optional<ULONGLONG> takeClock() {
         answer = script().clock;
     }
     return answer ? std::optional(answer()) : std::nullopt;
+}
+
+std::optional<ProxyHelper> takeProxyHelper() {
+    const std::lock_guard lock(script().mutex);
+    return script().proxyHelper;
 }
 
 Presenter* pretendedDesktop() {

@@ -9,6 +9,8 @@
 
 #ifdef WIN32_SCRIPTED
 
+#include "linux/proxy_helper.h"
+
 namespace win32 {
 class Presenter;
 }
@@ -19,6 +21,7 @@ std::optional<DWORD> takeFailure(const char* operation);
 void record(const char* operation, std::string arguments);
 bool takeSleep(DWORD milliseconds);
 std::optional<ULONGLONG> takeClock();
+std::optional<ProxyHelper> takeProxyHelper();
 Presenter* pretendedDesktop();  // null: the real one
 
 }  // namespace win32::script

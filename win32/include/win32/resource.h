@@ -6,10 +6,10 @@
 // LoadImageW: an icon (IMAGE_ICON) of the icon group `name`, made to cx by cy pixels from the next larger image; given
 // back by DestroyIcon. LoadIconW: an icon of the program or, with a null module, of the desktop (IDI_APPLICATION);
 // shared, never given back. Null with ERROR_RESOURCE_NAME_NOT_FOUND.
-// GlobalAlloc (GMEM_MOVEABLE), GlobalLock, GlobalUnlock, GlobalFree: GlobalFree gives null on success, and GlobalUnlock
-// FALSE with NO_ERROR when the last lock is gone. CreateStreamOnHGlobal: with `deleteOnRelease` the memory belongs to
-// the stream from the moment of success.
-// Any thread.
+// GlobalAlloc, GlobalLock, GlobalUnlock, GlobalFree: GlobalFree gives null on success, and GlobalUnlock FALSE with
+// NO_ERROR when the last lock is gone. A handle of GMEM_FIXED is the memory's address; other operations hand such
+// memory out, and GlobalFree takes it back. CreateStreamOnHGlobal (movable memory only): with `deleteOnRelease` the
+// memory belongs to the stream from the moment of success. Any thread.
 #pragma once
 
 #include "win32/com.h"
@@ -34,6 +34,7 @@ using LPSTREAM = IStream*;
 #define IDI_APPLICATION MAKEINTRESOURCEW(32512)
 #define IMAGE_ICON 1U
 #define LR_DEFAULTCOLOR 0x0U
+#define GMEM_FIXED 0x0U
 #define GMEM_MOVEABLE 0x2U
 
 extern "C" {

@@ -32,6 +32,10 @@ struct Monitor {
 };
 void pretendDesktop(const std::vector<Monitor>& monitors);
 
+// Replaces the program that looks up proxies (win32/proxy.h) and the time that it is given. With an empty path the real
+// ones are back.
+void answerProxyLookups(const std::string& program, unsigned milliseconds);
+
 // What was asked of `operation` since the last reset, oldest first, one text a call: its arguments in UTF-8, in
 // their order, divided by '|'. Only operations whose effect lies outside of the process are recorded; each header
 // says so ("recorded").
