@@ -1,16 +1,20 @@
 // The entry function: makes every process-wide object, starts what runs, and lets go of it all in order.
 
+#include <curl/curl.h>
+
 #include <cstdint>
 #include <memory>
 #include <thread>
 
 #include "agent/agent.h"
+#include "agent/http_handler_win32.h"
 #include "agent/log.h"
 #include "agent/main_loop.h"
 #include "agent/pipe_client.h"
 #include "base/handle.h"
 #include "base/object_names.h"
 #include "device/scanner.h"
+#include "net/system_proxy.h"
 #include "settings/app_settings.h"
 #include "win32/kernel.h"
 #include "win32/mutex.h"
@@ -69,7 +73,12 @@ std::int32_t runSingleInstance(HINSTANCE instance) {
 int main() {
     restrictLibrarySearch();
     const auto log = agent::createLog();
+    curl_global_init(CURL_GLOBAL_ALL);
+    const auto httpHandler = std::make_shared<agent::AgentWin32HttpHandler>();
+    base::globalHttpHandler().publish(httpHandler);
     const auto receiver = std::make_shared<agent::AgentLogReceiver>(log);
     base::globalLogReceiver().publish(receiver);
+    const auto proxyDiscovery = std::make_shared<base::SystemProxyDiscovery>();
+    base::proxyDiscovery().publish(proxyDiscovery);
     return runSingleInstance(GetModuleHandleW(nullptr));
 }
