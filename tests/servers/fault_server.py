@@ -29,7 +29,12 @@ def conditional(request):
     return answer(b"list", b"Last-Modified: " + DATE + b"\r\n")
 
 
+SCRIPT = b"function FindProxyForURL(url, host) { return 'PROXY ' + host + ':81'; }"
+
 ANSWERS = {
+    b"/proxy.pac": lambda request: answer(SCRIPT),
+    b"/private.pac": lambda request: answer(SCRIPT, b"WWW-Authenticate: Negotiate\r\n", b"401 Unauthorized"),
+    b"/moved.pac": lambda request: answer(b"", b"Location: /proxy.pac\r\n", b"302 Found"),
     b"/ok": lambda request: answer(b"hello"),
     b"/conditional": conditional,
     b"/echo": answer,
