@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "captured_log.h"
 #include "net/proxy_list.h"
@@ -48,7 +47,7 @@ protected:
         directory_.write("helper", "#!/bin/sh\nfor last; do :; done\n[ $last = logon ] && printf '" + logon +
                                        "' && exit\ncase $1 in config) printf '" + config + "' ;; script) printf '" +
                                        script + "' ;; *) printf '" + detect + "' ;; esac\n");
-        chmod(directory_.file("helper").c_str(), 0700);
+        boost::filesystem::permissions(directory_.file("helper"), boost::filesystem::owner_all);
         win32::script::answerProxyLookups(directory_.file("helper").string(), 10'000);
     }
     // The diagnostics and the entries.
