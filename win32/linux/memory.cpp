@@ -1,4 +1,5 @@
-// Global memory, and streams over it. A handle of movable memory has a bit set that no address of fixed memory has.
+// Fixed and movable memory, and streams over it. A handle of movable memory has a bit set that no address of fixed
+// memory has.
 #include <atomic>
 #include <cstdlib>
 #include <memory>
@@ -7,6 +8,7 @@
 
 #include "linux/memory_stream.h"
 #include "linux/scripted.h"
+#include "win32/kernel.h"
 #include "win32/resource.h"
 
 namespace win32 {
@@ -70,6 +72,24 @@ private:
 std::span<const BYTE> bytesOf(IStream* stream) { return static_cast<MemoryStream*>(stream)->bytes(); }
 
 }  // namespace win32
+
+HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T size) {
+    WIN32_MAY_FAIL("LocalAlloc", nullptr);
+    if (flags != LMEM_FIXED) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    const HLOCAL memory = std::malloc(size != 0 ? size : 1);
+    if (memory == nullptr) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    }
+    return memory;
+}
+
+HLOCAL WINAPI LocalFree(HLOCAL memory) {
+    std::free(memory);
+    return nullptr;
+}
 
 HGLOBAL WINAPI GlobalAlloc(UINT flags, SIZE_T size) {
     WIN32_MAY_FAIL("GlobalAlloc", nullptr);

@@ -53,6 +53,7 @@ struct Script {
     std::map<std::string, std::vector<std::string>> calls;
     std::function<void(DWORD)> sleep;
     std::function<ULONGLONG()> clock;
+    const void* chain = nullptr;
     std::shared_ptr<PretendedDesktop> desktop;
     std::optional<ProxyHelper> proxyHelper;
 };
@@ -98,6 +99,11 @@ void answerProxyLookups(const std::string& program, unsigned milliseconds) {
     }
 }
 
+void answerChain(const void* chain) {
+    const std::lock_guard lock(script().mutex);
+    script().chain = chain;
+}
+
 std::vector<std::string> calls(const std::string& operation) {
     const std::lock_guard lock(script().mutex);
     return script().calls[operation];
@@ -109,6 +115,7 @@ void reset() {
     script().calls.clear();
     script().sleep = nullptr;
     script().clock = nullptr;
+    script().chain = nullptr;
     script().desktop.reset();
     script().proxyHelper.reset();
 }
@@ -159,6 +166,11 @@ std::optional<ULONGLONG> takeClock() {
 std::optional<ProxyHelper> takeProxyHelper() {
     const std::lock_guard lock(script().mutex);
     return script().proxyHelper;
+}
+
+const void* takeChain() {
+    const std::lock_guard lock(script().mutex);
+    return script().chain;
 }
 
 Presenter* pretendedDesktop() {

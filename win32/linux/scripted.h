@@ -22,6 +22,7 @@ void record(const char* operation, std::string arguments);
 bool takeSleep(DWORD milliseconds);
 std::optional<ULONGLONG> takeClock();
 std::optional<ProxyHelper> takeProxyHelper();
+const void* takeChain();
 Presenter* pretendedDesktop();  // null: the real one
 
 }  // namespace win32::script

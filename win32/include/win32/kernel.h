@@ -1,4 +1,4 @@
-// Handles, the clock, sleeping and modules.
+// Handles, the clock, sleeping, memory and modules.
 //
 // CloseHandle: gives a handle of any kind back; the object ends with its last handle. False with
 // ERROR_INVALID_HANDLE for what isn't an open handle. Any thread.
@@ -7,6 +7,8 @@
 // and fails with ERROR_INVALID_PARAMETER for values of 2^63 and above.
 // GetModuleFileNameW: only the running program (null module). The text is cut at the buffer's end, and the result is
 // then the buffer's size with ERROR_INSUFFICIENT_BUFFER.
+// LocalAlloc (LMEM_FIXED) and LocalFree: memory that operations hand out or are given. LocalFree gives null on success
+// and takes null.
 // GetProcAddress: on Linux the module "kernel32" exists and has SetDefaultDllDirectories; nothing else is looked up.
 #pragma once
 
@@ -33,6 +35,8 @@ using FARPROC = INT_PTR (*)();
 #define WAIT_ABANDONED 0x80U
 #define WAIT_FAILED 0xFFFFFFFFU
 
+#define LMEM_FIXED 0x0U
+
 #define LOAD_LIBRARY_SEARCH_APPLICATION_DIR 0x200U
 #define LOAD_LIBRARY_SEARCH_SYSTEM32 0x800U
 
@@ -46,6 +50,8 @@ DWORD WINAPI GetCurrentProcessId();
 DWORD WINAPI GetCurrentThreadId();
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
 DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
+HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T size);
+HLOCAL WINAPI LocalFree(HLOCAL memory);
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
 }
 

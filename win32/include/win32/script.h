@@ -36,6 +36,10 @@ void pretendDesktop(const std::vector<Monitor>& monitors);
 // ones are back.
 void answerProxyLookups(const std::string& program, unsigned milliseconds);
 
+// Makes InternetQueryOptionA give this chain (a CERT_CHAIN_CONTEXT) for any handle; null takes that back. The test owns
+// it.
+void answerChain(const void* chain);
+
 // What was asked of `operation` since the last reset, oldest first, one text a call: its arguments in UTF-8, in
 // their order, divided by '|'. Only operations whose effect lies outside of the process are recorded; each header
 // says so ("recorded").
