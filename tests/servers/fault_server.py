@@ -110,7 +110,7 @@ def make_context(directory):
     key, certificate = os.path.join(directory, "key.pem"), os.path.join(directory, "root.pem")
     subprocess.run(
         ["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=Test Root",
-         "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", key, "-out", certificate],
+         "-addext", "subjectAltName=IP:127.0.0.1,DNS:tavrin.localhost", "-keyout", key, "-out", certificate],
         check=True, stderr=subprocess.DEVNULL)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(certificate, key)

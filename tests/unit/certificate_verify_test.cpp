@@ -1,0 +1,176 @@
+// The check with the system's certificate operations: its verdicts, and each line of the log.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+#include "captured_events.h"
+#include "captured_log.h"
+#include "certificates.h"
+#include "net/certificate_verify_win.h"
+#include "temp_directory.h"
+#include "win32/script.h"
+
+namespace {
+
+using base::CertificateSet;
+using base::CertificateVerifyWin;
+using tests::derOf;
+using tests::Lines;
+
+// Chains in the system's form, of certificates that sign themselves.
+class Chains {
+public:
+    explicit Chains(const std::vector<std::vector<tests::Identity>>& chains) {
+        for (const auto& identities : chains) {
+            for (const tests::Identity& identity : identities) {
+                add(identity);
+            }
+            auto& simple = simples_.emplace_back(std::make_unique<Simple>());
+            for (std::size_t index = elements_.size() - identities.size(); index < elements_.size(); ++index) {
+                simple->elements.push_back(&elements_[index]->element);
+            }
+            simple->chain.cElement = static_cast<DWORD>(simple->elements.size());
+            simple->chain.rgpElement = simple->elements.data();
+            chains_.push_back(&simple->chain);
+        }
+        context_.cChain = static_cast<DWORD>(chains_.size());
+        context_.rgpChain = chains_.data();
+    }
+    const CERT_CHAIN_CONTEXT* context() const { return &context_; }
+
+private:
+    struct Element {
+        std::vector<BYTE> encoded;
+        std::vector<BYTE> key;
+        CERT_INFO info{};
+        CERT_CONTEXT certificate{};
+        CERT_CHAIN_ELEMENT element{};
+    };
+    struct Simple {
+        std::vector<PCERT_CHAIN_ELEMENT> elements;
+        CERT_SIMPLE_CHAIN chain{};
+    };
+
+    void add(const tests::Identity& identity) {
+        auto& element = *elements_.emplace_back(std::make_unique<Element>());
+        const tests::Certificate certificate = tests::certify(identity, identity);
+        element.encoded = derOf(certificate);
+        const ASN1_BIT_STRING* const key = X509_get0_pubkey_bitstr(certificate.get());
+        element.key.assign(key->data, key->data + key->length);
+        element.info.SubjectPublicKeyInfo.PublicKey = {static_cast<DWORD>(element.key.size()), element.key.data(), 0};
+        element.certificate = {X509_ASN_ENCODING, element.encoded.data(), static_cast<DWORD>(element.encoded.size()),
+                               &element.info, nullptr};
+        element.element.pCertContext = &element.certificate;
+    }
+
+    std::vector<std::unique_ptr<Element>> elements_;
+    std::vector<std::unique_ptr<Simple>> simples_;
+    std::vector<PCERT_SIMPLE_CHAIN> chains_;
+    CERT_CHAIN_CONTEXT context_{};
+};
+
+tests::Identity named(const char* field, const char* text) { return {{{field, text}}, tests::ecKey()}; }
+tests::Identity nameless() { return {{}, tests::ecKey()}; }
+
+class CertificateVerifyTest : public testing::Test {
+protected:
+    CertificateVerifyTest() { win32::script::reset(); }
+    ~CertificateVerifyTest() override { win32::script::reset(); }
+
+    const std::string url_ = "https://tavrin.test/";
+    const tests::Key key_ = tests::rsaKey();
+    const Chains bad_{{{named("CN", "Leaf"), nameless(), named("O", "Root")}, {nameless()}, {named("CN", "Second")}}};
+    const Chains good_{{{named("CN", "Leaf")}, {named("CN", "Leaf"), {nameless().subject, key_}}}};
+    const Lines report_{"PinFailureCertChain Leaf -- Root", "PinFailureCertChain Second"};
+    const Lines reportedEvents_{"CertificatePinning/RejectedCertChain/Tavrin/6=Leaf -- Root/7=" + url_,
+                                "CertificatePinning/RejectedCertChain/Tavrin/6=Second/7=" + url_};
+    const tests::TempDirectory files_;
+    tests::CapturedLog log_;
+    const tests::CapturedEvents events_;
+    CertificateVerifyWin verify_{files_.path()};
+};
+
+// The events' own lines aside.
+Lines withoutEvents(Lines lines) {
+    std::erase_if(lines, [](const std::string& line) { return line.starts_with("analytics "); });
+    return lines;
+}
+
+TEST_F(CertificateVerifyTest, LogsWhyAKeyFileHoldsNoKey) {
+    EXPECT_TRUE(verify_.GetPublicKeys(CertificateSet::Unspecified).empty());
+    EXPECT_EQ(log_.take(), Lines{"Certificate Unknown certificate for GetPublicKeys."});
+    files_.write("tavrin.pem", tests::pemOf(key_));
+    files_.write("tavrin2.pem", "");
+    EXPECT_EQ(verify_.GetPublicKeys(CertificateSet::Tavrin).size(), 1U);
+    EXPECT_EQ(log_.take(), (Lines{"Certificate Failed to read public key file (0 bytes): tavrin2.pem",
+                                  "Certificate Failed to open public key file: tavrin3.pem"}));
+    EXPECT_EQ(verify_.GetPublicKeys(CertificateSet::Tavrin).size(), 1U);
+    EXPECT_EQ(log_.take(), Lines{}) << "read once";
+
+    CertificateVerifyWin other(files_.path());
+    files_.write("tavrin2.pem", "no lines of dashes");
+    files_.write("tavrin3.pem", "-----BEGIN PUBLIC KEY-----\nMFkw\n-----END PUBLIC KEY-----\n");
+    win32::script::failNext("CryptStringToBinaryA", ERROR_MORE_DATA, 1);
+    EXPECT_TRUE(other.GetPublicKeys(CertificateSet::Tavrin).empty());
+    EXPECT_EQ(log_.take(), (Lines{"Certificate Failed to convert public key: tavrin.pem",
+                                  "Certificate Failed to get converted public key length. Key: tavrin2.pem",
+                                  "Certificate Failed to decode public key: tavrin3.pem"}));
+}
+
+TEST_F(CertificateVerifyTest, AsksTheHandleForItsChain) {
+    int request = 0;
+    const HINTERNET handle = &request;
+    const HINTERNET none = nullptr;
+    const std::string first = "Certificate Validating (w/ platformInfo): " + url_;
+    EXPECT_FALSE(verify_.verifyWithHandle("https://example.test/", &handle));
+    EXPECT_EQ(log_.take(), (Lines{"Certificate Validating (w/ platformInfo): https://example.test/",
+                                  "Certificate Failed to deduce certificate to use for URL: https://example.test/"}));
+    EXPECT_FALSE(verify_.verifyWithHandle("https://google.test/", &handle));
+    EXPECT_EQ(log_.take().back(), "Certificate No pinned keys for URL: https://google.test/");
+    for (const char* const name : {"tavrin.pem", "tavrin2.pem", "tavrin3.pem"}) {
+        files_.write(name, tests::pemOf(key_));
+    }
+    EXPECT_FALSE(verify_.verifyWithHandle(url_, nullptr));
+    EXPECT_FALSE(verify_.verifyWithHandle(url_, &none));
+    const std::string missing = "Certificate Missing data to perform pinning for URL: " + url_;
+    EXPECT_EQ(log_.take(), (Lines{first, missing, first, missing}));
+    win32::script::failNext("InternetQueryOptionA", 12018);
+    EXPECT_FALSE(verify_.verifyWithHandle(url_, &handle));
+    EXPECT_EQ(log_.take(), (Lines{first, "Certificate Failed to query certificate chain with 12018 for URL: " + url_}));
+
+    win32::script::answerChain(good_.context());
+    EXPECT_TRUE(verify_.verifyWithHandle(url_, &handle));
+    EXPECT_EQ(log_.take(), (Lines{first, "Certificate Validated OK: " + url_}));
+    EXPECT_EQ(events_.lines(), Lines{});
+    win32::script::answerChain(bad_.context());
+    EXPECT_FALSE(verify_.verifyWithHandle(url_, &handle));
+    EXPECT_EQ(withoutEvents(log_.take()),
+              (Lines{first, report_[0], report_[1], "Certificate No matching certificate found for: " + url_}));
+    EXPECT_EQ(events_.lines(), reportedEvents_);
+    EXPECT_EQ(win32::script::calls("CertFreeCertificateChain"), (Lines{"2", "3"})) << "both are given back";
+}
+
+TEST_F(CertificateVerifyTest, JudgesAChainThatTheCallerHas) {
+    std::string last = "before";
+    EXPECT_FALSE(verify_.verifyChain("https://example.test/", good_.context(), last));
+    EXPECT_EQ(log_.take(),
+              (Lines{"CertificateAlt Validating Alt: https://example.test/",
+                     "CertificateAlt Failed to deduce certificate to use for URL: https://example.test/"}));
+    EXPECT_FALSE(verify_.verifyChain("https://google.test/", good_.context(), last));
+    EXPECT_EQ(log_.take().back(), "CertificateAlt No pinned keys for URL: https://google.test/");
+    files_.write("tavrin.pem", tests::pemOf(key_));
+    verify_.GetPublicKeys(CertificateSet::Tavrin);
+    log_.take();
+    EXPECT_TRUE(verify_.verifyChain(url_, good_.context(), last));
+    EXPECT_EQ(log_.take(), Lines{"CertificateAlt Validating Alt: " + url_});
+    EXPECT_EQ(last, "before");
+    EXPECT_FALSE(verify_.verifyChain(url_, bad_.context(), last));
+    EXPECT_EQ(last, "Second");
+    EXPECT_EQ(withoutEvents(log_.take()), (Lines{"CertificateAlt Validating Alt: " + url_, report_[0], report_[1]}));
+    EXPECT_EQ(events_.lines(), reportedEvents_);
+    EXPECT_TRUE(win32::script::calls("CertFreeCertificateChain").empty());
+}
+
+}  // namespace
