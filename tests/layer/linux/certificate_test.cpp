@@ -66,8 +66,8 @@ std::string displayName(const Certificate& certificate, DWORD size) {
     Bytes bytes = tests::derOf(certificate);
     const CERT_CONTEXT context{X509_ASN_ENCODING, bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, nullptr};
     std::array<char, 128> name{};
-    EXPECT_EQ(CertGetNameStringA(&context, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, name.data(), size),
-              std::string(name.data()).size() + 1);
+    const DWORD length = CertGetNameStringA(&context, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, name.data(), size);
+    EXPECT_EQ(length, std::string(name.data()).size() + 1);
     return name.data();
 }
 
