@@ -126,7 +126,7 @@ bool CertificateVerifyWin::verifyWithHandle(const std::string& url, const HINTER
         return false;
     }
     PCCERT_CHAIN_CONTEXT context = nullptr;
-    DWORD size = sizeof context;
+    DWORD size = sizeof(void*);
     if (!InternetQueryOptionA(*handle, INTERNET_OPTION_SERVER_CERT_CHAIN_CONTEXT, static_cast<void*>(&context),
                               &size)) {
         const DWORD code = GetLastError();

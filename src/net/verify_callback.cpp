@@ -24,10 +24,9 @@ HTTPReqInfo* recordOf(X509_STORE_CTX* store) {
 
 // From the leaf to the root.
 std::vector<X509*> certificatesOf(const Chain& chain) {
-    std::vector<X509*> certificates;
-    for (int index = 0; index < sk_X509_num(chain.get()); ++index) {
-        certificates.push_back(sk_X509_value(chain.get(), index));
-    }
+    std::vector<X509*> certificates(static_cast<std::size_t>(sk_X509_num(chain.get())));
+    std::generate(certificates.begin(), certificates.end(),
+                  [&chain, index = 0]() mutable { return sk_X509_value(chain.get(), index++); });
     return certificates;
 }
 

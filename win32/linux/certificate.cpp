@@ -48,7 +48,7 @@ std::optional<std::vector<BYTE>> decodeBase64(std::string_view text) {
         EVP_DecodeFinal(context.get(), bytes.data() + size, &rest) < 0) {
         return std::nullopt;
     }
-    bytes.resize(static_cast<std::size_t>(size + rest));
+    bytes.resize(static_cast<std::size_t>(size) + static_cast<std::size_t>(rest));
     return bytes;
 }
 
