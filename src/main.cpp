@@ -14,6 +14,8 @@
 #include "base/handle.h"
 #include "base/object_names.h"
 #include "device/scanner.h"
+#include "net/certificate_verify_win.h"
+#include "net/installed_pins.h"
 #include "net/system_proxy.h"
 #include "settings/app_settings.h"
 #include "win32/kernel.h"
@@ -78,6 +80,9 @@ int main() {
     base::globalHttpHandler().publish(httpHandler);
     const auto receiver = std::make_shared<agent::AgentLogReceiver>(log);
     base::globalLogReceiver().publish(receiver);
+    base::certificatePins().publish(base::installedPins());
+    const auto certificateVerify = std::make_shared<base::CertificateVerifyWin>();
+    base::certificateVerify().publish(certificateVerify);
     const auto proxyDiscovery = std::make_shared<base::SystemProxyDiscovery>();
     base::proxyDiscovery().publish(proxyDiscovery);
     return runSingleInstance(GetModuleHandleW(nullptr));

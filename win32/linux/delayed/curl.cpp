@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 #include <dlfcn.h>
+#include <openssl/crypto.h>
 
 #include <atomic>
 #include <cstdarg>
@@ -58,8 +59,10 @@ const Library& curl() {
 
 extern "C" {
 
-// Takes effect when the library is loaded.
+// Takes effect when the library is loaded. OpenSSL, which it would have started here, must still work for threads that
+// are joined in static destructors, so it never cleans up at the exit.
 CURLcode curl_global_init(long flags) {
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     globalFlags = flags;
     return CURLE_OK;
 }
