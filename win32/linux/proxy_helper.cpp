@@ -66,7 +66,7 @@ DWORD hear(int descriptor, Clock::time_point deadline, std::string& answer) {
 }
 
 ProxyAnswer parse(const std::string& text, std::size_t lines) {
-    const ProxyAnswer broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
+    ProxyAnswer broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
     ProxyAnswer answer{};
     if (!text.ends_with(lastLine) ||
         std::from_chars(text.data(), text.data() + text.size(), answer.code).ptr[0] != '\n') {

@@ -86,6 +86,7 @@ void reapWhenEnded(pid_t child) {
 
 std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (const std::string& text : texts) {
         pointers.push_back(const_cast<char*>(text.c_str()));
     }

@@ -57,6 +57,8 @@ const Library& curl() {
 
 }  // namespace
 
+// The signatures are libcurl's, and who calls another function than curl_easy_init has a handle, and so the library.
+// NOLINTBEGIN(clang-diagnostic-varargs, clang-analyzer-core.CallAndMessage)
 extern "C" {
 
 // Takes effect when the library is loaded. OpenSSL, which it would have started here, must still work for threads that
@@ -67,7 +69,7 @@ CURLcode curl_global_init(long flags) {
     return CURLE_OK;
 }
 
-// Null without the library; who has a handle may call the others.
+// Null without the library.
 CURL* curl_easy_init() { return curl().easyInit == nullptr ? nullptr : curl().easyInit(); }
 
 void curl_easy_cleanup(CURL* handle) {
@@ -98,3 +100,4 @@ const char* curl_easy_strerror(CURLcode code) { return curl().easyStrerror(code)
 curl_slist* curl_slist_append(curl_slist* list, const char* text) { return curl().slistAppend(list, text); }
 void curl_slist_free_all(curl_slist* list) { curl().slistFreeAll(list); }
 }
+// NOLINTEND(clang-diagnostic-varargs, clang-analyzer-core.CallAndMessage)
