@@ -8,6 +8,7 @@
 #include "base/paths.h"
 #include "device/device_list.h"
 #include "net/http_handler.h"
+#include "net/servers.h"
 #include "platform/directories.h"
 #include "settings/whole_file.h"
 #include "settings/xml_value.h"
@@ -22,7 +23,7 @@ constexpr std::uint32_t listService = 0;
 
 struct DownloadServer {
     std::mutex baseUrlMutex;
-    std::string baseUrl = "https://download.tavrin.example";
+    std::string baseUrl = base::downloadServerUrl;
     std::mutex environmentMutex;
     std::map<std::uint32_t, std::uint32_t> environments;
 };

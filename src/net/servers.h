@@ -4,5 +4,6 @@
 namespace base {
 
 inline constexpr const char* softwareServerHost = "software.tavrin.example";
+inline constexpr const char* downloadServerUrl = "https://download.tavrin.example";
 
 }  // namespace base
