@@ -248,7 +248,7 @@ def face_rows(seconds):
 def idle_rows(seconds):
     with Home() as home:
         agent = home.start_agent()
-        agent.wait_until_listening()
+        wait_for("the first pass over the device lists", lambda: any("Next update in" in line for line in agent.lines()))
         loop = subprocess.Popen([BUILD / "bench_idle_loop"], env=own_environment())
         try:
             agent.wait_for_look()

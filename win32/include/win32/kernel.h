@@ -9,6 +9,8 @@
 // then the buffer's size with ERROR_INSUFFICIENT_BUFFER.
 // LocalAlloc (LMEM_FIXED) and LocalFree: memory that operations hand out or are given. LocalFree gives null on success
 // and takes null.
+// SetProcessWorkingSetSize: only to empty the working set of this process (GetCurrentProcess, both sizes -1): memory that
+// can be had again from its file, or that the heap doesn't use, goes back to the system. Any thread.
 // GetProcAddress: on Linux the module "kernel32" exists and has SetDefaultDllDirectories; nothing else is looked up.
 #pragma once
 
@@ -48,6 +50,8 @@ void WINAPI GetSystemTimeAsFileTime(FILETIME* time);
 BOOL WINAPI FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime);
 DWORD WINAPI GetCurrentProcessId();
 DWORD WINAPI GetCurrentThreadId();
+HANDLE WINAPI GetCurrentProcess();
+BOOL WINAPI SetProcessWorkingSetSize(HANDLE process, SIZE_T minimum, SIZE_T maximum);
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
 DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
 HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T size);

@@ -1,0 +1,31 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include "win32/kernel.h"
+
+namespace {
+
+// What this process has of its files' pages in memory, in kB.
+long filePages() {
+    std::stringstream status;
+    status << std::ifstream("/proc/self/status").rdbuf();
+    const std::string text = status.str();
+    std::smatch found;
+    return std::regex_search(text, found, std::regex("RssFile:\\s+(\\d+)")) ? std::stol(found[1]) : -1;
+}
+
+}  // namespace
+
+TEST(WorkingSet, IsEmptiedAndComesBackByUse) {
+    constexpr auto empty = static_cast<SIZE_T>(-1);
+    const long before = filePages();
+    ASSERT_EQ(SetProcessWorkingSetSize(GetCurrentProcess(), empty, empty), TRUE);
+    const long after = filePages();
+    EXPECT_LT(after, before - before / 4);
+    EXPECT_GT(after, 0);
+    EXPECT_EQ(SetProcessWorkingSetSize(GetCurrentProcess(), 0, 1'000'000), FALSE);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+}
