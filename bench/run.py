@@ -21,7 +21,7 @@ PAGE = ROOT / "docs/performance.md"
 sys.path.insert(0, str(ROOT / "tests/program"))
 
 from desktop import Desktop  # noqa: E402
-from suite import Home, Phones, under_virtual_bus, wait_for  # noqa: E402
+from suite import Home, Phones, proportional_memory, under_virtual_bus, wait_for  # noqa: E402
 
 LAUNCH = "autoupdate Launching Zelmo Dockset"
 LISTENING = "Started listening for devices"
@@ -167,12 +167,6 @@ class Usage:
         self.seconds = sum(int((task / "schedstat").read_text().split()[0]) for task in tasks) / 1e9
 
 
-def proportional_memory(pid):
-    """In MB; what is shared with other processes counts in part."""
-    rollup = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text()
-    return int(re.search(r"\nPss:\s+(\d+)", rollup).group(1)) / 1024
-
-
 def icon_row():
     """From the start of a program to its icon standing in the panel's list."""
     times = {}
@@ -276,6 +270,34 @@ def idle_rows(seconds):
     ]
 
 
+def network_rows():
+    output = subprocess.run([sys.executable, ROOT / "bench/network_rows.py", BUILD / "bench", "^(net|cache|list)"],
+                            env=own_environment(), check=True, text=True, stdout=subprocess.PIPE).stdout
+    results = json.loads(output)
+
+    def beside(what, own, bare, bound, unit="ms"):
+        mine, theirs = results[own]["real_time"], results[bare]["real_time"]
+        return row(what, f"{mine:.2f} {unit}", f"{theirs:.2f} {unit}", mine / theirs, f"ratio at most {bound}",
+                   mine <= bound * theirs)
+
+    yield beside("`getUrlCached` of 1 MB over TLS, answered with 200; a bare request by libcurl", "netCached200", "netBare200", 1.3)
+    yield beside("the same, answered with 304; a bare request by libcurl", "netCached304", "netBare304", 1.3)
+    yield beside("a request with pinned keys; one without", "netPinned", "netUnpinned", 1.1)
+    for count in (10, 100, 1000):
+        for operation in ("Get", "Put"):
+            yield beside(f"cache `{operation.lower()}` among {count} entries; parsing the index", f"cache{operation}/{count}",
+                         f"cacheIndex/{count}", 2, "us")
+    yield beside("a list of 100 000 variants, from the request to the match with ten phones; parsing it", "listPass",
+                 "listParse", 1.3)
+    first, last = results["listGrowth"]["first"], results["listGrowth"]["last"]
+    yield row("memory (PSS) after 100 passes over the lists; after the first", f"{last / 1024:.1f} MB", f"{first / 1024:.1f} MB",
+              last / first, "256 kB more, the heap's own", last <= first + 256)
+    memory = results["agent"]
+    yield row("memory (PSS), the agent after its first pass; before it", f"{memory['after']:.1f} MB",
+              f"{memory['before']:.1f} MB", memory["after"] / memory["before"], "at most 8 MB more",
+              memory["after"] <= memory["before"] + 8)
+
+
 def machine():
     model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
     memory = re.search(r"MemTotal:\s+(\d+)", pathlib.Path("/proc/meminfo").read_text())
@@ -295,7 +317,7 @@ def main():
     rows = list(library_rows())
     enumeration, pass_seconds = enumeration_rows()
     rows += [enumeration, arrival_row(pass_seconds), start_row(), *idle_rows(10 if quick else 60), icon_row(),
-             *face_rows(10 if quick else 60)]
+             *face_rows(10 if quick else 60), *network_rows()]
     text = table(rows)
     print(text)
     if not quick:

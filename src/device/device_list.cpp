@@ -14,19 +14,17 @@ using data::ValueType;
 
 namespace {
 
-// The items of a repeated element, or the one element as the only item of `storage`.
-const Value& asArray(const Value& value, Value& storage) {
-    if (value.type == ValueType::Array) {
-        return value;
+// Calls with each item of a repeated element, or with the one element.
+template <typename Action>
+void forEach(const Value& element, Action action) {
+    if (element.type == ValueType::Array) {
+        std::for_each(element.items.begin(), element.items.end(), action);
+    } else {
+        action(element);
     }
-    storage = Value(ValueType::Array);
-    storage.append(value);
-    return storage;
 }
 
-const Value& deviceNodes(const Value& document, Value& storage) {
-    return asArray(document.find("device-set", "devices", "device"), storage);
-}
+const Value& deviceNodes(const Value& document) { return document.find("device-set", "devices", "device"); }
 
 SupportedDevice parseVariant(const Value& variant) {
     const Value& identification = variant.find("identification");
@@ -45,26 +43,18 @@ SupportedDevice parseVariant(const Value& variant) {
 
 std::vector<SupportedDevice> supportedEntries(const Value& document) {
     std::vector<SupportedDevice> entries;
-    Value oneDevice;
-    for (const Value& node : deviceNodes(document, oneDevice).items) {
+    forEach(deviceNodes(document), [&](const Value& node) {
         const Value& variants = node.find("variants", "variant");
-        if (&variants == &data::nullValue) {
-            continue;
+        if (&variants != &data::nullValue) {
+            forEach(variants, [&](const Value& variant) { entries.push_back(parseVariant(variant)); });
         }
-        Value oneVariant;
-        for (const Value& variant : asArray(variants, oneVariant).items) {
-            entries.push_back(parseVariant(variant));
-        }
-    }
+    });
     return entries;
 }
 
 std::vector<std::string> unsupportedEntries(const Value& document) {
     std::vector<std::string> entries;
-    Value oneDevice;
-    for (const Value& node : deviceNodes(document, oneDevice).items) {
-        entries.push_back(node.toText());
-    }
+    forEach(deviceNodes(document), [&](const Value& node) { entries.push_back(node.toText()); });
     return entries;
 }
 

@@ -124,15 +124,15 @@ class Network:
         for name in list(self._running):
             self.stop(name)
 
-    def enter(self, address, roots=(), hosts=(DOWNLOADS,)):
+    def enter(self, address, roots=(), hosts=(DOWNLOADS,), more_roots=""):
         """The words in front of a command that has it see the hosts at the address (None: nowhere), and trust the
-        roots, which are files, alone."""
+        roots, which are files, and those of a bundle's text alone."""
         place = self.directory / f"view-{len(list(self.directory.glob('view-*')))}"
         trusted = place / "certs"
         trusted.mkdir(parents=True)
         names = f"{address} {' '.join(hosts)}\n" if address else ""
         (place / "hosts").write_text(f"127.0.0.1 localhost\n{names}")
-        (trusted / "ca-certificates.crt").write_text("".join(root.read_text() for root in roots))
+        (trusted / "ca-certificates.crt").write_text(more_roots + "".join(root.read_text() for root in roots))
         for root in roots:
             shutil.copy(root, trusted / f"{run('openssl', 'x509', '-in', root, '-noout', '-hash').decode().strip()}.0")
         script = 'mount --bind "$1/hosts" /etc/hosts && mount --bind "$1/certs" /etc/ssl/certs && shift && exec "$@"'

@@ -31,6 +31,12 @@ def wait_for(what, condition, seconds=15.0):
         time.sleep(0.01)
 
 
+def proportional_memory(pid):
+    """In MB; what is shared with other processes counts in part."""
+    rollup = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text()
+    return int(re.search(r"\nPss:\s+(\d+)", rollup).group(1)) / 1024
+
+
 def preload_library():
     return str(sorted(pathlib.Path("/usr/lib").glob("*/libumockdev-preload.so.0"))[-1])
 
