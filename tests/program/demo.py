@@ -1,24 +1,31 @@
 #!/usr/bin/python3
-"""Shows the agent's main job: a phone is plugged in, and the suite's main application starts.
+"""Shows the agent's main job: the lists of supported phones arrive, one of these phones is plugged in, and the suite's
+main application starts.
 
-Runs in a home directory of its own, with a virtual phone, on the desktop that it finds or, without one, on a desktop of
-its own that nobody sees. Prints the agent's log lines as they come and leaves pictures of its face in out/demo. Ends
+Runs in a home directory of its own, with virtual phones and a download server on a network of its own, on the desktop
+that it finds or, without one, on a desktop of its own that nobody sees. Prints the agent's log lines as they come and leaves pictures of its face in out/demo. Ends
 with 0, or says at which step what should have happened didn't.
 """
 
 import os
 import sys
+import tempfile
 import threading
 import time
 
 import suite
 from desktop import Desktop
+from network import (DOWNLOADS, LISTS, PROXY_PORT, Authority, Network, NetworkAgent, device_list, in_private_network,
+                     lay_pins)
 from suite import Home, Phones, under_virtual_bus, wait_for
 
 PICTURES = suite.ROOT / "out/demo"
 POPUP = "Zelmo Dockset Agent"
 UPDATE_AVAILABLE = 1025
 LAUNCH = "autoupdate Launching Zelmo Dockset"
+UP_TO_DATE = "DeviceFilterHandler Device lists are up to date."
+SUPPORTED = {"vendor": "3a5f", "product": "0f01"}
+UNSUPPORTED = {"vendor": "18d1", "product": "4ee1"}
 
 
 class Narrator:
@@ -70,6 +77,26 @@ class Narrator:
             self._told[source] = max(self._told[source], len(lines))
 
 
+class DownloadServer:
+    """A web server with the lists, which can be reached only through a proxy."""
+
+    def __init__(self, directory):
+        self._authority = Authority(directory / "keys")
+        self.network = Network(directory / "network")
+        self.network.add_server(self._authority.leaf(DOWNLOADS))
+        lists = self.network.files / LISTS
+        lists.mkdir(parents=True)
+        (lists / "zd-supported-devices.xml").write_text(device_list(1000, [(SUPPORTED["vendor"], SUPPORTED["product"])]))
+        (lists / "zd-unsupported-devices.xml").write_text(device_list(1000))
+        self.network.start_servers()
+        self.network.start_proxy()
+
+    def start_agent(self, home, **extra):
+        lay_pins(home, self._authority.public_key("intermediate"))
+        view = self.network.enter(None, [self._authority.root])
+        return home.adopt(NetworkAgent(home, view, https_proxy=f"http://127.0.0.1:{PROXY_PORT}", **extra))
+
+
 def find_desktop(home):
     """The desktop of the person who runs this if there is one, else one of its own."""
     desktop = Desktop(home)
@@ -103,16 +130,28 @@ def show_face(home, desktop, agent, tell):
     agent.wait_for_line(LAUNCH, starts + 1)
 
 
-def demonstrate(home, phones, tell, desktop):
+def demonstrate(home, phones, tell, desktop, server):
     tell.step("the agent starts, with no phone connected")
-    agent = home.start_agent(**desktop.for_agent)
+    agent = server.start_agent(home, **desktop.for_agent)
     tell.follow(agent)
     agent.wait_until_listening()
     agent.wait_for_look()
 
-    tell.step("a phone is plugged in: the main application starts")
+    tell.step("the lists of phones arrive through the system's proxy, from a server that shows a pinned key")
+    agent.wait_for_line(UP_TO_DATE)
+    if server.network.proxied() != 2:
+        raise AssertionError(f"{server.network.proxied()} connections went through the proxy, not 2")
+
+    tell.step("a phone that isn't in the list is plugged in: nothing happens")
+    phones.plug("1-2", **UNSUPPORTED, serial="STRANGER")
+    agent.wait_for_look()
+    agent.wait_for_look()
+    if LAUNCH in agent.lines():
+        raise AssertionError("a phone that isn't supported started the main application")
+
+    tell.step("a phone that is in the list is plugged in: the main application starts")
     plugged = time.monotonic()
-    phones.plug("1-1", serial="DEMOPHONE")
+    phones.plug("1-1", **SUPPORTED, serial="DEMOPHONE")
     agent.wait_for_line(LAUNCH)
     wait_for("the main application's start", lambda: "started" in home.application_lines())
     delay = time.monotonic() - plugged
@@ -120,7 +159,7 @@ def demonstrate(home, phones, tell, desktop):
     tell.step("it is unplugged and plugged in again: it counts as new")
     phones.unplug("1-1")
     agent.wait_for_look()
-    phones.plug("1-1", serial="DEMOPHONE")
+    phones.plug("1-1", **SUPPORTED, serial="DEMOPHONE")
     agent.wait_for_line(LAUNCH, 2)
     wait_for("the second start, which finds the first", lambda: "runs already" in home.application_lines())
 
@@ -141,16 +180,18 @@ def demonstrate(home, phones, tell, desktop):
 
 
 def main():
+    in_private_network()
     under_virtual_bus()
     begun = time.monotonic()
     phones = Phones()
-    with Home(phones) as home:
+    with tempfile.TemporaryDirectory(prefix="zd-demo-") as directory, Home(phones, accept_unrecognized=None) as home:
         tell = Narrator(home)
-        desktop = None
+        desktop = server = None
         try:
-            tell.step("a desktop to show it on")
+            tell.step("a desktop to show it on, and a server to download from")
             desktop = find_desktop(home)
-            delay, agent = demonstrate(home, phones, tell, desktop)
+            server = DownloadServer(suite.pathlib.Path(directory))
+            delay, agent = demonstrate(home, phones, tell, desktop, server)
         except (AssertionError, OSError, suite.subprocess.SubprocessError) as error:
             tell.end()
             print(f"\nFAILED at {tell.step_text}\n{error}", file=sys.stderr)
@@ -158,6 +199,8 @@ def main():
         finally:
             if desktop is not None:
                 desktop.close()
+            if server is not None:
+                server.network.close()
         print(f"\nThe demo went through in {time.monotonic() - begun:.0f} s: "
               f"{agent.lines().count(LAUNCH)} starts of the main application, the first {delay:.1f} s after its phone came, "
               f"{home.application_lines().count('ended')} ended in order, and the agent's log has "

@@ -25,7 +25,7 @@ def in_private_network():
     """Starts this very script anew inside of a network namespace, unless it is in one."""
     if "ZD_TEST_NETWORK" not in os.environ:
         os.environ["ZD_TEST_NETWORK"] = "private"
-        os.execvp("unshare", ["unshare", "-r", "-n", "-m", sys.executable, *sys.argv])
+        os.execvp("unshare", ["unshare", "-c", "--keep-caps", "-n", "-m", sys.executable, *sys.argv])
     with socket.socket() as any_socket:
         up_and_running = struct.pack("16sh22x", b"lo", 0x1 | 0x8 | 0x40)
         fcntl.ioctl(any_socket, 0x8914, up_and_running)  # SIOCSIFFLAGS
@@ -143,7 +143,7 @@ class Network:
         return [line for line in lines if line.startswith(address)]
 
     def proxied(self):
-        return self.proxy_log.read_text().count("CONNECT ") if self.proxy_log.exists() else 0
+        return self.proxy_log.read_text().count("): CONNECT ") if self.proxy_log.exists() else 0
 
 
 def lay_pins(home, *public_keys):
