@@ -122,7 +122,7 @@ def count_lines(paths):
 def print_share():
     code = count_lines(sources("src", "win32", "suite"))
     tests = count_lines(path for path in sorted((ROOT / "tests").rglob("*")) if path.suffix in (".cpp", ".h", ".py", ".sh"))
-    print(f"tests: {tests} lines to {code} lines of code, {100 * tests // max(code, 1)} per cent")
+    print(f"tests: {tests} lines beside {code} of the programs, {100 * tests // max(code + tests, 1)} per cent of all")
 
 
 def run(title, command):

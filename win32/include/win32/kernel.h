@@ -9,8 +9,8 @@
 // then the buffer's size with ERROR_INSUFFICIENT_BUFFER.
 // LocalAlloc (LMEM_FIXED) and LocalFree: memory that operations hand out or are given. LocalFree gives null on success
 // and takes null.
-// SetProcessWorkingSetSize: only to empty the working set of this process (GetCurrentProcess, both sizes -1): memory that
-// can be had again from its file, or that the heap doesn't use, goes back to the system. Any thread.
+// SetProcessWorkingSetSize: only to empty the working set of this process (GetCurrentProcess, both sizes -1): memory
+// that can be had again from its file, or that the heap doesn't use, goes back to the system. Any thread.
 // GetProcAddress: on Linux the module "kernel32" exists and has SetDefaultDllDirectories; nothing else is looked up.
 #pragma once
 
