@@ -75,6 +75,9 @@ std::size_t onWriteBody(char* bytes, std::size_t size, std::size_t count, void* 
         request.responseBody.insert(request.responseBody.end(), bytes, bytes + size * count);
     }
     request.changed.notify_all();
+    if (request.bodyArrived) {
+        request.bodyArrived(request);
+    }
     return size * count;
 }
 

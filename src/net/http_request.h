@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -45,6 +46,8 @@ struct HTTPReqInfo {
     bool pinRejected = false;  // the chain showed none, and the two texts tell of it
     std::string chainText;     // common names of the subjects, joined by " -- "
     std::string chainIssuer;   // the first common name of an issuer
+    // Called without the mutex after each block of the body, on the request's thread; must not throw. May be empty.
+    std::function<void(HTTPReqInfo&)> bodyArrived;
     std::mutex mutex;
     std::condition_variable changed;  // notified after each step of the transfer and at its end
 };

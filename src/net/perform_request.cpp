@@ -158,11 +158,10 @@ void Transfer::setCallbacks() {
 }
 
 void Transfer::setPins(bool noPinning) {
-    const auto pins = certificatePins().get();
-    if (noPinning || !pins || !parseUrl(url_).https || url_.find("google-analytics") != std::string::npos) {
+    if (noPinning) {
         return;
     }
-    const std::vector<Bytes> keys = pins->pinnedKeysFor(url_);
+    const std::vector<Bytes> keys = requiredKeysFor(url_);
     const std::lock_guard lock(record_.mutex);
     record_.pinnedKeys.insert(record_.pinnedKeys.end(), keys.begin(), keys.end());
 }

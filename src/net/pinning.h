@@ -33,6 +33,10 @@ public:
 // Without an object here no keys are pinned, and libcurl's own roots are trusted alone.
 GlobalSlot<CertificatePins>& certificatePins();
 
+// The keys that a request to the address asks for; none if any valid chain will do, or if no TLS is spoken at all. Any
+// thread, without pinMutex.
+std::vector<Bytes> requiredKeysFor(const std::string& url);
+
 // Guards what all handshakes share; outer to a request's mutex.
 std::mutex& pinMutex();
 
