@@ -18,6 +18,10 @@
 #include "net/installed_pins.h"
 #include "net/system_proxy.h"
 #include "settings/app_settings.h"
+#include "update/check_rhythm.h"
+#include "update/http_downloader.h"
+#include "update/installer_check.h"
+#include "update/update_handler.h"
 #include "win32/kernel.h"
 #include "win32/mutex.h"
 
@@ -42,11 +46,23 @@ void stopScanner(device::ScannerContext& context, std::thread& scanner) {
     }
 }
 
+std::unique_ptr<base::UpdateHandler> makeUpdateHandler(const std::shared_ptr<dockset::AppSettings>& settings) {
+    constexpr std::size_t manifestLimit = 1'000'000;
+    return std::make_unique<base::UpdateHandler>(base::UpdateMeans{
+        .downloader = std::make_shared<base::HttpDownloader>(manifestLimit),
+        .installerDownloader = std::make_shared<base::HttpDownloader>(base::installerLimit),
+        .launcher = std::make_shared<base::LauncherWin>(),
+        .serverUrls = base::updateServers(),
+        .settings = settings,
+    });
+}
+
 // From the first look at the settings to the end of the last thread that was started here.
-std::int32_t runAgent(const agent::ZelmoDocksetAgent& zelmoDocksetAgent) {
+std::int32_t runAgent(agent::ZelmoDocksetAgent& zelmoDocksetAgent) {
     device::ScannerContext context;
     context.settings = dockset::AppSettings::instance();
     std::thread scanner([&context] { device::scannerMain(context); });
+    zelmoDocksetAgent.startUpdates(makeUpdateHandler(context.settings), base::updateCheckRhythm(*context.settings));
     agent::logLine("Started listening for devices");
     const std::int32_t exitCode = agent::runMainLoop(zelmoDocksetAgent);
     if (!agent::sendPipeMessage(base::applicationPipeName, agent::quitMessage, nullptr)) {

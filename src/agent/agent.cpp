@@ -31,6 +31,7 @@ ZelmoDocksetAgent::~ZelmoDocksetAgent() {
     }
     DeleteObject(whiteBrush_);
     messages_.reset();
+    updateHandler_.reset();
     launcher_.reset();
     menu_.reset();
 }
@@ -177,6 +178,8 @@ void ZelmoDocksetAgent::onTimer(HWND window, WPARAM wParam) {
     if (wParam == AGENT_TIMER_POPUP_REARM) {
         KillTimer(window, AGENT_TIMER_POPUP_REARM);
         popupArmed_ = true;
+    } else if (wParam == AGENT_TIMER_UPDATE_CHECK) {
+        onUpdateTimer(window);
     }
 }
 

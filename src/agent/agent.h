@@ -9,7 +9,9 @@
 
 #include "agent/menu.h"
 #include "agent/messages.h"
+#include "update/check_rhythm.h"
 #include "update/launcher.h"
+#include "update/update_handler.h"
 #include "win32/drawing.h"
 #include "win32/notify_icon.h"
 #include "win32/window.h"
@@ -51,6 +53,9 @@ public:
     // Makes the window and what belongs to it. False, with lines in the log, if the agent can't run.
     bool init(HINSTANCE instance);
 
+    // Once, behind init: has updates checked in that rhythm from now on.
+    void startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckRhythm& rhythm);
+
     // Null before init has succeeded.
     const std::shared_ptr<base::Launcher>& launcher() const { return launcher_; }
 
@@ -77,6 +82,8 @@ private:
     bool showPopup();
     bool findPopupPlace(RECT& place) const;
 
+    void onUpdateTimer(HWND window);
+    void queueUpdateCheck(HWND window);
     void onUpdateAvailable();
     void onUpdateDownloaded();
     void onBalloonClick();
@@ -93,6 +100,8 @@ private:
     bool popupArmed_ = true;
     AgentState state_ = AgentState::Idle;
     std::shared_ptr<base::Launcher> launcher_;
+    std::unique_ptr<base::UpdateHandler> updateHandler_;
+    UINT updateInterval_ = 0;
     std::shared_ptr<Messages> messages_;
     ULONG_PTR gdiplusToken_ = 0;
     HWND logoControl_ = nullptr;

@@ -1,9 +1,66 @@
 // The user's commands, and the prompts of an update.
 
+#include <utility>
+
 #include "agent/agent.h"
 #include "agent/log.h"
 
 namespace agent {
+
+namespace {
+
+// A check's report, on the worker's thread, with which the window is told what to offer.
+void postOffer(base::UpdateHandler& handler, HWND window) {
+    switch (handler.offer()) {
+        case base::UpdateOffer::Available:
+            PostMessageW(window, AGENT_MSG_UPDATE_AVAILABLE, 0, 0);
+            handler.enqueueFetch();
+            break;
+        case base::UpdateOffer::Downloaded:
+            PostMessageW(window, AGENT_MSG_UPDATE_DOWNLOADED, 0, 0);
+            break;
+        case base::UpdateOffer::None:
+            break;
+    }
+}
+
+// Does `act` on success.
+template <typename Act>
+base::UpdateCallback onSuccess(Act act) {
+    return [act](std::size_t, std::size_t, base::ResultCode code) {
+        if (code == base::Success) {
+            act();
+        }
+        return false;
+    };
+}
+
+}  // namespace
+
+void ZelmoDocksetAgent::startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckRhythm& rhythm) {
+    updateHandler_ = std::move(handler);
+    updateInterval_ = rhythm.interval;
+    updateHandler_->reportFetchesTo(
+        onSuccess([window = window_] { PostMessageW(window, AGENT_MSG_UPDATE_DOWNLOADED, 0, 0); }));
+    SetTimer(window_, AGENT_TIMER_UPDATE_CHECK, rhythm.first, nullptr);
+}
+
+// The first tick comes at a time of its own; from there on the interval counts.
+void ZelmoDocksetAgent::onUpdateTimer(HWND window) {
+    if (!updateHandler_) {
+        return;
+    }
+    if (const UINT interval = std::exchange(updateInterval_, 0); interval != 0) {
+        SetTimer(window, AGENT_TIMER_UPDATE_CHECK, interval, nullptr);
+    }
+    queueUpdateCheck(window);
+}
+
+void ZelmoDocksetAgent::queueUpdateCheck(HWND window) {
+    base::UpdateHandler& handler = *updateHandler_;
+    handler.enqueue(
+        [&handler, window] { handler.checkForUpdate(onSuccess([&handler, window] { postOffer(handler, window); })); });
+}
 
 bool ZelmoDocksetAgent::onCommand(HWND window, WORD command) {
     switch (command) {
@@ -58,6 +115,10 @@ void ZelmoDocksetAgent::installDownloadedUpdate() {
     state_ = AgentState::Idle;
     if (!menu_->removeEntry(AGENT_CMD_INSTALL_UPDATE)) {
         logLine("Failed to disable menu option, update");
+    }
+    if (updateHandler_) {
+        base::UpdateHandler& handler = *updateHandler_;
+        handler.enqueue([&handler] { handler.installUpdate(onSuccess([] {})); });
     }
 }
 

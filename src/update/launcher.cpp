@@ -1,12 +1,10 @@
 #include "update/launcher.h"
 
-#include <array>
+#include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
-#include <type_traits>
 
 #include "base/log_receiver.h"
 #include "base/paths.h"
@@ -14,7 +12,7 @@
 #include "settings/data_file.h"
 #include "settings/json_value.h"
 #include "settings/whole_file.h"
-#include "win32/registry.h"
+#include "update/registry_version.h"
 #include "win32/shell.h"
 
 namespace base {
@@ -23,15 +21,10 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-constexpr const WCHAR* registryPath = W("Software\\Tavrin\\ZelmoDockset");
-constexpr const WCHAR* forcedValue = W("forced");
+constexpr const char* forcedValue = "forced";
+constexpr std::size_t writtenAtOnce = 0x400000;
 
 void log(const std::string& text) { logMessage("autoupdate", text); }
-
-struct CloseKey {
-    void operator()(HKEY key) const { RegCloseKey(key); }
-};
-using RegistryKey = std::unique_ptr<std::remove_pointer_t<HKEY>, CloseKey>;
 
 Version noVersion() { return {0, 0, 0, 0}; }
 
@@ -71,19 +64,16 @@ std::optional<fs::path> updateVersionInfoPath() {
     return std::nullopt;
 }
 
-LSTATUS writeForcedVersion(HKEY key, const Version& version) {
-    const WideString text = widen(versionToText(version));
-    return RegSetValueExW(key, forcedValue, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                          static_cast<DWORD>(text.size() * 2 + 2));
-}
-
-void logStatus(const char* text, LSTATUS status) {
-    std::ostringstream line;
-    line << text << status;
-    log(line.str());
+// An empty file where nothing else is left: what was written through a link would go to a file of somebody else's.
+std::shared_ptr<data::DataFile> newFile(const fs::path& path) {
+    boost::system::error_code ignored;
+    fs::remove(path, ignored);
+    return data::DataFile::NewEmptyFile(widePath(path));
 }
 
 }  // namespace
+
+fs::path installerPath() { return updateDirectory() / "zdsetup.exe"; }
 
 bool LauncherWin::writeInstaller(const std::vector<std::uint8_t>& installer) {
     const fs::path directory = updateDirectory();
@@ -93,13 +83,13 @@ bool LauncherWin::writeInstaller(const std::vector<std::uint8_t>& installer) {
         log("Failed to create installer temp directory, " + error.message());
         return false;
     }
-    const auto file = data::DataFile::NewEmptyFile(widePath(directory / "zdsetup.exe"));
+    const auto file = newFile(installerPath());
     if (!file->isOpen()) {
         log("Failed to open installer temp file");
         return false;
     }
-    if (!installer.empty()) {
-        file->append(installer.data(), installer.size());
+    for (std::size_t done = 0; done < installer.size() && !writingCancelled_; done += writtenAtOnce) {
+        file->append(installer.data() + done, std::min(installer.size() - done, writtenAtOnce));
     }
     if (file->size() != installer.size()) {
         log("Failed to write installer temp file");
@@ -112,7 +102,7 @@ bool LauncherWin::writeInstaller(const std::vector<std::uint8_t>& installer) {
 
 bool LauncherWin::startInstaller(bool quiet) {
     log("Starting installer.");
-    return openInShell(updateDirectory() / "zdsetup.exe", quiet ? W("/passive ZdAutoUpdate=1") : W(""));
+    return openInShell(installerPath(), quiet ? W("/passive ZdAutoUpdate=1") : W(""));
 }
 
 bool LauncherWin::startMainApplication() {
@@ -120,41 +110,11 @@ bool LauncherWin::startMainApplication() {
     return openInShell(applicationDirectory(Executable) / "ZelmoDockset.exe", W(""));
 }
 
-bool LauncherWin::setForcedVersion(const Version& version) {
-    HKEY opened = nullptr;
-    DWORD disposition = 0;
-    const LSTATUS created =
-        RegCreateKeyExW(HKEY_CURRENT_USER, registryPath, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &opened, &disposition);
-    if (created != ERROR_SUCCESS) {
-        logStatus("Failed to open registry key, ", created);
-        return false;
-    }
-    const RegistryKey key(opened);
-    if (disposition != REG_CREATED_NEW_KEY && disposition != REG_OPENED_EXISTING_KEY) {
-        log("Failed to open registry key, Software\\Tavrin\\ZelmoDockset");
-        return false;
-    }
-    if (const LSTATUS written = writeForcedVersion(key.get(), version); written != ERROR_SUCCESS) {
-        logStatus("Failed to set registry value, forced, ", written);
-        return false;
-    }
-    return true;
-}
+bool LauncherWin::setForcedVersion(const Version& version) { return storeVersion(forcedValue, version); }
 
 ForcedVersion LauncherWin::getForcedVersion() {
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_CURRENT_USER, registryPath, 0, KEY_READ, &opened) != ERROR_SUCCESS) {
-        return {noVersion(), false};
-    }
-    const RegistryKey key(opened);
-    std::array<WCHAR, 128> buffer{};
-    DWORD size = buffer.size() * sizeof(WCHAR);
-    if (RegQueryValueExW(key.get(), forcedValue, nullptr, nullptr, reinterpret_cast<LPBYTE>(buffer.data()), &size) !=
-        ERROR_SUCCESS) {
-        return {noVersion(), false};
-    }
-    const WideView text(buffer.data(), size / sizeof(WCHAR));
-    return {parseVersion(narrow(text.substr(0, text.find(WCHAR{0})))), true};
+    const auto stored = storedVersion(forcedValue);
+    return stored ? ForcedVersion{*stored, true} : ForcedVersion{noVersion(), false};
 }
 
 bool LauncherWin::saveDownloadedVersion(const Version& version, const Version& eulaVersion) {
@@ -163,7 +123,7 @@ bool LauncherWin::saveDownloadedVersion(const Version& version, const Version& e
     if (!path) {
         return false;
     }
-    const auto file = data::DataFile::NewEmptyFile(widePath(*path));
+    const auto file = newFile(*path);
     if (!file->isOpen()) {
         log("Failed to open version info file");
         return false;

@@ -1,6 +1,8 @@
 // Starting the suite's other programs, and the records of updates.
 #pragma once
 
+#include <atomic>
+#include <boost/filesystem/path.hpp>
 #include <cstdint>
 #include <vector>
 
@@ -47,9 +49,15 @@ public:
     virtual bool saveDownloadedVersion(const Version& version, const Version& eulaVersion) = 0;
     virtual DownloadedVersion getDownloadedVersion() = 0;
     virtual bool deleteDownloadedVersion() = 0;
+
+    // Has a writeInstaller that runs, and every later one, fail soon.
+    virtual void cancelWriting() = 0;
 };
 
-// Keeps no state of its own: everything lives in files and in the registry.
+// Where writeInstaller puts it and startInstaller finds it.
+boost::filesystem::path installerPath();
+
+// Everything lives in files and in the registry.
 class LauncherWin : public Launcher {
 public:
     bool writeInstaller(const std::vector<std::uint8_t>& installer) override;
@@ -60,6 +68,10 @@ public:
     bool saveDownloadedVersion(const Version& version, const Version& eulaVersion) override;
     DownloadedVersion getDownloadedVersion() override;
     bool deleteDownloadedVersion() override;
+    void cancelWriting() override { writingCancelled_ = true; }
+
+private:
+    std::atomic<bool> writingCancelled_{false};
 };
 
 }  // namespace base

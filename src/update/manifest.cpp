@@ -1,0 +1,135 @@
+#include "update/manifest.h"
+
+#include <string>
+#include <string_view>
+
+#include "base/log_receiver.h"
+#include "base/paths.h"
+#include "net/certificate_set.h"
+#include "settings/whole_file.h"
+#include "settings/xml_value.h"
+#include "update/signature.h"
+
+namespace base {
+
+using data::Value;
+using data::ValueType;
+
+namespace {
+
+constexpr std::string_view opening = "<manifest-signature>";
+constexpr std::string_view closing = "</manifest-signature>";
+constexpr const char* suiteName = "Zelmo Dockset";
+
+void log(const std::string& text) { logMessage("autoupdate", text); }
+
+// Where the line ends whose element begins at `element`; npos if it isn't a line of that form.
+std::size_t endOfSignatureLine(std::string_view text, std::size_t element) {
+    const std::size_t close = text.find('<', element + opening.size());
+    if (close == std::string_view::npos || !text.substr(close).starts_with(closing)) {
+        return std::string_view::npos;
+    }
+    const std::size_t end = text.find_first_not_of(" \t", close + closing.size());
+    return end == std::string_view::npos || text[end] != '\n' ? std::string_view::npos : end + 1;
+}
+
+bool isThisSuite(const Value& application) {
+    return application.hasString("id") && application.find("id").text == suiteName;
+}
+
+// Null, with a line in the log, if it isn't there.
+Value findApplication(const Value& manifest) {
+    const Value& found = manifest.find("manifest", "application");
+    if (found.type != ValueType::Array) {
+        if (isThisSuite(found)) {
+            return found;
+        }
+        log(std::string("Failed to find application, ") + suiteName + ", in manifest");
+        return Value(ValueType::Null);
+    }
+    for (const Value& item : found.items) {
+        if (isThisSuite(item)) {
+            return item;
+        }
+    }
+    log("Failed to read manifest");
+    return Value(ValueType::Null);
+}
+
+bool hasRequiredMembers(const Value& application) {
+    for (const char* const name : {"version", "eula-version", "url", "signature"}) {
+        if (!application.hasString(name)) {
+            log(std::string("Failed to find ") + name + " in manifest");
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+boost::filesystem::path manifestKeyFile() { return certificateDirectory() / "public-key.pem"; }
+
+std::optional<Bytes> readManifestKey(const boost::filesystem::path& path) {
+    const auto file = data::DataFile::OpenReadOnlyFile(widePath(path));
+    if (!file->isOpen()) {
+        log("Failed to open Zelmo Dockset public key file");
+        return std::nullopt;
+    }
+    Bytes key = data::readWholeFile(*file);
+    if (key.empty()) {
+        log("Failed to read Zelmo Dockset public key file (0 bytes)");
+        return std::nullopt;
+    }
+    return key;
+}
+
+Bytes signedBytes(const Bytes& manifest) {
+    const std::string_view text(reinterpret_cast<const char*>(manifest.data()), manifest.size());
+    Bytes rest;
+    rest.reserve(text.size());
+    std::size_t done = 0;
+    const auto keepUntil = [&](std::size_t end) {
+        const std::string_view kept = text.substr(done, end - done);
+        rest.insert(rest.end(), kept.begin(), kept.end());
+    };
+    std::size_t element = text.find(opening);
+    while (element != std::string_view::npos) {
+        const std::size_t end = endOfSignatureLine(text, element);
+        if (end == std::string_view::npos) {
+            element = text.find(opening, element + 1);
+            continue;
+        }
+        keepUntil(text.substr(0, element).find_last_not_of(" \t") + 1);
+        done = end;
+        element = text.find(opening, done);
+    }
+    keepUntil(text.size());
+    return rest;
+}
+
+bool verifyManifest(const Bytes& bytes, const ProgressCallback& callback, Value& application,
+                    const boost::filesystem::path& keyFile) {
+    const auto report = [&callback](ResultCode code) {
+        callback(1, 0, code);
+        return false;
+    };
+    const Value manifest = bytes.empty() ? Value(ValueType::Null) : data::parseXml(bytes.data(), bytes.size());
+    const std::string& signature = manifest.find("manifest", "manifest-signature").text;
+    const auto key = readManifestKey(keyFile);
+    if (!key) {
+        return report(GeneralFailure);
+    }
+    if (!verifySignature(signedBytes(bytes), Bytes(signature.begin(), signature.end()), *key)) {
+        log("Failed to verify Zelmo Dockset manifest");
+        return report(VerificationFailed);
+    }
+    application = findApplication(manifest);
+    if (application.type == ValueType::Null || !hasRequiredMembers(application)) {
+        return report(GeneralFailure);
+    }
+    log("Manifest successfully verified");
+    return true;
+}
+
+}  // namespace base

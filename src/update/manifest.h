@@ -1,0 +1,32 @@
+// The signed XML document that names the newest version of each application. Nothing of it is trusted before its
+// signature has held.
+#pragma once
+
+#include <boost/filesystem/path.hpp>
+#include <optional>
+
+#include "net/http_request.h"
+#include "net/result_code.h"
+#include "settings/value.h"
+
+namespace base {
+
+// The public key of the installation.
+boost::filesystem::path manifestKeyFile();
+
+// The file's bytes; none, with a line in the log, if there are none.
+std::optional<Bytes> readManifestKey(const boost::filesystem::path& file);
+
+// The bytes that the signature covers: all but the lines that consist of a manifest-signature element, with its
+// blanks, tabs and line feed. What is removed are the matches of
+//   [ \t]*<manifest-signature>[^<]*</manifest-signature>[ \t]*\n
+// in time and memory that are linear in the text, which no attacker has to sign.
+Bytes signedBytes(const Bytes& manifest);
+
+// True if the signature holds and the manifest has this suite's application with all its required members, which is
+// then copied to `application`. Otherwise the failure is logged, and the callback has had its final call. The key is
+// read anew for each call. Any thread.
+bool verifyManifest(const Bytes& bytes, const ProgressCallback& callback, data::Value& application,
+                    const boost::filesystem::path& keyFile = manifestKeyFile());
+
+}  // namespace base

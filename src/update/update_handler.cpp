@@ -1,0 +1,235 @@
+#include "update/update_handler.h"
+
+#include <algorithm>
+#include <future>
+
+#include "base/log_receiver.h"
+#include "base/text.h"
+#include "net/servers.h"
+#include "update/installer_check.h"
+#include "update/registry_version.h"
+
+namespace base {
+
+using data::Value;
+
+namespace {
+
+// The highest version that a verified manifest has named, in the registry.
+constexpr const char* seenValue = "newestSeen";
+// As much of a version as the registry is sure to give back.
+constexpr std::size_t remembered = 8;
+
+void log(const std::string& text) { logMessage("autoupdate", text); }
+
+void report(const UpdateCallback& callback, ResultCode code) { callback(1, code == Success ? 1 : 0, code); }
+
+// Blocks until the final call, on whatever thread that comes.
+ResultCode download(Downloader& downloader, const std::string& url, Bytes& bytes, const std::string& what,
+                    const UpdateCallback& callback) {
+    const auto promise = std::make_shared<std::promise<ResultCode>>();
+    std::future<ResultCode> outcome = promise->get_future();
+    downloader.download(url, bytes, [promise, what, callback](std::size_t done, std::size_t total, ResultCode code) {
+        if (code == InProgress) {
+            return callback(done, total, code);
+        }
+        log(code == Success ? what + " downloaded successfully." : "Failed to download " + toLower(what));
+        promise->set_value(code == Success ? Success : DownloadFailed);
+        return false;
+    });
+    return outcome.get();
+}
+
+}  // namespace
+
+std::map<std::string, std::string> updateServers() {
+    return {{"", productionManifestUrl}, {"sandbox", sandboxManifestUrl}, {"stage", stageManifestUrl}};
+}
+
+UpdateHandler::UpdateHandler(UpdateMeans means) : means_(std::move(means)) {}
+
+UpdateHandler::~UpdateHandler() {
+    queue_.requestStop();
+    means_.downloader->cancel();
+    means_.installerDownloader->cancel();
+    means_.launcher->cancelWriting();
+}
+
+void UpdateHandler::checkForUpdate(const UpdateCallback& callback) {
+    const std::string server = means_.settings->autoUpdateConfig().find("server").text;
+    const auto entry = means_.serverUrls.find(server);
+    if (entry == means_.serverUrls.end()) {
+        log("Unrecognized server option in configuration file.");
+        report(callback, GeneralFailure);
+        return;
+    }
+    log("Getting manifest from server: " + server);
+    Bytes manifest;
+    if (download(*means_.downloader, entry->second, manifest, "Manifest", callback) != Success) {
+        log("Failed to download manifest.");
+        report(callback, DownloadFailed);
+        return;
+    }
+    Value application;
+    if (verifyManifest(manifest, callback, application, means_.keyFile)) {
+        takeManifest(application);
+        report(callback, Success);
+    }
+}
+
+// What was replayed could otherwise hide a newer license or lower the forced version.
+void UpdateHandler::takeManifest(const Value& application) {
+    const Version current = parseVersion(suiteVersion);
+    const Version newest = parseVersion(application.find("version").text);
+    const bool replay = isReplay(newest);
+    if (!replay) {
+        eulaVersion_ = parseVersion(application.find("eula-version").text);
+        installerUrl_ = application.find("url").text;
+        installerSignature_ = application.find("signature").text;
+        newestVersion_ = newest;
+    }
+    const bool isNewer = compareVersions(newest, current) > 0;
+    log("Current version is " + versionToText(current));
+    log("Newest version is " + versionToText(newest));
+    log(isNewer ? "Update available" : "Up to date.");
+    isOffered_ = isNewer && !replay;
+    recordForced(application, current, replay);
+    if (replay) {
+        log("The manifest is older than one seen before, of version " + versionToText(highestSeen_));
+    }
+}
+
+bool UpdateHandler::isReplay(const Version& newest) {
+    const auto stored = storedVersion(seenValue);
+    if (stored && compareVersions(*stored, highestSeen_) > 0) {
+        highestSeen_ = *stored;
+    }
+    if (compareVersions(newest, highestSeen_) <= 0) {
+        return compareVersions(newest, highestSeen_) < 0;
+    }
+    highestSeen_.assign(newest.begin(),
+                        newest.begin() + static_cast<std::ptrdiff_t>(std::min(newest.size(), remembered)));
+    storeVersion(seenValue, highestSeen_);
+    return false;
+}
+
+void UpdateHandler::recordForced(const Value& application, const Version& current, bool replay) {
+    const Value& forced = application.find("forced");
+    if (!forced.isString()) {
+        return;
+    }
+    const Version version = parseVersion(forced.text);
+    if (compareVersions(current, version) >= 0) {
+        return;
+    }
+    log("Available update is forced");
+    if (!replay || compareVersions(version, means_.launcher->getForcedVersion().version) > 0) {
+        means_.launcher->setForcedVersion(version);
+    }
+}
+
+UpdateOffer UpdateHandler::offer() {
+    const DownloadedVersion stored = means_.launcher->getDownloadedVersion();
+    if (stored.valid && compareVersions(stored.version, parseVersion(suiteVersion)) <= 0) {
+        means_.launcher->deleteDownloadedVersion();
+    }
+    if (!isOffered_) {
+        return UpdateOffer::None;
+    }
+    onDisk_ = stored.valid && compareVersions(stored.version, newestVersion_) == 0 &&
+              diskHolds(holdFile(installerPath()), installerSignature_);
+    if (queue_.stopRequested()) {
+        return UpdateOffer::None;
+    }
+    if (onDisk_) {
+        verified_ = {newestVersion_, installerSignature_};
+    }
+    return onDisk_ ? UpdateOffer::Downloaded : UpdateOffer::Available;
+}
+
+bool UpdateHandler::diskHolds(const FileHandle& file, const std::string& signature) const {
+    const auto key = readManifestKey(means_.keyFile);
+    return key && InstallerCheck(signature, *key, queue_.stopRequested()).passes(file);
+}
+
+void UpdateHandler::enqueueFetch() {
+    enqueue([this] { fetchInstaller(fetchCallback_); });
+}
+
+void UpdateHandler::fetchInstaller(const UpdateCallback& callback) { report(callback, fetch(callback)); }
+
+ResultCode UpdateHandler::fetch(const UpdateCallback& callback) {
+    const Installer wanted(newestVersion_, installerSignature_);
+    if (onDisk_ && verified_ == wanted) {
+        return Success;
+    }
+    if (!isOffered_ || rejected_.contains(wanted)) {
+        return VerificationFailed;
+    }
+    log("Getting installer of version " + versionToText(newestVersion_));
+    Bytes installer;
+    if (download(*means_.installerDownloader, installerUrl_, installer, "Installer", callback) != Success) {
+        return DownloadFailed;
+    }
+    if (!verify(wanted, installer)) {
+        return VerificationFailed;
+    }
+    if (!store(installer)) {
+        return GeneralFailure;
+    }
+    verified_ = wanted;
+    onDisk_ = true;
+    return Success;
+}
+
+bool UpdateHandler::verify(const Installer& wanted, const Bytes& installer) {
+    const auto key = readManifestKey(means_.keyFile);
+    if (!key) {
+        return false;
+    }
+    const bool good = InstallerCheck(wanted.second, *key, queue_.stopRequested()).passes(installer);
+    if (!good && !queue_.stopRequested()) {
+        log("Failed to verify installer");
+        rejected_.insert(wanted);
+    }
+    return good;
+}
+
+// No record may outlive the installer that it tells of.
+bool UpdateHandler::store(const Bytes& installer) {
+    if (means_.launcher->getDownloadedVersion().valid) {
+        means_.launcher->deleteDownloadedVersion();
+    }
+    return means_.launcher->writeInstaller(installer) &&
+           means_.launcher->saveDownloadedVersion(newestVersion_, eulaVersion_);
+}
+
+void UpdateHandler::installUpdate(const UpdateCallback& callback) {
+    // Held until it runs, so that nobody puts another one in its place.
+    const FileHandle held = verified_ ? holdFile(installerPath()) : FileHandle();
+    if (verified_ && !isKnownInstaller(held)) {
+        refuseToInstall(callback);
+        return;
+    }
+    const bool quiet = compareVersions(parseVersion(builtInEulaVersion), eulaVersion_) >= 0;
+    log(quiet ? "Eula is up to date, starting installer in quiet mode."
+              : "The eula has been updated, starting installer with ui.");
+    report(callback, means_.launcher->startInstaller(quiet) ? Success : InstallerFailed);
+}
+
+// Another program may have fetched a newer one since, of which a manifest has told.
+bool UpdateHandler::isKnownInstaller(const FileHandle& file) const {
+    return diskHolds(file, verified_->second) ||
+           (installerSignature_ != verified_->second && diskHolds(file, installerSignature_));
+}
+
+void UpdateHandler::refuseToInstall(const UpdateCallback& callback) {
+    if (!queue_.stopRequested()) {
+        log("The installer has changed since it was verified, and isn't started.");
+        onDisk_ = false;
+        enqueueFetch();
+    }
+    report(callback, InstallerFailed);
+}
+
+}  // namespace base
