@@ -30,6 +30,13 @@ bool isAddress(const std::string& file) {
     return length > 1 && length < file.size() && file[length] == ':';
 }
 
+// Windows has no execute bit: a file is a program by its name, whoever wrote it. Here whoever may read it gets it.
+void allowExecution(const std::string& path, mode_t mode) {
+    if (access(path.c_str(), X_OK) != 0) {
+        chmod(path.c_str(), (mode & 07777U) | ((mode & 0444U) >> 2U));
+    }
+}
+
 // Gives 0 or an error number.
 int openFile(const std::string& file, const std::string& parameters, const std::string& directory) {
     if (isAddress(file)) {
@@ -40,10 +47,13 @@ int openFile(const std::string& file, const std::string& parameters, const std::
     if (stat(path.c_str(), &status) != 0) {
         return errno;
     }
+    const bool isProgram = path.size() > 4 && strcasecmp(path.c_str() + path.size() - 4, ".exe") == 0;
+    if (S_ISREG(status.st_mode) && isProgram) {
+        allowExecution(path, status.st_mode);
+    }
     if (S_ISREG(status.st_mode) && access(path.c_str(), X_OK) == 0) {
         return win32::spawnDetached(path, win32::splitArguments(parameters), directory);
     }
-    const bool isProgram = path.size() > 4 && strcasecmp(path.c_str() + path.size() - 4, ".exe") == 0;
     return isProgram ? EACCES : win32::spawnDetached(opener, {path}, directory);
 }
 

@@ -89,17 +89,23 @@ TEST_F(ShellTest, StartsAProgramByItsWindowsName) {
     EXPECT_FALSE(hasZombie());
 }
 
+TEST_F(ShellTest, StartsAnInstallerThatNothingMadeExecutable) {
+    const std::string program = makeProgram("setup.exe");
+    chmod(program.c_str(), 0640);
+    ASSERT_NE(open(program, W("/passive"), "/"), FALSE);
+    EXPECT_EQ(linesOfOutput()[1], "/passive");
+    EXPECT_EQ(fs::status(program).permissions(), static_cast<fs::perms>(0750));
+}
+
 TEST_F(ShellTest, TellsWhyNothingWasStarted) {
     EXPECT_EQ(open((session_.path() / "none.exe").string(), W(""), "/"), FALSE);
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     std::ofstream((session_.path() / "data.exe").string()) << "no program";
     EXPECT_EQ(open((session_.path() / "data.exe").string(), W(""), "/"), FALSE);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    chmod((session_.path() / "data.exe").c_str(), 0755);
-    std::ofstream((session_.path() / "data.exe").string()) << "\x7f"
-                                                              "ELF";
-    EXPECT_EQ(open((session_.path() / "data.exe").string(), W(""), "/"), FALSE);
     EXPECT_EQ(GetLastError(), ERROR_BAD_EXE_FORMAT);
+    fs::create_directory(session_.path() / "folder.exe");
+    EXPECT_EQ(open((session_.path() / "folder.exe").string(), W(""), "/"), FALSE);
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     EXPECT_EQ(open(makeProgram("program"), W(""), "/no such directory"), FALSE);
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
 }
