@@ -6,8 +6,8 @@
 // ShellExecuteExW (recorded: verb, file, parameters, directory): the verb "open" starts a program with the parameters
 // split as the Windows C runtime splits them, detached from the caller: it inherits no handle, its standard streams
 // are /dev/null, and it leaves no zombie. On Linux programs carry no ".exe": where NAME.exe is absent, NAME is
-// started. Addresses, folders and files that can't be executed go to the desktop's opener. False with the error code
-// if nothing was started. Any thread.
+// started; a file of that ending gets the execute bit that it lacks. Addresses, folders and files that can't be
+// executed go to the desktop's opener. False with the error code if nothing was started. Any thread.
 #pragma once
 
 #include "win32/com.h"
