@@ -49,6 +49,8 @@ ANSWERS = {
     b"/nothing": lambda request: b"",
     b"/cut": lambda request: answer(b"x" * 1000)[:-900],
     b"/reset": lambda request: answer(b"x" * 1000)[:-900],
+    b"/announced": lambda request: answer(b"x" * 100000),
+    b"/large": lambda request: answer(b"x" * 4000000),
     b"/long": lambda request: answer(b"", b"X-Long: " + b"x" * 1000000 + b"\r\n"),
 }
 
@@ -84,6 +86,12 @@ def serve(connection, context):
             while True:
                 connection.sendall(b"x")
                 time.sleep(0.02)
+        elif words[1] == b"/endless":
+            connection.sendall(b"HTTP/1.1 200 OK\r\n\r\n")
+            while True:
+                connection.sendall(b"x" * 65536)
+        elif words[1] == b"/silent":
+            connection.recv(1)
         else:
             connection.sendall(ANSWERS[words[1]](request))
         if words[1] == b"/reset":

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -12,13 +14,27 @@
 #include "agent/main_loop.h"
 #include "base/object_names.h"
 #include "captured_log.h"
+#include "manifests.h"
 #include "temp_session.h"
+#include "win32/kernel.h"
 #include "win32/mutex.h"
 #include "win32/script.h"
 
 namespace {
 
 using tests::Lines;
+
+// Answers every request alike.
+struct OneAnswer : base::Downloader {
+    void download(std::string, base::Bytes& bytes, const base::ProgressCallback& callback) override {
+        bytes = tests::bytesOf(answer);
+        callback(1, 1, base::Success);
+        ++requests;
+    }
+    void cancel() override {}
+    std::string answer;
+    std::atomic<int> requests = 0;
+};
 
 // An agent whose icon and menu are the layer's model, with no desktop behind it.
 class AgentTest : public testing::Test {
@@ -51,6 +67,19 @@ protected:
     }
     static void iconEvent(UINT event, WORD id = 101) {
         send(agent::AGENT_MSG_NOTIFY_ICON, MAKELONG(10, 20), MAKELONG(event, id));
+    }
+
+    template <typename Condition>
+    static void runMessagesUntil(Condition condition) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!condition() && std::chrono::steady_clock::now() < deadline) {
+            MSG message{};
+            while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE) {
+                DispatchMessageW(&message);
+            }
+            Sleep(1);
+        }
+        ASSERT_TRUE(condition());
     }
 
     static std::size_t starts() { return win32::script::calls("ShellExecuteExW").size(); }
@@ -147,6 +176,37 @@ TEST_F(AgentTest, TellsItsEventsApart) {
     send(WM_TIMER, agent::AGENT_TIMER_POPUP_REARM);
     iconEvent(NIN_SELECT);
     EXPECT_EQ(moduleLog_.take().size(), 1U);
+}
+
+TEST_F(AgentTest, OffersUpdatesWhenAskedToLookForThem) {
+    ASSERT_TRUE(init());
+    const tests::Key key = tests::rsaKey();
+    const tests::TempDirectory files;
+    files.write("key.pem", tests::pemOf(key));
+    const auto server = std::make_shared<OneAnswer>();
+    const auto prompt = [&](const char* text) {
+        runMessagesUntil([&] { return lastCall("Shell_NotifyIconW").find(text) != std::string::npos; });
+        return lastCall("Shell_NotifyIconW");
+    };
+    const std::string installer = "#!/bin/sh\n";
+    const auto fetched = std::make_shared<OneAnswer>();
+    fetched->answer = installer;
+    agent_->startUpdates(std::make_unique<base::UpdateHandler>(
+                             base::UpdateMeans{server, fetched, agent_->launcher(), base::updateServers(),
+                                               dockset::AppSettings::instance(), files.file("key.pem")}),
+                         {10, 1'000'000});
+    server->answer = tests::signedManifest({{.version = "2.18.6.0"}}, key);
+    runMessagesUntil([&] { return server->requests > 0; });
+    EXPECT_EQ(prompt("").find("update"), std::string::npos) << "nothing is newer";
+    server->answer = tests::signedManifest({{.signature = tests::signatureOf(installer, key)}}, key);
+    send(WM_TIMER, agent::AGENT_TIMER_UPDATE_CHECK);
+    prompt("update downloaded");
+    const auto balloons = win32::script::calls("Shell_NotifyIconW");
+    EXPECT_NE(balloons[balloons.size() - 2].find("update available"), std::string::npos);
+    EXPECT_EQ(server->requests, 2) << "the first tick comes once";
+    iconEvent(NIN_BALLOONUSERCLICK);
+    runMessagesUntil([&] { return starts() == 1; });
+    EXPECT_NE(lastCall("ShellExecuteExW").find("zdsetup.exe|/passive ZdAutoUpdate=1"), std::string::npos);
 }
 
 TEST_F(AgentTest, AddsItsIconAnewToANewTaskbar) {
