@@ -110,17 +110,22 @@ Bytes signedBytes(const Bytes& manifest) {
 
 bool verifyManifest(const Bytes& bytes, const ProgressCallback& callback, Value& application,
                     const boost::filesystem::path& keyFile) {
+    const auto key = readManifestKey(keyFile);
+    if (!key) {
+        callback(1, 0, GeneralFailure);
+        return false;
+    }
+    return verifyManifest(bytes, *key, callback, application);
+}
+
+bool verifyManifest(const Bytes& bytes, const Bytes& key, const ProgressCallback& callback, Value& application) {
     const auto report = [&callback](ResultCode code) {
         callback(1, 0, code);
         return false;
     };
     const Value manifest = bytes.empty() ? Value(ValueType::Null) : data::parseXml(bytes.data(), bytes.size());
     const std::string& signature = manifest.find("manifest", "manifest-signature").text;
-    const auto key = readManifestKey(keyFile);
-    if (!key) {
-        return report(GeneralFailure);
-    }
-    if (!verifySignature(signedBytes(bytes), Bytes(signature.begin(), signature.end()), *key)) {
+    if (!verifySignature(signedBytes(bytes), Bytes(signature.begin(), signature.end()), key)) {
         log("Failed to verify Zelmo Dockset manifest");
         return report(VerificationFailed);
     }

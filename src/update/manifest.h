@@ -28,5 +28,7 @@ Bytes signedBytes(const Bytes& manifest);
 // read anew for each call. Any thread.
 bool verifyManifest(const Bytes& bytes, const ProgressCallback& callback, data::Value& application,
                     const boost::filesystem::path& keyFile = manifestKeyFile());
+// The same with a key in PEM.
+bool verifyManifest(const Bytes& bytes, const Bytes& key, const ProgressCallback& callback, data::Value& application);
 
 }  // namespace base
