@@ -124,8 +124,8 @@ class Home:
         self._children.append(agent.process)
         return agent
 
-    def post(self, window_class, message):
-        subprocess.run([self.suite / "zdpost", window_class, str(message)], env=self.environment(), check=True)
+    def post(self, window_class, message, parameter=0):
+        subprocess.run([self.suite / "zdpost", window_class, str(message), str(parameter)], env=self.environment(), check=True)
 
     def application_lines(self):
         """What the stand-in main application noted, without its process numbers."""
