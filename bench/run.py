@@ -298,6 +298,19 @@ def network_rows():
               memory["after"] <= memory["before"] + 8)
 
 
+def update_rows():
+    results = run_benchmarks("^update", own_environment())
+    own, bare = (results[name]["real_time"] for name in ("updateVerify", "updateLibraryVerify"))
+    yield row("`verifyManifest` of 100 KB; OpenSSL's verification of the same bytes", f"{own:.0f} us", f"{bare:.0f} us",
+              own / bare, "ratio at most 3", own <= 3 * bare)
+    # In a process of its own, since it lives on a network of its own.
+    output = subprocess.run([sys.executable, ROOT / "bench/update_memory.py"], env=own_environment(), check=True,
+                            text=True, stdout=subprocess.PIPE).stdout
+    grown, size = (float(word) for word in output.split())
+    yield row("memory above idle at the most while an installer is fetched, verified and written; its size",
+              f"{grown:.0f} MB", f"{size:.0f} MB", grown / size, "ratio at most 1.2", grown <= 1.2 * size)
+
+
 def machine():
     model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
     memory = re.search(r"MemTotal:\s+(\d+)", pathlib.Path("/proc/meminfo").read_text())
@@ -317,7 +330,7 @@ def main():
     rows = list(library_rows())
     enumeration, pass_seconds = enumeration_rows()
     rows += [enumeration, arrival_row(pass_seconds), start_row(), *idle_rows(10 if quick else 60), icon_row(),
-             *face_rows(10 if quick else 60), *network_rows()]
+             *face_rows(10 if quick else 60), *network_rows(), *update_rows()]
     text = table(rows)
     print(text)
     if not quick:

@@ -7,7 +7,6 @@
 #include <boost/filesystem/path.hpp>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -54,10 +53,13 @@ Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
 Bytes read(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file || boost::filesystem::is_directory(path)) {
+    if (!file || !boost::filesystem::is_regular_file(path)) {
         throw Failure(noAccess, path + ": can't be read");
     }
-    return {std::istreambuf_iterator<char>(file), {}};
+    Bytes bytes(boost::filesystem::file_size(path));
+    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    return bytes;
 }
 
 // Whoever reads the file meanwhile sees the old one or the new one.

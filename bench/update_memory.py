@@ -1,0 +1,41 @@
+"""Prints by how many MB the agent grows at the most when it fetches an installer, and the installer's size in MB."""
+
+import pathlib
+import re
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "tests/program"))
+
+from network import in_private_network  # noqa: E402
+from suite import Home  # noqa: E402
+from updates import UpdateServer, check_for_updates  # noqa: E402
+
+MEGABYTES = 500
+
+
+def memory(agent, field):
+    status = pathlib.Path(f"/proc/{agent.process.pid}/status").read_text()
+    return int(re.search(rf"\n{field}:\s+(\d+) kB", status).group(1)) * 1024 / 1e6
+
+
+def main():
+    with tempfile.TemporaryDirectory(prefix="zd-updates-") as directory, Home(accept_unrecognized=None) as home:
+        server = UpdateServer(directory)
+        try:
+            server.install_keys(home)
+            server.publish("2.19.0.0", size=MEGABYTES * 1_000_000)
+            agent = server.start_agent(home)
+            idle = memory(agent, "VmRSS")
+            check_for_updates(home)
+            agent.wait_for_line("autoupdate Saving downloaded version", seconds=120)
+            print(memory(agent, "VmHWM") - idle, MEGABYTES)
+            agent.stop()
+        finally:
+            server.close()
+
+
+if __name__ == "__main__":
+    in_private_network()
+    main()
