@@ -1,5 +1,7 @@
 #include "update/manifest.h"
 
+#include <algorithm>
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -57,13 +59,13 @@ Value findApplication(const Value& manifest) {
 }
 
 bool hasRequiredMembers(const Value& application) {
-    for (const char* const name : {"version", "eula-version", "url", "signature"}) {
+    constexpr std::array<const char*, 4> required{"version", "eula-version", "url", "signature"};
+    return std::ranges::all_of(required, [&application](const char* name) {
         if (!application.hasString(name)) {
             log(std::string("Failed to find ") + name + " in manifest");
-            return false;
         }
-    }
-    return true;
+        return application.hasString(name);
+    });
 }
 
 }  // namespace
