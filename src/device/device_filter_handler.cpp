@@ -6,10 +6,10 @@
 #include "base/log_receiver.h"
 #include "base/paths.h"
 #include "base/text.h"
+#include "base/working_set.h"
 #include "platform/directories.h"
 #include "settings/configuration.h"
 #include "settings/xml_value.h"
-#include "win32/kernel.h"
 
 namespace device {
 
@@ -27,12 +27,6 @@ bool configuredForSystest() {
         data::loadConfiguration(base::widePath(base::applicationDirectory(base::ApplicationSupport) / "zd-config.xml"));
     const data::Value& interval = configuration.find("config", "device-support", "update-interval");
     return interval.isString() && base::toLower(interval.text) == "systest";
-}
-
-// What a pass brings in, the libraries behind a request above all, isn't used again for an hour or a day.
-void releaseMemory() {
-    constexpr auto empty = static_cast<SIZE_T>(-1);
-    SetProcessWorkingSetSize(GetCurrentProcess(), empty, empty);
 }
 
 data::Value treeOf(DeviceListText& text) {
@@ -80,7 +74,7 @@ void DeviceFilterHandler::runUpdateLoop() {
         waitForUpdateTime(lock);
         if (!exitRequested_) {
             makePass();
-            releaseMemory();
+            base::emptyWorkingSet();
         }
         goesOn = !exitRequested_;
         if (!goesOn) {

@@ -5,6 +5,7 @@
 
 #include "base/log_receiver.h"
 #include "base/text.h"
+#include "base/working_set.h"
 #include "net/servers.h"
 #include "update/installer_check.h"
 #include "update/registry_version.h"
@@ -53,6 +54,13 @@ UpdateHandler::~UpdateHandler() {
     means_.downloader->cancel();
     means_.installerDownloader->cancel();
     means_.launcher->cancelWriting();
+}
+
+void UpdateHandler::enqueue(WorkQueue::Job job) {
+    queue_.enqueue([job = std::move(job)] {
+        job();
+        emptyWorkingSet();
+    });
 }
 
 void UpdateHandler::checkForUpdate(const UpdateCallback& callback) {

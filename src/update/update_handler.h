@@ -57,7 +57,7 @@ public:
     // Ends a job that runs; one that waits for a host's name lasts until the name is known.
     ~UpdateHandler();
 
-    void enqueue(WorkQueue::Job job) { queue_.enqueue(std::move(job)); }
+    void enqueue(WorkQueue::Job job);
 
     // Gets the manifest from the configured server and keeps what it says. Success also if nothing is newer.
     void checkForUpdate(const UpdateCallback& callback);
