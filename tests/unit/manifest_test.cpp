@@ -41,6 +41,7 @@ protected:
             return false;
         };
         application_ = data::Value();
+        ERR_clear_error();
         const bool good = base::verifyManifest(bytesOf(manifest), callback, application_, files_.file("key.pem"));
         EXPECT_EQ(good, calls == 0);
         EXPECT_EQ(ERR_peek_error(), 0U) << "errors left for the thread's next TLS connection";
