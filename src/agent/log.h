@@ -5,8 +5,8 @@
 #pragma once
 
 #include <chrono>
+#include <concepts>
 #include <cstddef>
-#include <cstdint>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -39,7 +39,7 @@ private:
 
     static void append(std::string& line, std::string_view part) { line += part; }
     static void append(std::string& line, char part) { line += part; }
-    static void append(std::string& line, std::uint32_t part) { line += std::to_string(part); }
+    static void append(std::string& line, std::unsigned_integral auto part) { line += std::to_string(part); }
 
     // Puts the time into the room for it.
     void writeLine(std::string& line);

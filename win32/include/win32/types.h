@@ -11,7 +11,11 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
+// In this order, or the older sockets of the second one are in the way of the first, which libcurl includes.
+// clang-format off
+#include <winsock2.h>
 #include <windows.h>
+// clang-format on
 
 // A wide literal: W("text").
 #define WIN32_WIDE_LITERAL(text) L##text
