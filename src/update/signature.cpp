@@ -2,7 +2,6 @@
 
 #include <openssl/bio.h>
 #include <openssl/err.h>
-#include <openssl/pem.h>
 
 #include <array>
 #include <string>

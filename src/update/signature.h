@@ -1,7 +1,8 @@
 // Signatures as manifests and installers carry them: base64 of what a key signed with SHA-256.
 #pragma once
 
-#include <openssl/evp.h>
+// All that is used of OpenSSL: what is included behind <windows.h> clashes with that one's names.
+#include <openssl/pem.h>
 
 #include <cstddef>
 #include <memory>

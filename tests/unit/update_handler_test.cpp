@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <boost/filesystem.hpp>
 #include <fstream>
 #include <future>
@@ -53,7 +54,7 @@ struct FakeServer : base::Downloader {
     void cancel() override { cancelled = true; }
     std::map<std::string, std::string> files;
     Lines requests;
-    bool cancelled = false;
+    std::atomic<bool> cancelled = false;
 };
 
 class UpdateHandlerTest : public testing::Test {
