@@ -23,12 +23,12 @@ std::int32_t runMainLoop(const ZelmoDocksetAgent& agent) {
 }
 
 void watchRestart(base::Launcher* launcher) {
-    // While the name is free the probe itself holds it, also during the start, so that nobody else takes the free name
-    // for a sign.
-    const base::Handle probe(CreateMutexW(nullptr, FALSE, base::applicationMutexName));
+    base::Handle probe(CreateMutexW(nullptr, FALSE, base::applicationMutexName));
     if (GetLastError() == ERROR_ALREADY_EXISTS) {
         return;
     }
+    // The application takes the name for a sign that it runs already, so the probe goes before it starts.
+    probe.reset();
     if (launcher != nullptr) {
         launcher->startMainApplication();
     }
