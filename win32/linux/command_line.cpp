@@ -55,6 +55,20 @@ std::vector<std::string> splitArguments(std::string_view commandLine) {
     }
 }
 
+std::vector<std::string> splitCommandLine(std::string_view commandLine, std::string& program) {
+    program.clear();
+    bool quoted = false;
+    while (!commandLine.empty() && (quoted || !isBlank(commandLine.front()))) {
+        if (commandLine.front() == '"') {
+            quoted = !quoted;
+        } else {
+            program += commandLine.front();
+        }
+        commandLine.remove_prefix(1);
+    }
+    return splitArguments(commandLine);
+}
+
 std::string resolveProgram(const std::string& path) {
     constexpr std::size_t extension = 4;
     if (access(path.c_str(), F_OK) == 0 || path.size() <= extension) {

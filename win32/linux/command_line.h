@@ -12,6 +12,10 @@ namespace win32 {
 // the end of the group), and two quotes inside a group are one.
 std::vector<std::string> splitArguments(std::string_view commandLine);
 
+// The same for a whole command line, whose first word is the program: it ends at the first blank outside of double
+// quotes, and a backslash means nothing in it.
+std::vector<std::string> splitCommandLine(std::string_view commandLine, std::string& program);
+
 // The file that `path` (native form) names: itself, or, as programs carry no ".exe" here, itself without that.
 std::string resolveProgram(const std::string& path);
 

@@ -7,16 +7,21 @@
 #include <cctype>
 #include <cerrno>
 #include <string>
+#include <string_view>
 
 #include "linux/command_line.h"
+#include "linux/device_place.h"
 #include "linux/errno_code.h"
+#include "linux/program.h"
 #include "linux/scripted.h"
-#include "linux/spawn.h"
 #include "linux/text.h"
 
 namespace {
 
 constexpr const char* opener = "xdg-open";
+constexpr std::u16string_view computer = u"::{20D04FE0-3AEA-1069-A2D8-08002B30309D}\\";
+
+using win32::Child;
 
 std::string bytesOf(LPCWSTR text) { return text == nullptr ? std::string() : win32::toBytes(text); }
 
@@ -37,41 +42,98 @@ void allowExecution(const std::string& path, mode_t mode) {
     }
 }
 
-// Gives 0 or an error number.
-int openFile(const std::string& file, const std::string& parameters, const std::string& directory) {
-    if (isAddress(file)) {
-        return win32::spawnDetached(opener, {file}, directory);
+// The place in the form that Linux takes.
+std::string placeOf(const SHELLEXECUTEINFOW& info) {
+    const std::u16string_view file = info.lpFile;
+    if (file.starts_with(computer)) {
+        return win32::devicePlace(win32::toBytes(file.substr(computer.size())));
     }
-    const std::string path = win32::resolveProgram(file);
+    std::string bytes = win32::toBytes(file);
+    return isAddress(bytes) ? bytes : win32::toNativePath(file);
+}
+
+bool showByOpener(const std::string& place, const std::string& directory) {
+    return win32::startProgram({win32::searchProgram(opener), {place}, directory}) != nullptr;
+}
+
+// False with the last error set if nothing was started.
+bool execute(const SHELLEXECUTEINFOW& info, std::shared_ptr<Child>& child) {
+    const std::string place = placeOf(info);
+    const std::string directory = info.lpDirectory == nullptr ? "" : win32::toNativePath(info.lpDirectory);
+    if (isAddress(place)) {
+        return showByOpener(place, directory);
+    }
+    const std::string path = win32::absoluteProgram(place);
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
-        return errno;
+        return win32::failWithErrno(errno);
     }
     const bool isProgram = path.size() > 4 && strcasecmp(path.c_str() + path.size() - 4, ".exe") == 0;
     if (S_ISREG(status.st_mode) && isProgram) {
         allowExecution(path, status.st_mode);
     }
-    if (S_ISREG(status.st_mode) && access(path.c_str(), X_OK) == 0) {
-        return win32::spawnDetached(path, win32::splitArguments(parameters), directory);
+    const Child::Program program{path, win32::splitArguments(bytesOf(info.lpParameters)), directory};
+    if (bytesOf(info.lpVerb) == "runas") {
+        child = win32::startElevated(program);
+        return child != nullptr;
     }
-    return isProgram ? EACCES : win32::spawnDetached(opener, {path}, directory);
+    if (isProgram || (S_ISREG(status.st_mode) && access(path.c_str(), X_OK) == 0)) {
+        child = win32::startProgram(program);
+        return child != nullptr;
+    }
+    return showByOpener(path, directory);
+}
+
+// Windows answers with the old 16-bit codes here, of which those above 32 are success.
+HINSTANCE outcome(DWORD code) { return reinterpret_cast<HINSTANCE>(static_cast<ULONG_PTR>(code)); }
+
+HINSTANCE outcomeOf(SHELLEXECUTEINFOW info) {
+    info.cbSize = sizeof info;
+    if (ShellExecuteExW(&info) != FALSE) {
+        return info.hInstApp;
+    }
+    constexpr DWORD highestFailure = 32;
+    const DWORD error = GetLastError();
+    return outcome(error <= highestFailure ? error : ERROR_GEN_FAILURE);
 }
 
 }  // namespace
 
 BOOL WINAPI ShellExecuteExW(SHELLEXECUTEINFOW* info) {
-    const std::string file = bytesOf(info->lpFile);
-    WIN32_RECORD("ShellExecuteExW", bytesOf(info->lpVerb) + "|" + file + "|" + bytesOf(info->lpParameters) + "|" +
-                                        bytesOf(info->lpDirectory));
+    constexpr DWORD success = 42;
+    WIN32_RECORD("ShellExecuteExW", bytesOf(info->lpVerb) + "|" + bytesOf(info->lpFile) + "|" +
+                                        bytesOf(info->lpParameters) + "|" + bytesOf(info->lpDirectory));
+    info->hProcess = nullptr;
     WIN32_MAY_FAIL("ShellExecuteExW", FALSE);
-    if (info->cbSize != sizeof(SHELLEXECUTEINFOW) || file.empty()) {
+    if (info->cbSize != sizeof(SHELLEXECUTEINFOW) || info->lpFile == nullptr || *info->lpFile == 0) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    const std::string native = isAddress(file) ? file : win32::toNativePath(info->lpFile);
-    const std::string directory = info->lpDirectory == nullptr ? "" : win32::toNativePath(info->lpDirectory);
-    const int error = openFile(native, bytesOf(info->lpParameters), directory);
-    // Windows gives the caller the old 16-bit codes here, of which those above 32 are success.
-    info->hInstApp = reinterpret_cast<HINSTANCE>(static_cast<ULONG_PTR>(error == 0 ? 42 : win32::codeOfErrno(error)));
-    return error == 0 ? TRUE : static_cast<BOOL>(win32::failWithErrno(error));
+    std::shared_ptr<Child> child;
+    const bool done = execute(*info, child);
+    info->hInstApp = outcome(done ? success : GetLastError());
+    if (child && (info->fMask & SEE_MASK_NOCLOSEPROCESS) != 0) {
+        info->hProcess = win32::openChild(child);
+    }
+    return done ? TRUE : FALSE;
+}
+
+HINSTANCE WINAPI ShellExecuteW(HWND window, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR directory,
+                               int show) {
+    WIN32_MAY_FAIL("ShellExecuteW", outcome(ERROR_FILE_NOT_FOUND));
+    SHELLEXECUTEINFOW info{};
+    info.hwnd = window;
+    info.lpVerb = verb;
+    info.lpFile = file;
+    info.lpParameters = parameters;
+    info.lpDirectory = directory;
+    info.nShow = show;
+    return outcomeOf(info);
+}
+
+HINSTANCE WINAPI ShellExecuteA(HWND window, LPCSTR verb, LPCSTR file, LPCSTR parameters, LPCSTR directory, int show) {
+    const auto wide = [](LPCSTR text) { return text == nullptr ? WideString() : win32::toWide(text); };
+    const WideString texts[] = {wide(verb), wide(file), wide(parameters), wide(directory)};
+    return ShellExecuteW(window, texts[0].c_str(), texts[1].c_str(), texts[2].c_str(),
+                         directory == nullptr ? nullptr : texts[3].c_str(), show);
 }

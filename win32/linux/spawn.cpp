@@ -1,14 +1,12 @@
 #include "linux/spawn.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
 
 #include "linux/environment.h"
 
@@ -64,26 +62,6 @@ private:
     posix_spawnattr_t attributes_{};
 };
 
-void* waitForChild(void* child) {
-    int status = 0;
-    while (waitpid(static_cast<pid_t>(reinterpret_cast<std::intptr_t>(child)), &status, 0) < 0 && errno == EINTR) {
-    }
-    return nullptr;
-}
-
-// Somebody has to wait for a child, or it stays as a zombie; a thread with next to no stack is the cheapest waiter
-// that leaves the process's other children alone.
-void reapWhenEnded(pid_t child) {
-    constexpr std::size_t stackSize = 65536;
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, stackSize);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    pthread_t thread{};
-    pthread_create(&thread, &attributes, waitForChild, reinterpret_cast<void*>(static_cast<std::intptr_t>(child)));
-    pthread_attr_destroy(&attributes);
-}
-
 std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
@@ -94,6 +72,8 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     return pointers;
 }
 
+}  // namespace
+
 int spawn(const std::string& program, std::vector<std::string> arguments, const std::string& directory, int output,
           pid_t& child) {
     arguments.insert(arguments.begin(), program);
@@ -102,17 +82,6 @@ int spawn(const std::string& program, std::vector<std::string> arguments, const 
     const SpawnAttributes attributes;
     return posix_spawnp(&child, program.c_str(), files.get(), attributes.get(), pointersTo(arguments).data(),
                         pointersTo(variables).data());
-}
-
-}  // namespace
-
-int spawnDetached(const std::string& program, const std::vector<std::string>& arguments, const std::string& directory) {
-    pid_t child = 0;
-    const int error = spawn(program, arguments, directory, -1, child);
-    if (error == 0) {
-        reapWhenEnded(child);
-    }
-    return error;
 }
 
 int SpeakingChild::start(const std::string& program, const std::vector<std::string>& arguments) {
@@ -132,7 +101,8 @@ int SpeakingChild::start(const std::string& program, const std::vector<std::stri
 SpeakingChild::~SpeakingChild() {
     if (process_ != 0) {
         kill(-process_, SIGKILL);
-        waitForChild(reinterpret_cast<void*>(static_cast<std::intptr_t>(process_)));
+        while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+        }
     }
 }
 

@@ -107,7 +107,7 @@ TEST_F(ShellTest, TellsWhyNothingWasStarted) {
     EXPECT_EQ(open((session_.path() / "folder.exe").string(), W(""), "/"), FALSE);
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     EXPECT_EQ(open(makeProgram("program"), W(""), "/no such directory"), FALSE);
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(GetLastError(), ERROR_DIRECTORY);
 }
 
 TEST_F(ShellTest, OpensAddressesWithTheDesktopsOpener) {
@@ -118,6 +118,28 @@ TEST_F(ShellTest, OpensAddressesWithTheDesktopsOpener) {
     EXPECT_EQ(linesOfOutput()[1], "https://example.org/a b");
     ASSERT_NE(open((session_.path() / "home").string(), W(""), "/"), FALSE);
     EXPECT_EQ(linesOfOutput()[1], (session_.path() / "home").string());
+}
+
+TEST_F(ShellTest, OpensADevicesPlaceInTheFileManager) {
+    fs::rename(makeProgram("xdg-open"), session_.path() / "home" / "xdg-open");
+    const std::string path = (session_.path() / "home").string() + ":" + std::getenv("PATH");
+    const tests::EnvironmentSetting searched("PATH", path.c_str());
+    const fs::path mounted = session_.path() / "runtime/gvfs/mtp:host=Zelmo_Phone_7_SERIAL";
+    fs::create_directories(mounted);
+    const WideString computer = W("::{20D04FE0-3AEA-1069-A2D8-08002B30309D}\\");
+    const auto placeOf = [&](const WCHAR* name) {
+        ShellExecuteW(nullptr, W("open"), (computer + name).c_str(), nullptr, nullptr, SW_SHOWNORMAL);
+        return linesOfOutput().at(1);
+    };
+    EXPECT_EQ(placeOf(W("Zelmo Phone 7")), mounted.string());
+    const tests::EnvironmentSetting desktop("XDG_CURRENT_DESKTOP", "XFCE");
+    EXPECT_EQ(placeOf(W("Other")), "computer:///");
+    EXPECT_GT(reinterpret_cast<INT_PTR>(
+                  ShellExecuteA(nullptr, "open", "https://\xC3\xA4.example/", nullptr, nullptr, SW_SHOWNORMAL)),
+              32);
+    EXPECT_EQ(linesOfOutput().at(1), "https://\xC3\xA4.example/");
+    EXPECT_EQ(reinterpret_cast<INT_PTR>(ShellExecuteA(nullptr, "open", "/none", nullptr, nullptr, SW_SHOWNORMAL)),
+              ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(ShellTest, RunKeyIsTheDesktopsAutostart) {

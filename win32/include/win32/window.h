@@ -134,6 +134,7 @@ static_assert(sizeof(CREATESTRUCTW) == 80);
 #define WA_ACTIVE 1
 
 #define SW_HIDE 0
+#define SW_SHOWNORMAL 1
 #define SW_SHOW 5
 #define SWP_NOSIZE 0x01U
 #define SWP_NOMOVE 0x02U

@@ -1,0 +1,206 @@
+// Real programs: how they start, what is told of their end, and how they get root's rights.
+
+#include "win32/process.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <future>
+
+#include "base/handle.h"
+#include "layer/linux/child_process.h"
+#include "temp_session.h"
+#include "win32/shell.h"
+
+namespace {
+
+class ProcessTest : public testing::Test {
+protected:
+    std::string makeProgram(const std::string& name, const std::string& body) const {
+        const std::string path = (session_.path() / name).string();
+        std::ofstream(path) << "#!/bin/sh\n" << body << "\n";
+        chmod(path.c_str(), 0755);
+        return path;
+    }
+
+    base::Handle start(const std::string& program, const std::string& commandLine, const std::string& directory = {}) {
+        const WideString path = base::widen(program);
+        WideString line = base::widen(commandLine);
+        const WideString wideDirectory = base::widen(directory);
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION started{};
+        if (CreateProcessW(program.empty() ? nullptr : path.c_str(), commandLine.empty() ? nullptr : line.data(),
+                           nullptr, nullptr, FALSE, 0, nullptr, directory.empty() ? nullptr : wideDirectory.c_str(),
+                           &startup, &started) == FALSE) {
+            return {};
+        }
+        CloseHandle(started.hThread);
+        number_ = started.dwProcessId;
+        return base::Handle(started.hProcess);
+    }
+
+    static DWORD codeOf(const base::Handle& process) {
+        DWORD code = 0;
+        EXPECT_EQ(WaitForSingleObject(process.get(), 10'000), WAIT_OBJECT_0);
+        EXPECT_NE(GetExitCodeProcess(process.get(), &code), FALSE);
+        return code;
+    }
+
+    DWORD codeOf(const std::string& program, const std::string& commandLine) {
+        return codeOf(start(program, commandLine));
+    }
+
+    tests::TempSession session_;
+    DWORD number_ = 0;
+};
+
+TEST_F(ProcessTest, StartsProgramsWithTheirArguments) {
+    const std::string out = (session_.path() / "out").string();
+    const std::string program = makeProgram("a program", "{ pwd; printf '%s|' \"$@\"; } >'" + out + "'; exit 7");
+    const std::string home = (session_.path() / "home").string();
+    const base::Handle process = start(program + ".exe", "\"" + program + "\" /S \"a b\" c\\\"d \"\"", home);
+    EXPECT_EQ(codeOf(process), 7U);
+    std::ifstream written(out);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), home + "\n/S|a b|c\"d||");
+    EXPECT_EQ(codeOf("", "\"" + program + "\""), 7U);
+    const std::string path = session_.path().string() + ":" + std::getenv("PATH");
+    const tests::EnvironmentSetting searched("PATH", path.c_str());
+    EXPECT_EQ(codeOf("", "\"a program.exe\" /x"), 7U);
+}
+
+TEST_F(ProcessTest, TellsWhyNothingWasStarted) {
+    const auto errorOf = [&](const std::string& program, const std::string& directory = {}) {
+        SetLastError(ERROR_SUCCESS);
+        EXPECT_FALSE(start(program, "", directory));
+        return GetLastError();
+    };
+    EXPECT_EQ(errorOf((session_.path() / "none").string()), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(errorOf(makeProgram("good", ""), "/no such directory"), DWORD{ERROR_DIRECTORY});
+    EXPECT_EQ(errorOf("sh"), DWORD{ERROR_FILE_NOT_FOUND});
+    const std::string locked = makeProgram("locked", "");
+    chmod(locked.c_str(), 0644);
+    EXPECT_EQ(errorOf(locked), DWORD{ERROR_ACCESS_DENIED});
+}
+
+TEST_F(ProcessTest, TellsEveryWaiterTheSameEnd) {
+    const std::string fifo = (session_.path() / "fifo").string();
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const base::Handle process = start(makeProgram("ends", "read line <\"$1\"; exit 5"), "ends " + fifo);
+    DWORD code = 0;
+    EXPECT_NE(GetExitCodeProcess(process.get(), &code), FALSE);
+    EXPECT_EQ(code, STILL_ACTIVE);
+    EXPECT_EQ(WaitForSingleObject(process.get(), 0), DWORD{WAIT_TIMEOUT});
+    std::vector<std::future<DWORD>> waiters;
+    for (int i = 0; i < 4; ++i) {
+        waiters.push_back(std::async(std::launch::async, [&] { return codeOf(process); }));
+    }
+    std::ofstream(fifo) << "go\n";
+    for (auto& waiter : waiters) {
+        EXPECT_EQ(waiter.get(), 5U);
+    }
+    siginfo_t ended{};
+    EXPECT_FALSE(waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid != 0) << "a zombie";
+}
+
+TEST_F(ProcessTest, TellsHowAProgramWasEnded) {
+    EXPECT_EQ(codeOf(makeProgram("term", "kill -TERM $$"), ""), 128U + SIGTERM);
+    const std::string sleeper = makeProgram("sleeper", "exec sleep 60");
+    const base::Handle killed = start(sleeper, "");
+    EXPECT_NE(TerminateProcess(killed.get(), 0), FALSE);
+    EXPECT_EQ(codeOf(killed), 0U);
+    EXPECT_EQ(TerminateProcess(killed.get(), 0), FALSE);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+    const base::Handle other = start(sleeper, "");
+    const base::Handle opened(OpenProcess(PROCESS_TERMINATE, FALSE, number_));
+    DWORD code = 0;
+    EXPECT_EQ(GetExitCodeProcess(opened.get(), &code), FALSE);
+    EXPECT_NE(TerminateProcess(opened.get(), 9), FALSE);
+    EXPECT_EQ(codeOf(other), 9U);
+    EXPECT_EQ(OpenProcess(PROCESS_TERMINATE, FALSE, number_), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+}
+
+TEST_F(ProcessTest, FindsProcessesByTheirPrograms) {
+    const ChildProcess stranger("process-waits");
+    stranger.hear();
+    std::vector<DWORD> numbers(2048);
+    DWORD used = 0;
+    ASSERT_NE(K32EnumProcesses(numbers.data(), 8192, &used), FALSE);
+    numbers.resize(used / sizeof(DWORD));
+    EXPECT_NE(std::find(numbers.begin(), numbers.end(), static_cast<DWORD>(stranger.id())), numbers.end());
+    const base::Handle process(
+        OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE, static_cast<DWORD>(stranger.id())));
+    WideString path(2040, WCHAR{});
+    DWORD size = 2040;
+    ASSERT_NE(QueryFullProcessImageNameW(process.get(), 0, path.data(), &size), FALSE);
+    path.resize(size);
+    EXPECT_EQ(base::narrow(path), boost::filesystem::read_symlink("/proc/self/exe").string());
+    EXPECT_EQ(QueryFullProcessImageNameW(process.get(), 0, path.data(), &size), FALSE);
+    EXPECT_NE(TerminateProcess(process.get(), 0), FALSE);
+    EXPECT_EQ(WaitForSingleObject(process.get(), 10'000), WAIT_OBJECT_0);
+}
+
+const ChildRole waits("process-waits", [] {
+    tellLine(childOutput, "here");
+    hearLine(childInput);
+    return 0;
+});
+
+// As a user who isn't root; tells the error.
+const ChildRole isRefused("process-is-refused", [] {
+    const std::string program = hearLine(childInput);
+    if (setgid(65534) != 0 || setuid(65534) != 0) {
+        return 1;
+    }
+    STARTUPINFOW startup{};
+    PROCESS_INFORMATION started{};
+    CreateProcessW(base::widen(program).c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                   &started);
+    tellLine(childOutput, std::to_string(GetLastError()));
+    return 0;
+});
+
+TEST_F(ProcessTest, ProgramsOfRootWantElevation) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can make a program of root's own";
+    }
+    chmod(session_.path().c_str(), 0755);
+    const std::string program = makeProgram("roots", "");
+    for (const auto& [mode, code] : {std::pair{0744, "740"}, std::pair{0644, "5"}}) {
+        chmod(program.c_str(), static_cast<mode_t>(mode));
+        const ChildProcess user("process-is-refused");
+        user.tell(program);
+        EXPECT_EQ(user.hear(), code);
+    }
+}
+
+TEST_F(ProcessTest, ElevatedProgramsStartWhenTheUserAgrees) {
+    const std::string program = makeProgram("installer", "exit 3");
+    const std::string path = (session_.path() / "home").string() + ":" + std::getenv("PATH");
+    const tests::EnvironmentSetting searched("PATH", path.c_str());
+    const auto elevate = [&](const std::string& answer) {
+        makeProgram("home/pkexec", answer);
+        const WideString file = base::widen(program);
+        SHELLEXECUTEINFOW info{};
+        info.cbSize = sizeof info;
+        info.fMask = SEE_MASK_NOCLOSEPROCESS;
+        info.lpVerb = W("runas");
+        info.lpFile = file.c_str();
+        info.lpParameters = W("/S \"a b\"");
+        SetLastError(ERROR_SUCCESS);
+        return ShellExecuteExW(&info) != FALSE ? base::Handle(info.hProcess) : base::Handle();
+    };
+    const base::Handle process = elevate("[ \"$1$3$4\" = '--keep-cwd/Sa b' ] || exit 126; shift; exec \"$@\"");
+    EXPECT_TRUE(process) << GetLastError();
+    EXPECT_EQ(codeOf(process), 3U);
+    EXPECT_FALSE(elevate("exit 126"));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_CANCELLED});
+    EXPECT_FALSE(elevate("exit 127"));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+}
+
+}  // namespace
