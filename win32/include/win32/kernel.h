@@ -11,6 +11,8 @@
 // and takes null.
 // SetProcessWorkingSetSize: only to empty the working set of this process (GetCurrentProcess, both sizes -1): memory
 // that can be had again from its file, or that the heap doesn't use, goes back to the system. Any thread.
+// ExpandEnvironmentStringsW: puts the values of variables in the place of their %NAMES%; an unknown one stays as it is.
+// Gives the characters that the result takes with its zero; more than `size` means that it didn't fit.
 // GetProcAddress: on Linux the module "kernel32" exists and has SetDefaultDllDirectories; nothing else is looked up.
 #pragma once
 
@@ -54,6 +56,7 @@ HANDLE WINAPI GetCurrentProcess();
 BOOL WINAPI SetProcessWorkingSetSize(HANDLE process, SIZE_T minimum, SIZE_T maximum);
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
 DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
+DWORD WINAPI ExpandEnvironmentStringsW(LPCWSTR text, LPWSTR buffer, DWORD size);
 HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T size);
 HLOCAL WINAPI LocalFree(HLOCAL memory);
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);

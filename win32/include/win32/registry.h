@@ -20,6 +20,7 @@ using PHKEY = HKEY*;
 
 #define KEY_QUERY_VALUE 0x1U
 #define KEY_SET_VALUE 0x2U
+#define KEY_WOW64_32KEY 0x200U
 #define KEY_READ 0x20019U
 #define KEY_ALL_ACCESS 0xF003FU
 
@@ -28,6 +29,7 @@ using PHKEY = HKEY*;
 #define REG_OPENED_EXISTING_KEY 2U
 
 #define REG_SZ 1U
+#define REG_EXPAND_SZ 2U
 #define REG_BINARY 3U
 #define REG_DWORD 4U
 

@@ -6,14 +6,14 @@
 // ShellExecuteExW (recorded: verb, file, parameters, directory): the verb "open" starts a program with the parameters
 // split as the Windows C runtime splits them, detached from the caller: it inherits no handle, its standard streams
 // are /dev/null, and it leaves no zombie. On Linux programs carry no ".exe": where NAME.exe is absent, NAME is
-// started; a file of that ending gets the execute bit that it lacks. Addresses, folders and files that can't be executed go to the desktop's opener. A name below the computer's
-// own folder, "::{20D04FE0-3AEA-1069-A2D8-08002B30309D}\\NAME", is a connected device: its place in the file manager is
-// opened where it has one, else the file manager's list of devices. The verb "runas" starts a program with the rights
-// of an administrator, for which the desktop asks the user first (polkit), and returns with the answer:
-// ERROR_CANCELLED if that was no, ERROR_ACCESS_DENIED if there was nobody to ask. With SEE_MASK_NOCLOSEPROCESS a
-// started program's handle (win32/process.h) is the caller's; null for what the opener shows. False with the error
-// code if nothing was started. Any thread.
-// ShellExecuteA, ShellExecuteW: the same; a value of 33 or more is success. Narrow text is UTF-8.
+// started; a file of that ending gets the execute bit that it lacks. Addresses, folders and files that can't be
+// executed go to the desktop's opener. A name below the computer's own folder,
+// "::{20D04FE0-3AEA-1069-A2D8-08002B30309D}\NAME", is a connected device: its place in the file manager is opened where
+// it has one, else the file manager's list of devices. The verb "runas" starts a program with the rights of an
+// administrator, for which the desktop asks the user first (polkit), and returns with the answer: ERROR_CANCELLED if
+// that was no, ERROR_ACCESS_DENIED if there was nobody to ask. With SEE_MASK_NOCLOSEPROCESS a started program's handle
+// (win32/process.h) is the caller's; null for what the opener shows. False with the error code if nothing was started.
+// Any thread. ShellExecuteA, ShellExecuteW: the same; a value of 33 or more is success. Narrow text is UTF-8.
 #pragma once
 
 #include "win32/com.h"

@@ -15,22 +15,105 @@
 #include "win32/error.h"
 #include "win32/types.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+
+#include <intrin.h>
+
+#else
 
 using LANGID = WORD;
 using LCID = DWORD;
 using LCTYPE = DWORD;
+using GEOID = LONG;
+using GEOCLASS = DWORD;
+
+struct OSVERSIONINFOA {
+    DWORD dwOSVersionInfoSize;
+    DWORD dwMajorVersion;
+    DWORD dwMinorVersion;
+    DWORD dwBuildNumber;
+    DWORD dwPlatformId;
+    CHAR szCSDVersion[128];
+};
+static_assert(sizeof(OSVERSIONINFOA) == 148);
+
+struct OSVERSIONINFOEXA {
+    DWORD dwOSVersionInfoSize;
+    DWORD dwMajorVersion;
+    DWORD dwMinorVersion;
+    DWORD dwBuildNumber;
+    DWORD dwPlatformId;
+    CHAR szCSDVersion[128];
+    WORD wServicePackMajor;
+    WORD wServicePackMinor;
+    WORD wSuiteMask;
+    BYTE wProductType;
+    BYTE wReserved;
+};
+static_assert(sizeof(OSVERSIONINFOEXA) == 156);
+
+struct SYSTEM_INFO {
+    WORD wProcessorArchitecture;
+    WORD wReserved;
+    DWORD dwPageSize;
+    LPVOID lpMinimumApplicationAddress;
+    LPVOID lpMaximumApplicationAddress;
+    DWORD_PTR dwActiveProcessorMask;
+    DWORD dwNumberOfProcessors;
+    DWORD dwProcessorType;
+    DWORD dwAllocationGranularity;
+    WORD wProcessorLevel;
+    WORD wProcessorRevision;
+};
+static_assert(sizeof(SYSTEM_INFO) == 48);
+
+struct MEMORYSTATUSEX {
+    DWORD dwLength;
+    DWORD dwMemoryLoad;
+    ULONGLONG ullTotalPhys;
+    ULONGLONG ullAvailPhys;
+    ULONGLONG ullTotalPageFile;
+    ULONGLONG ullAvailPageFile;
+    ULONGLONG ullTotalVirtual;
+    ULONGLONG ullAvailVirtual;
+    ULONGLONG ullAvailExtendedVirtual;
+};
+static_assert(sizeof(MEMORYSTATUSEX) == 64);
+
+struct SYSTEM_POWER_STATUS {
+    BYTE ACLineStatus;
+    BYTE BatteryFlag;
+    BYTE BatteryLifePercent;
+    BYTE SystemStatusFlag;
+    DWORD BatteryLifeTime;
+    DWORD BatteryFullLifeTime;
+};
+static_assert(sizeof(SYSTEM_POWER_STATUS) == 12);
 
 #define MUI_LANGUAGE_NAME 0x8U
 #define LOCALE_CUSTOM_UI_DEFAULT 0x1400U
 #define LOCALE_SISO639LANGNAME 0x59U
 #define LOCALE_SISO3166CTRYNAME 0x5AU
+#define GEOCLASS_NATION 16U
+#define GEOID_NOT_AVAILABLE (-1)
+#define VER_NT_WORKSTATION 1
+#define VER_SUITE_PERSONAL 0x200
+#define PROCESSOR_ARCHITECTURE_INTEL 0
+#define PROCESSOR_ARCHITECTURE_AMD64 9
+#define PROCESSOR_ARCHITECTURE_ARM64 12
+#define PROCESSOR_ARCHITECTURE_UNKNOWN 0xFFFF
 
 extern "C" {
 BOOL WINAPI GetUserPreferredUILanguages(DWORD flags, ULONG* count, LPWSTR buffer, ULONG* size);
 LANGID WINAPI GetUserDefaultUILanguage();
 int WINAPI GetLocaleInfoA(LCID locale, LCTYPE type, LPSTR data, int size);
 LPWSTR WINAPI CharLowerW(LPWSTR text);
+GEOID WINAPI GetUserGeoID(GEOCLASS geoClass);
+BOOL WINAPI GetVersionExA(OSVERSIONINFOA* version);
+void WINAPI GetNativeSystemInfo(SYSTEM_INFO* information);
+BOOL WINAPI GlobalMemoryStatusEx(MEMORYSTATUSEX* status);
+BOOL WINAPI GetSystemPowerStatus(SYSTEM_POWER_STATUS* status);
+void __cpuid(int registers[4], int leaf);
 }
 
 #endif
