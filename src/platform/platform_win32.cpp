@@ -1,78 +1,25 @@
 #include "platform/platform_win32.h"
 
-#include <array>
-
-#include "base/language.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
-#include "net/cached_get.h"
-#include "net/http_provider_curl.h"
-#include "net/perform_request.h"
+#include "base/string_table.h"
 #include "platform/directories.h"
 #include "settings/whole_file.h"
-#include "win32/system.h"
 
 namespace dockset {
 
-using base::Bytes;
-using base::CancelWord;
-using base::HttpHeaders;
-
-namespace {
-
-std::string narrowLowBytes(base::WideView text) {
-    std::string narrow;
-    for (const WCHAR c : text) {
-        narrow += static_cast<char>(c & 0xFF);
-    }
-    return narrow;
-}
-
-// The names that the system lists; none on failure.
-std::vector<std::string> systemLocales() {
-    constexpr const char* tag = "getPreferredLocales";
-    std::array<WCHAR, 4096> buffer{};
-    ULONG count = 0;
-    auto size = static_cast<ULONG>(buffer.size());
-    if (GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, buffer.data(), &size) == FALSE) {
-        base::logMessage(tag, "GetUserPreferredUILanguages failed with " + std::to_string(GetLastError()));
-        return {};
-    }
-    if (count == 0) {
-        return {};
-    }
-    std::vector<std::string> locales;
-    for (const WCHAR* next = buffer.data(); *next != 0;) {
-        const base::WideView name(next);
-        locales.push_back(narrowLowBytes(name));
-        base::logMessage(tag, "Found locale " + locales.back());
-        next += name.size() + 1;
-    }
-    base::logMessage(tag, std::to_string(locales.size()) + " locales found");
-    return locales;
-}
-
-// False, and logged by the question's name, if the system doesn't tell.
-bool askLocale(LCTYPE type, const char* name, std::string& answer) {
-    std::array<char, 250> buffer{};
-    if (GetLocaleInfoA(GetUserDefaultUILanguage(), type, buffer.data(), static_cast<int>(buffer.size())) == 0) {
-        base::logMessage("getLocale", std::string(name) + " failed");
-        return false;
-    }
-    answer = buffer.data();
-    return true;
-}
-
-}  // namespace
-
-PlatformWin32::PlatformWin32(void* window) : window_(window) {
+PlatformWin32::PlatformWin32(void* context) : PlatformUEWin32(static_cast<Platform&>(*this)), context_(context) {
     readConfiguration();
-    loadLanguageTable(base::pickSupportedLanguage(getPreferredLocales()));
+    loadLanguageTable(getSupportedLocale());
 }
 
 void PlatformWin32::readConfiguration() {
     const auto path = base::applicationDirectory(base::ApplicationSupport) / "zd-config.xml";
     const data::Value configuration = data::readXmlFile(base::widePath(path));
+    const data::Value& keepUserData = configuration.find("config", "device-repair", "enable-keep-userdata");
+    if (keepUserData.isString() && (keepUserData.text == "no" || keepUserData.text == "yes")) {
+        keepUserData_ = keepUserData.text == "yes";
+    }
     const data::Value& language = configuration.find("config", "localization", "language-code");
     if (language.isString() && !language.text.empty() && language.text != "default") {
         languageOverride_ = language.text;
@@ -92,67 +39,54 @@ void PlatformWin32::loadLanguageTable(const std::string& locale) {
     }
 }
 
-bool PlatformWin32::getUrlCached(const std::string& url, Bytes& data, bool* fresh, bool useCache, bool keepStale,
-                                 bool noPinning, const CancelWord* cancelFlag, std::string* detail) {
-    const auto get = [this](auto&&... arguments) { return httpGet(arguments...); };
-    return base::getUrlCached(cache_, get, url, data, fresh, useCache, keepStale, noPinning, cancelFlag, detail);
+std::string PlatformWin32::textOr(const std::string& key, const char* otherwise) const {
+    const auto found = languageTable_.find(key);
+    return found == languageTable_.end() ? otherwise : found->second;
 }
 
-bool PlatformWin32::postUrl(const std::string& url, const Bytes& body, Bytes& response, bool noPinning,
-                            const CancelWord* cancelFlag) {
-    HttpHeaders responseHeaders;
-    const std::int32_t status = httpPost(url, {}, body, responseHeaders, response, noPinning, cancelFlag);
-    return status >= 200 && status <= 299;
-}
-
-std::int32_t PlatformWin32::httpPost(const std::string& url, const HttpHeaders& headers, const Bytes& body,
-                                     HttpHeaders& responseHeaders, Bytes& response, bool noPinning,
-                                     const CancelWord* cancelFlag) {
-    return base::runHttpRequest("POST", url, body, headers, responseHeaders, response, noPinning, cancelFlag, nullptr);
-}
-
-std::int32_t PlatformWin32::httpPut(const std::string& url, const HttpHeaders& headers, const Bytes& body,
-                                    HttpHeaders& responseHeaders, Bytes& response, bool noPinning,
-                                    const CancelWord* cancelFlag) {
-    return base::runHttpRequest("PUT", url, body, headers, responseHeaders, response, noPinning, cancelFlag, nullptr);
-}
-
-std::int32_t PlatformWin32::httpDelete(const std::string& url, const HttpHeaders& headers, HttpHeaders& responseHeaders,
-                                       Bytes& response, bool noPinning, const CancelWord* cancelFlag) {
-    return base::runHttpRequest("DELETE", url, {}, headers, responseHeaders, response, noPinning, cancelFlag, nullptr);
-}
-
-std::int32_t PlatformWin32::httpGet(const std::string& url, const HttpHeaders& headers, HttpHeaders& responseHeaders,
-                                    Bytes& response, bool noPinning, const CancelWord* cancelFlag,
-                                    std::string* detail) {
-    return base::runHttpRequest("GET", url, {}, headers, responseHeaders, response, noPinning, cancelFlag, detail);
-}
-
-std::shared_ptr<base::PlatformHttpProvider> PlatformWin32::createHttpProvider() {
-    return std::make_shared<base::HttpProviderCURL>();
-}
-
-std::string PlatformWin32::getLocale() {
-    if (languageOverride_) {
-        return *languageOverride_;
+void PlatformWin32::setPlatformData(std::uint32_t type, void* data) {
+    constexpr const char* tag = "PlatformWin32";
+    if (type != mainWindowData) {
+        base::logMessage(tag, "Unknown platform data type " + std::to_string(type));
+        return;
     }
-    std::string language;
-    std::string country;
-    if (!askLocale(LOCALE_SISO639LANGNAME, "LOCALE_SISO639LANGNAME", language) ||
-        !askLocale(LOCALE_SISO3166CTRYNAME, "LOCALE_SISO3166CTRYNAME", country)) {
-        return "en-US";
-    }
-    std::string locale = language + "-" + country;
-    base::logMessage("getLocale", "Found locale " + locale);
-    return locale;
+    mainWindow_ = data;
+    base::logMessage(tag, data == nullptr ? "Main window set to NULL" : "Main window set");
 }
 
-std::vector<std::string> PlatformWin32::getPreferredLocales() {
-    if (languageOverride_) {
-        return {*languageOverride_};
+void PlatformWin32::setSleepAllowed(bool allowed) {
+    const std::lock_guard lock(sleepMutex_);
+    if (allowed == sleepAllowed_) {
+        return;
     }
-    std::vector<std::string> locales = systemLocales();
-    return locales.empty() ? std::vector<std::string>{getLocale()} : locales;
+    sleepAllowed_ = allowed;
+    sleepLock_ = allowed ? nullptr : std::make_shared<base::SleepLock>(base::findString("REASON"));
 }
+
+bool PlatformWin32::isSleepAllowed() {
+    const std::lock_guard lock(sleepMutex_);
+    return sleepAllowed_;
+}
+
+bool PlatformWin32::isKeepUserDataEnabled() { return keepUserData_.value_or(false); }
+
+bool PlatformWin32::registerId(std::int32_t id) {
+    const std::lock_guard lock(registeredIdsMutex_);
+    registeredIds_.insert(id);
+    return true;
+}
+
+bool PlatformWin32::isIdZero(std::int32_t id) { return id == 0; }
+
+PlatformUE& PlatformWin32::getPlatformUE() { return *this; }
+
+PlatformCache& PlatformWin32::getPlatformCache() { return cache_; }
+
+bool PlatformWin32::getStateFlag() {
+    const std::lock_guard lock(stateMutex_);
+    return stateFlag_;
+}
+
+void PlatformWin32::syncState() { const std::lock_guard lock(stateMutex_); }
 
 }  // namespace dockset

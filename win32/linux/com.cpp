@@ -5,7 +5,9 @@
 
 #include "linux/portable_device_manager.h"
 #include "linux/scripted.h"
+#include "linux/shell_objects.h"
 #include "win32/device.h"
+#include "win32/dialog.h"
 
 namespace {
 
@@ -13,6 +15,17 @@ enum class Apartment { none, multithreaded, single };
 
 thread_local Apartment apartment = Apartment::none;
 std::atomic<bool> multithreadedExists{false};
+
+struct Class {
+    const CLSID& id;
+    HRESULT (*create)(REFIID interfaceId, void** object);
+};
+
+constexpr Class classes[] = {
+    {CLSID_PortableDeviceManager, win32::createPortableDeviceManager},
+    {CLSID_FileOpenDialog, win32::createFileOpenDialog},
+    {CLSID_KnownFolderManager, win32::createKnownFolderManager},
+};
 
 }  // namespace
 
@@ -36,10 +49,12 @@ HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*conte
     if (apartment == Apartment::none && !multithreadedExists) {
         return CO_E_NOTINITIALIZED;
     }
-    if (!(classId == CLSID_PortableDeviceManager)) {
-        return REGDB_E_CLASSNOTREG;
+    for (const auto& [known, create] : classes) {
+        if (classId == known) {
+            return outer == nullptr ? create(interfaceId, object) : E_INVALIDARG;
+        }
     }
-    return outer == nullptr ? win32::createPortableDeviceManager(interfaceId, object) : E_INVALIDARG;
+    return REGDB_E_CLASSNOTREG;
 }
 
 LPVOID WINAPI CoTaskMemAlloc(SIZE_T size) { return std::malloc(size); }

@@ -4,6 +4,8 @@
 #include <xcb/xinput.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <utility>
 
 #include "linux/window_model.h"
@@ -240,6 +242,16 @@ void Display::forgetWindow(HWND window) {
     xcb_destroy_window(connection_.get(), found->second.id);
     xcb_flush(connection_.get());
     windows_.erase(found);
+}
+
+std::string Display::systemName(HWND window) const {
+    const auto found = windows_.find(window);
+    if (found == windows_.end() || !found->second.isMapped) {
+        return {};
+    }
+    std::array<char, 16> name{};
+    std::snprintf(name.data(), name.size(), "x11:%x", found->second.id);
+    return name.data();
 }
 
 bool Display::activate(HWND window) {

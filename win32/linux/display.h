@@ -33,6 +33,7 @@ public:
     void hideWindow(HWND window);
     void forgetWindow(HWND window);
     bool activate(HWND window);
+    std::string systemName(HWND window) const;
 
 private:
     struct ConnectionEnd {

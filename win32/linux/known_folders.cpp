@@ -8,6 +8,7 @@
 
 #include "linux/directories.h"
 #include "linux/scripted.h"
+#include "linux/shell_objects.h"
 #include "linux/text.h"
 #include "linux/whole_file.h"
 #include "win32/shell.h"
@@ -82,6 +83,11 @@ std::string folderPath(REFKNOWNFOLDERID folder) {
 }
 
 }  // namespace
+
+std::vector<KNOWNFOLDERID> win32::knownFolderIds() {
+    return {FOLDERID_Desktop,  FOLDERID_Documents, FOLDERID_LocalAppData, FOLDERID_Music,
+            FOLDERID_Pictures, FOLDERID_Profile,   FOLDERID_ProgramData,  FOLDERID_RoamingAppData};
+}
 
 HRESULT WINAPI SHGetKnownFolderPath(REFKNOWNFOLDERID folder, DWORD /*flags*/, HANDLE /*token*/, PWSTR* path) {
     *path = nullptr;

@@ -40,6 +40,7 @@ public:
     void hideWindow(HWND window) override { display_.hideWindow(window); }
     void forgetWindow(HWND window) override { display_.forgetWindow(window); }
     bool activate(HWND window) override { return display_.activate(window); }
+    std::string systemName(HWND window) override { return display_.systemName(window); }
 
 private:
     void pumpOnce(int milliseconds) {

@@ -67,6 +67,8 @@ public:
     virtual void showWindow(HWND window, const ShownWindow& shown) = 0;
     virtual void hideWindow(HWND window) = 0;
     virtual void forgetWindow(HWND window) = 0;
+    // How other programs of the desktop name a window that is shown, "x11:1a"; else empty.
+    virtual std::string systemName(HWND window) = 0;
     // False if the window can't have the activation.
     virtual bool activate(HWND window) = 0;
 };

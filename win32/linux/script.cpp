@@ -42,6 +42,7 @@ public:
     void hideWindow(HWND /*window*/) override {}
     void forgetWindow(HWND /*window*/) override {}
     bool activate(HWND /*window*/) override { return true; }
+    std::string systemName(HWND /*window*/) override { return {}; }
 
 private:
     std::vector<win32::Monitor> monitors_;
@@ -56,6 +57,7 @@ struct Script {
     const void* chain = nullptr;
     std::shared_ptr<PretendedDesktop> desktop;
     std::optional<ProxyHelper> proxyHelper;
+    std::function<std::string(const std::string&)> fileChoice;
 };
 
 // Never destroyed: threads that outlive main's statics may still call operations.
@@ -104,6 +106,11 @@ void answerChain(const void* chain) {
     script().chain = chain;
 }
 
+void answerFileChooser(std::function<std::string(const std::string&)> answer) {
+    const std::lock_guard lock(script().mutex);
+    script().fileChoice = std::move(answer);
+}
+
 std::vector<std::string> calls(const std::string& operation) {
     const std::lock_guard lock(script().mutex);
     return script().calls[operation];
@@ -118,6 +125,7 @@ void reset() {
     script().chain = nullptr;
     script().desktop.reset();
     script().proxyHelper.reset();
+    script().fileChoice = nullptr;
 }
 
 std::optional<DWORD> takeFailure(const char* operation) {
@@ -166,6 +174,21 @@ std::optional<ULONGLONG> takeClock() {
 std::optional<ProxyHelper> takeProxyHelper() {
     const std::lock_guard lock(script().mutex);
     return script().proxyHelper;
+}
+
+std::optional<FileAnswer> takeFileAnswer(const FileQuestion& question) {
+    std::function<std::string(const std::string&)> answer;
+    {
+        const std::lock_guard lock(script().mutex);
+        answer = script().fileChoice;
+    }
+    if (!answer) {
+        return std::nullopt;
+    }
+    const std::string path =
+        answer(question.title + "|" + question.folder + "|" + question.filterName + "|" + question.pattern + "|" +
+               (question.saves ? "save" : "open") + (question.picksFolder ? " folder" : ""));
+    return FileAnswer{path.empty() ? FileAnswer::Outcome::cancelled : FileAnswer::Outcome::chosen, path};
 }
 
 const void* takeChain() {

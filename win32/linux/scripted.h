@@ -9,6 +9,7 @@
 
 #ifdef WIN32_SCRIPTED
 
+#include "linux/file_chooser.h"
 #include "linux/proxy_helper.h"
 
 namespace win32 {
@@ -23,6 +24,7 @@ bool takeSleep(DWORD milliseconds);
 std::optional<ULONGLONG> takeClock();
 std::optional<ProxyHelper> takeProxyHelper();
 const void* takeChain();
+std::optional<FileAnswer> takeFileAnswer(const FileQuestion& question);
 Presenter* pretendedDesktop();  // null: the real one
 
 }  // namespace win32::script

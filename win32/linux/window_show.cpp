@@ -157,6 +157,11 @@ BOOL WINAPI SetForegroundWindow(HWND handle) {
     return TRUE;
 }
 
+HWND WINAPI GetForegroundWindow() {
+    const std::lock_guard lock(model().mutex);
+    return model().active;
+}
+
 int WINAPI GetSystemMetrics(int index) {
     WIN32_MAY_FAIL("GetSystemMetrics", 0);
     constexpr int smallIcon = 16;

@@ -40,6 +40,11 @@ void answerProxyLookups(const std::string& program, unsigned milliseconds);
 // it.
 void answerChain(const void* chain);
 
+// Stands in for the desktop's dialogs for files: `answer` gets "TITLE|FOLDER|FILTER|PATTERN|open", "...|save" or
+// "...|open folder" and gives the path chosen, or an empty one for a user who cancels. An empty function gives the real
+// dialogs back.
+void answerFileChooser(std::function<std::string(const std::string&)> answer);
+
 // What was asked of `operation` since the last reset, oldest first, one text a call: its arguments in UTF-8, in
 // their order, divided by '|'. Only operations whose effect lies outside of the process are recorded; each header
 // says so ("recorded").

@@ -29,7 +29,8 @@
 // the window is visible in the model only.
 // SetForegroundWindow: gives a visible window the activation. WM_ACTIVATE tells it, and with WA_INACTIVE of the loss,
 // to another window of the desktop, too. On a hidden window it succeeds and does nothing. False with
-// ERROR_ACCESS_DENIED without a display. GetSystemMetrics: SM_CXSMICON, SM_CYSMICON, SM_MENUDROPALIGNMENT; 0 for
+// ERROR_ACCESS_DENIED without a display. GetForegroundWindow: this process's window that has it, or null.
+// GetSystemMetrics: SM_CXSMICON, SM_CYSMICON, SM_MENUDROPALIGNMENT; 0 for
 // others. GetDoubleClickTime: milliseconds.
 //
 // CalculatePopupWindowPosition: where a window of a size belongs that pops up at `anchor`: aligned to it by the TPM_
@@ -178,6 +179,7 @@ BOOL WINAPI SetWindowPos(HWND window, HWND after, int x, int y, int width, int h
 BOOL WINAPI GetWindowRect(HWND window, RECT* place);
 BOOL WINAPI UpdateWindow(HWND window);
 BOOL WINAPI SetForegroundWindow(HWND window);
+HWND WINAPI GetForegroundWindow();
 int WINAPI GetSystemMetrics(int index);
 UINT WINAPI GetDoubleClickTime();
 BOOL WINAPI CalculatePopupWindowPosition(const POINT* anchor, const SIZE* size, UINT flags, RECT* exclude, RECT* place);

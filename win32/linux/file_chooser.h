@@ -1,0 +1,30 @@
+// The desktop's own dialog for files and folders, by its portal (org.freedesktop.portal.FileChooser).
+#pragma once
+
+#include <string>
+
+#include "win32/window.h"
+
+namespace win32 {
+
+struct FileQuestion {
+    std::string title;
+    HWND owner = nullptr;
+    std::string folder{};  // where the dialog begins; empty: where it likes
+    bool saves = false;
+    bool picksFolder = false;
+    std::string filterName{};  // what files of the pattern are called
+    std::string pattern{};     // "*.txt"; empty: all files
+};
+
+struct FileAnswer {
+    enum class Outcome { failed, cancelled, chosen };
+    Outcome outcome = Outcome::failed;
+    std::string path{};
+};
+
+// Asks, and waits for the answer over a bus connection of its own. Failed if there is no portal, or it goes. Any
+// thread.
+FileAnswer askForFile(const FileQuestion& question);
+
+}  // namespace win32
