@@ -19,8 +19,8 @@ foreach(header ${openssl_headers})
   file(CREATE_LINK ${header} ${host_headers}/openssl/${name} SYMBOLIC)
 endforeach()
 
-add_library(agent_core OBJECT ${agent_sources} src/main.cpp suite/main_application.cpp suite/post_message.cpp
-  suite/zdmanifest.cpp)
+file(GLOB suite_sources CONFIGURE_DEPENDS suite/*.cpp)
+add_library(agent_core OBJECT ${agent_sources} src/main.cpp ${suite_sources})
 target_include_directories(agent_core PRIVATE src win32/include)
 target_include_directories(agent_core SYSTEM PRIVATE ${host_headers})
 target_compile_definitions(agent_core PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)

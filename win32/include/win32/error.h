@@ -6,7 +6,14 @@
 
 #include "win32/types.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+
+// The headers of mingw lack it.
+#ifndef ERROR_ELEVATION_REQUIRED
+#define ERROR_ELEVATION_REQUIRED 740
+#endif
+
+#else
 
 #define ERROR_SUCCESS 0
 #define NO_ERROR 0

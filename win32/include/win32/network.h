@@ -7,18 +7,15 @@
 // Windows wants its library of sockets started first, which libcurl's own start does.
 #pragma once
 
-#ifdef _WIN32
+#include "win32/error.h"
+#include "win32/types.h"
 
-// Ahead of the rest of Windows, which would bring an older interface in.
-#include <winsock2.h>
+#ifdef _WIN32
 
 #include <iphlpapi.h>
 #include <ws2tcpip.h>
 
 #else
-
-#include "win32/error.h"
-#include "win32/types.h"
 
 using SOCKET = UINT_PTR;
 using PULONG = ULONG*;

@@ -1,0 +1,316 @@
+// zdplatform VERB [ARGUMENT...]: calls operations of the platform and prints what they give as JSON; the log goes to
+// the standard error. Without a verb it lists the verbs.
+
+#include <curl/curl.h>
+
+#include <array>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/log_receiver.h"
+#include "base/paths.h"
+#include "base/string_table.h"
+#include "base/text.h"
+#include "platform/platform_win32.h"
+#include "settings/json_value.h"
+#include "win32/window.h"
+
+namespace {
+
+using data::Value;
+using data::ValueType;
+using dockset::Platform;
+using Arguments = std::vector<std::string>;
+
+class ErrorLog final : public base::GlobalLogReceiver {
+public:
+    void log(const std::string& tag, const std::string& text) override { std::cerr << tag << ' ' << text << std::endl; }
+};
+
+// Keeps the one result of a dialog.
+class KeptResult final : public dockset::PlatformResultReceiver {
+public:
+    void onResult(std::uint64_t cookie, Value given) override {
+        result.set("cookie", cookie);
+        result.set("result", std::move(given));
+    }
+    Value result{ValueType::Object};
+};
+
+struct Call {
+    dockset::PlatformWin32& platform;
+    const Arguments& arguments;
+    Value& out;
+
+    // Empty beyond the last one.
+    std::string text(std::size_t i) const { return i < arguments.size() ? arguments[i] : std::string(); }
+    WideString wide(std::size_t i) const { return base::widen(text(i)); }
+    std::uint32_t number(std::size_t i, std::uint32_t otherwise) const {
+        return i < arguments.size() ? static_cast<std::uint32_t>(std::stoul(arguments[i])) : otherwise;
+    }
+    std::string rest(std::size_t i) const {
+        std::string line;
+        for (; i < arguments.size(); ++i) {
+            line += (line.empty() ? "" : " ") + arguments[i];
+        }
+        return line;
+    }
+};
+
+Value listOf(const std::vector<std::string>& texts) {
+    Value list(ValueType::Array);
+    for (const std::string& text : texts) {
+        list.append(text);
+    }
+    return list;
+}
+
+template <typename T>
+Value listOf(const T (&numbers)[3]) {
+    Value list(ValueType::Array);
+    for (const T number : numbers) {
+        list.append(number);
+    }
+    return list;
+}
+
+void describe(const Call& call) {
+    Platform& platform = call.platform;
+    call.out.set("locale", platform.getLocale());
+    call.out.set("country", platform.getCountryCode());
+    call.out.set("preferredLocales", listOf(platform.getPreferredLocales()));
+    call.out.set("supportedLocale", platform.getSupportedLocale());
+    call.out.set("version", platform.getOSVersion());
+    call.out.set("versionIdentifier", platform.getOSVersionIdentifier());
+    call.out.set("cpu", platform.getCPUName());
+    call.out.set("ram", platform.getRAMSize());
+    call.out.set("onBattery", platform.isComputerRunningOnBattery());
+    call.out.set("keepUserData", platform.isKeepUserDataEnabled());
+    call.out.set("sleepAllowed", platform.isSleepAllowed());
+}
+
+void endProcess(const Call& call, void* process, std::uint32_t timeout) {
+    std::uint32_t exitCode = 0;
+    call.out.set("running", !call.platform.pollProcess(process, nullptr));
+    call.out.set("ended", call.platform.waitForProcess(process, timeout, &exitCode));
+    call.out.set("exitCode", exitCode);
+}
+
+// TIMEOUT DIRECTORY PROGRAM [ARGUMENTS]; a program that doesn't end in time is killed.
+void run(const Call& call) {
+    constexpr std::uint32_t afterKill = 10'000;
+    std::uint32_t cancelled = 0;
+    std::string error;
+    void* const process = call.platform.startProcess(call.wide(2), call.rest(3), call.wide(1), &cancelled, &error);
+    call.out.set("started", process != nullptr);
+    call.out.set("userCancelled", cancelled);
+    call.out.set("error", error);
+    endProcess(call, process, call.number(0, INFINITE));
+    if (process != nullptr && !call.out.find("ended").boolean) {
+        call.out.set("killed", call.platform.killProcess(process) != 0);
+        endProcess(call, process, afterKill);
+    }
+    call.platform.closeProcess(process);
+}
+
+// REASON PROGRAM [ARGUMENTS]: no sleep while the program runs.
+void awake(const Call& call) {
+    base::setString("REASON", call.text(0));
+    call.platform.setSleepAllowed(false);
+    call.out.set("allowedMeanwhile", call.platform.isSleepAllowed());
+    void* const process = call.platform.startProcess(call.wide(1), call.rest(2), {}, nullptr, nullptr);
+    endProcess(call, process, INFINITE);
+    call.platform.closeProcess(process);
+    call.platform.setSleepAllowed(true);
+    call.out.set("allowedAfter", call.platform.isSleepAllowed());
+}
+
+void directorySize(const Call& call) {
+    std::uint64_t size = 0;
+    call.out.set("walked", call.platform.getDirectorySize(call.wide(0), size));
+    call.out.set("size", size);
+}
+
+Value describeExtra(const dockset::ExtraVolumeInfo& info) {
+    Value extra(ValueType::Object);
+    extra.set("present", info.present);
+    extra.set("path", info.path);
+    extra.set("freeSpaceError", info.freeSpaceError);
+    extra.set("volumePathError", info.volumePathError);
+    extra.set("driveType", info.driveType);
+    extra.set("volumeInfoError", info.volumeInfoError);
+    extra.set("readOnlyVolume", info.readOnlyVolume);
+    return extra;
+}
+
+void storage(const Call& call) {
+    dockset::StorageInfo info{};
+    call.platform.getStorageInfo(info);
+    Value& out = call.out;
+    out.set("freeBytes", listOf(info.freeBytes));
+    out.set("writable", listOf(info.writable));
+    out.set("statusFailed", listOf(info.statusFailed));
+    out.set("volumeFound", listOf(info.volumeFound));
+    out.set("driveType", listOf(info.driveType));
+    out.set("readOnlyVolume", listOf(info.readOnlyVolume));
+    out.set("freeSpaceError", listOf(info.freeSpaceError));
+    out.set("volumePathError", listOf(info.volumePathError));
+    out.set("volumeInfoError", listOf(info.volumeInfoError));
+    out.set("tempPath", info.tempPath);
+    out.set("documentsPath", info.documentsPath);
+    out.set("folderIdsCount", info.folderIdsCount);
+    out.set("extraTemp", describeExtra(info.extraTemp));
+    out.set("extraDocuments", describeExtra(info.extraDocuments));
+    out.set("totalPhysical", info.totalPhysical);
+    out.set("totalVirtual", info.totalVirtual);
+    out.set("availableVirtual", info.availableVirtual);
+}
+
+// Shows a dialog; the result is absent if the handler was told nothing.
+void pick(const Call& call, const std::function<void(const dockset::PlatformResultHandler&)>& show) {
+    const auto kept = std::make_shared<KeptResult>();
+    show(kept);
+    call.out = kept->result;
+}
+
+void pickFile(const Call& call, bool save) {
+    dockset::FileDialogRequest request;
+    request.initialDirectory = call.wide(0);
+    request.defaultExtension = call.wide(1);
+    pick(call, [&](const auto& handler) { call.platform.browseFile(save, request, handler, 1); });
+}
+
+void pickMusic(const Call& call) {
+    WideString path;
+    call.out.set("chosen", call.platform.browseMusicFolder(path));
+    call.out.set("path", base::narrow(path));
+}
+
+BOOL CALLBACK findMainWindow(HWND window, LPARAM found) {
+    std::array<char, 254> name{};
+    GetClassNameA(window, name.data(), static_cast<int>(name.size()));
+    if (std::string(name.data()) == "ZelmoDockset") {
+        *reinterpret_cast<HWND*>(found) = window;
+    }
+    return TRUE;
+}
+
+// Makes the main application's window the platform's own.
+void adoptMainWindow(const Call& call) {
+    HWND window = nullptr;
+    EnumWindows(findMainWindow, reinterpret_cast<LPARAM>(&window));
+    call.platform.setPlatformData(Platform::mainWindowData, window);
+    call.out.set("found", window != nullptr);
+}
+
+void uninstallString(const Call& call) {
+    std::string status;
+    call.out.set("path", base::narrow(call.platform.getUEUninstallString(status)));
+    call.out.set("status", status);
+}
+
+void uninstallEngine(const Call& call) {
+    std::string status;
+    call.out.set("done", call.platform.uninstallUE(status));
+    call.out.set("status", status);
+}
+
+void reinstallEngine(const Call& call) {
+    std::uint32_t cancelled = 0;
+    std::string error;
+    const auto path = [&](std::size_t i) { return base::pathFromWide(call.wide(i)); };
+    call.out.set("done", call.platform.reinstallUE(path(0), path(1), &cancelled, &error, true));
+    call.out.set("userCancelled", cancelled);
+    call.out.set("error", error);
+}
+
+void proxies(const Call& call) {
+    std::string diagnostics;
+    Value list(ValueType::Array);
+    for (const auto& entry : call.platform.getUEProxySettings(call.text(0), &diagnostics)) {
+        Value proxy(ValueType::Object);
+        for (const auto& [key, value] : entry) {
+            proxy.set(key, value);
+        }
+        list.append(std::move(proxy));
+    }
+    call.out.set("proxies", std::move(list));
+    call.out.set("diagnostics", diagnostics);
+}
+
+struct Verb {
+    const char* usage;
+    std::function<void(const Call&)> call;
+};
+
+const std::map<std::string, Verb>& verbs() {
+    static const std::map<std::string, Verb> all{
+        {"describe", {"", describe}},
+        {"run", {"TIMEOUT DIRECTORY PROGRAM [ARGUMENTS]", run}},
+        {"awake", {"REASON PROGRAM [ARGUMENTS]", awake}},
+        {"size", {"DIRECTORY", directorySize}},
+        {"free", {"DIRECTORY", [](const Call& c) { c.out.set("bytes", c.platform.getDiskFreeSpace(c.wide(0))); }}},
+        {"storage", {"", storage}},
+        {"url", {"ADDRESS", [](const Call& c) { c.platform.openUrl(c.text(0)); }}},
+        {"phone", {"NAME", [](const Call& c) { c.platform.browseMyZelmo(c.wide(0).c_str()); }}},
+        {"phone-path", {"PATH", [](const Call& c) { c.platform.browseMyZelmo(c.wide(0)); }}},
+        {"pick-file", {"DIRECTORY EXTENSION", [](const Call& c) { pickFile(c, false); }}},
+        {"save-file", {"DIRECTORY EXTENSION", [](const Call& c) { pickFile(c, true); }}},
+        {"pick-backup",
+         {"EXTENSION",
+          [](const Call& c) { pick(c, [&](const auto& h) { c.platform.browseBackupFile(0, c.wide(0), h, 1); }); }}},
+        {"pick-folder",
+         {"DIRECTORY PURPOSE RETURN-STATE",
+          [](const Call& c) {
+              pick(c, [&](const auto& h) { c.platform.browseFolder(c.wide(0), h, 1, c.number(1, 0), c.text(2)); });
+          }}},
+        {"pick-music", {"", pickMusic}},
+        {"permissions",
+         {"PATH",
+          [](const Call& c) {
+              c.platform.checkPermissions(0, 0, c.wide(0), nullptr, 1);
+              pick(c, [&](const auto& h) { c.platform.checkPermissions(0, 0, c.wide(0), h, 1); });
+          }}},
+        {"restart", {"", [](const Call& c) { adoptMainWindow(c), c.platform.restartZelmoDockset(); }}},
+        {"exit", {"", [](const Call& c) { adoptMainWindow(c), c.platform.exitZelmoDockset(); }}},
+        {"engine-path", {"", [](const Call& c) { c.out.set("path", base::narrow(c.platform.getUEInstallPath())); }}},
+        {"engine-uninstall-string", {"", uninstallString}},
+        {"engine-terminate", {"", [](const Call& c) { c.out.set("result", c.platform.terminateRunningInstances()); }}},
+        {"engine-uninstall", {"", uninstallEngine}},
+        {"engine-reinstall", {"INSTALLER SERVICE", reinstallEngine}},
+        {"addresses", {"", [](const Call& c) { c.out.set("addresses", listOf(c.platform.getLocalAddresses(false))); }}},
+        {"port", {"", [](const Call& c) { c.out.set("port", c.platform.getFreePort()); }}},
+        {"proxies", {"ADDRESS", proxies}},
+    };
+    return all;
+}
+
+int listVerbs() {
+    for (const auto& [name, verb] : verbs()) {
+        std::cerr << "zdplatform " << name << ' ' << verb.usage << '\n';
+    }
+    return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const auto verb = argc < 2 ? verbs().end() : verbs().find(argv[1]);
+    if (verb == verbs().end()) {
+        return listVerbs();
+    }
+    curl_global_init(CURL_GLOBAL_ALL);
+    const auto log = std::make_shared<ErrorLog>();
+    base::globalLogReceiver().publish(log);
+    dockset::PlatformWin32 platform(nullptr);
+    const Arguments arguments(argv + 2, argv + argc);
+    Value out(ValueType::Object);
+    verb->second.call({platform, arguments, out});
+    const std::vector<std::uint8_t> bytes = data::toJsonBytes(out);
+    std::cout.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())) << '\n';
+    return 0;
+}
