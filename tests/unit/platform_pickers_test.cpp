@@ -3,6 +3,7 @@
 #include "captured_log.h"
 #include "platform/platform_win32.h"
 #include "settings/json_value.h"
+#include "settings/whole_file.h"
 #include "temp_session.h"
 #include "win32/com.h"
 #include "win32/error.h"
@@ -138,6 +139,22 @@ TEST_F(PlatformPickersTest, ChecksPermissions) {
         EXPECT_TRUE(platform_.checkPermissions(0, 0, path, nullptr, 3));
     }
     EXPECT_EQ(log_.take(), Lines{"PERMISSIONS Cannot access directory /none"});
+}
+
+TEST(DialogTexts, AreThereInEveryLanguage) {
+    int languages = 0;
+    for (const auto& entry : boost::filesystem::directory_iterator(LOCALES_DIRECTORY)) {
+        if (entry.path().extension() != ".json") {
+            continue;
+        }
+        ++languages;
+        const data::Value texts = data::readJsonFile(base::widen(entry.path().string()));
+        for (const char* const key : {"RESTORE_PCD_FILE_BROWSER_FORMAT", "RESTORE_PCD_FILE_BROWSER_BODY",
+                                      "TRANSFER_IOS_FILE_BROWSER_BODY", "EXPORT_BACKUP_BROWSER_BODY"}) {
+            EXPECT_NE(texts.find(key).text, "") << entry.path() << " " << key;
+        }
+    }
+    EXPECT_EQ(languages, 29);
 }
 
 TEST_F(PlatformPickersTest, ReportsTheDisks) {
