@@ -13,6 +13,7 @@ import re
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
@@ -32,6 +33,7 @@ PHONES = 10
 ARRIVALS = 8
 STARTS = 15
 FACE_STARTS = 5
+FILES = 100_000
 
 INTRODUCTION = """# Performance
 
@@ -155,6 +157,33 @@ def start_row():
     own, bare = (1e3 * statistics.median(act() for _ in range(STARTS)) for act in (start, start_nothing))
     return row("start of the agent to its readiness; start and end of an empty program", f"{own:.0f} ms",
                f"{bare:.1f} ms", own / bare, "under 50 ms", own < 50)
+
+
+def du_seconds(directory):
+    begin = time.monotonic()
+    subprocess.run(["du", "-sb", directory], stdout=subprocess.DEVNULL, check=True)
+    return time.monotonic() - begin
+
+
+def platform_rows():
+    with tempfile.TemporaryDirectory() as directory:
+        for number in range(FILES):
+            folder = pathlib.Path(directory, str(number // 1000))
+            if number % 1000 == 0:
+                folder.mkdir()
+            (folder / f"file {number}").write_bytes(b"x")
+        du = 1e3 * statistics.median(du_seconds(directory) for _ in range(5))
+        results = run_benchmarks("^platform", {**own_environment(), "ZD_BENCH_DIRECTORY": directory,
+                                               "ZD_BENCH_PROGRAM": str(BUILD / "bench_nothing")})
+    if results["platformDirectorySize"]["bytes"] != FILES or results["platformStorageInfo"]["writable"] != 1:
+        raise RuntimeError("the platform saw other files than there are, or a disk that isn't healthy")
+    own, bare, size, storage = (results[name]["real_time"] / 1e3 for name in (
+        "platformStartProcess", "platformBareSpawn", "platformDirectorySize", "platformStorageInfo"))
+    yield row("`startProcess` of an empty program to its exit; bare `posix_spawn` and `waitpid`", f"{own:.2f} ms",
+              f"{bare:.2f} ms", own / bare, "ratio at most 1.3", own <= 1.3 * bare)
+    yield row(f"`getDirectorySize` of {FILES} files; `du -sb`", f"{size:.0f} ms", f"{du:.0f} ms", size / du,
+              "ratio at most 1.5", size <= 1.5 * du)
+    yield row("`getStorageInfo`", f"{storage:.2f} ms", "", None, "under 5 ms", storage < 5)
 
 
 class Usage:
@@ -330,7 +359,7 @@ def main():
     rows = list(library_rows())
     enumeration, pass_seconds = enumeration_rows()
     rows += [enumeration, arrival_row(pass_seconds), start_row(), *idle_rows(10 if quick else 60), icon_row(),
-             *face_rows(10 if quick else 60), *network_rows(), *update_rows()]
+             *face_rows(10 if quick else 60), *network_rows(), *update_rows(), *platform_rows()]
     text = table(rows)
     print(text)
     if not quick:

@@ -4,10 +4,10 @@
 #include <sys/wait.h>
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <map>
 
+#include "linux/pidfd.h"
 #include "linux/spawn.h"
 #include "linux/whole_file.h"
 
@@ -39,9 +39,12 @@ int startThread(void* (*body)(void*), void* argument) {
     return error;
 }
 
-void waitForEnd(pid_t id, siginfo_t& ended, int options) {
-    while (waitid(P_PID, static_cast<id_t>(id), &ended, WEXITED | options) != 0 && errno == EINTR) {
+// A program that can't be watched isn't left to run.
+int giveUp(pid_t id, int error) {
+    kill(id, SIGKILL);
+    while (waitpid(id, nullptr, 0) < 0 && errno == EINTR) {
     }
+    return error;
 }
 
 // Also of a process that has ended and isn't yet reaped.
@@ -63,15 +66,19 @@ int Child::start(const Program& program, std::shared_ptr<Child>& child) {
     if (const int error = spawn(program.path, program.arguments, program.directory, -1, id); error != 0) {
         return error;
     }
-    child = std::make_shared<Child>(id, program.keepsName);
+    Descriptor pidfd(pidfd_open(id, 0));
+    if (!pidfd) {
+        return giveUp(id, errno);
+    }
+    child = std::make_shared<Child>(id, std::move(pidfd), program.keepsName);
     {
         const std::lock_guard lock(children().mutex);
         children().running[id] = child;
     }
     auto share = std::make_unique<std::shared_ptr<Child>>(child);
-    if (const int error = startThread(reap, share.get()); error != 0) {
-        kill(id, SIGKILL);
-        child->awaitEnd();
+    if (const int error = startThread(awaitEnd, share.get()); error != 0) {
+        child->terminate(0);
+        child->waitFor(INFINITE);
         child.reset();
         return error;
     }
@@ -85,36 +92,36 @@ std::shared_ptr<Child> Child::find(pid_t id) {
     return found == children().running.end() ? nullptr : found->second.lock();
 }
 
-void* Child::reap(void* child) {
+void* Child::awaitEnd(void* child) {
     const std::unique_ptr<std::shared_ptr<Child>> share(static_cast<std::shared_ptr<Child>*>(child));
-    (*share)->awaitEnd();
+    (*share)->waitFor(INFINITE);
     return nullptr;
 }
 
-void Child::awaitEnd() {
-    siginfo_t ended{};
-    waitForEnd(id_, ended, WNOWAIT);
+void Child::reap() {
+    const std::lock_guard lock(mutex_);
+    if (exitCode_) {
+        return;
+    }
     {
-        const std::lock_guard lock(children().mutex);
+        // From here on the number may come to mean another process.
+        const std::lock_guard listLock(children().mutex);
         children().running.erase(id_);
     }
-    // From here on the number may come to mean another process, so whoever uses it holds the lock.
-    const std::lock_guard lock(mutex_);
     name_ = keepsName_ ? kernelName(id_) : "";
-    waitForEnd(id_, ended, 0);
+    siginfo_t ended{};
+    while (waitid(P_PIDFD, static_cast<id_t>(pidfd_.get()), &ended, WEXITED) != 0 && errno == EINTR) {
+    }
     const bool wasKilled = ended.si_code == CLD_KILLED && ended.si_status == SIGKILL;
     exitCode_ = wasKilled && givenCode_ ? *givenCode_ : codeOf(ended);
-    ended_.notify_all();
 }
 
 bool Child::waitFor(DWORD milliseconds) {
-    std::unique_lock lock(mutex_);
-    const auto hasEnded = [this] { return exitCode_.has_value(); };
-    if (milliseconds == INFINITE) {
-        ended_.wait(lock, hasEnded);
-        return true;
+    const bool ended = waitForPidfd(pidfd_.get(), milliseconds);
+    if (ended) {
+        reap();
     }
-    return ended_.wait_for(lock, std::chrono::milliseconds(milliseconds), hasEnded);
+    return ended;
 }
 
 std::optional<DWORD> Child::exitCode() {

@@ -3,13 +3,13 @@
 
 #include <sys/types.h>
 
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "linux/descriptor.h"
 #include "win32/types.h"
 
 namespace win32 {
@@ -42,19 +42,20 @@ public:
     std::string name();
 
 private:
-    static void* reap(void* child);
-    void awaitEnd();
+    static void* awaitEnd(void* child);
+    // Once the program has ended: whoever comes first takes its code.
+    void reap();
 
     const pid_t id_;
+    const Descriptor pidfd_;
     const bool keepsName_;
     std::mutex mutex_;
-    std::condition_variable ended_;
     std::optional<DWORD> exitCode_;
     std::optional<DWORD> givenCode_;
     std::string name_;
 
 public:
-    Child(pid_t id, bool keepsName) : id_(id), keepsName_(keepsName) {}
+    Child(pid_t id, Descriptor pidfd, bool keepsName) : id_(id), pidfd_(std::move(pidfd)), keepsName_(keepsName) {}
 };
 
 }  // namespace win32

@@ -1,13 +1,7 @@
 #include "win32/process.h"
 
 #include <dirent.h>
-#include <poll.h>
 #include <unistd.h>
-
-// Some releases of glibc forget to say that these are C.
-extern "C" {
-#include <sys/pidfd.h>
-}
 
 #include <algorithm>
 #include <array>
@@ -22,6 +16,7 @@ extern "C" {
 #include "linux/descriptor.h"
 #include "linux/errno_code.h"
 #include "linux/handle.h"
+#include "linux/pidfd.h"
 #include "linux/program.h"
 #include "linux/scripted.h"
 #include "linux/text.h"
@@ -71,15 +66,7 @@ public:
     const DWORD access;
 
 private:
-    bool waitForOther(DWORD milliseconds) const {
-        pollfd end{other_.get(), POLLIN, 0};
-        const int limit = static_cast<int>(std::min<DWORD>(milliseconds, INT_MAX));
-        int result = 0;
-        do {
-            result = poll(&end, 1, milliseconds == INFINITE ? -1 : limit);
-        } while (result < 0 && errno == EINTR);
-        return result > 0;
-    }
+    bool waitForOther(DWORD milliseconds) const { return waitForPidfd(other_.get(), milliseconds); }
 
     const std::shared_ptr<Child> child_;
     const Descriptor other_;
