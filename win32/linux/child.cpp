@@ -1,6 +1,7 @@
 #include "linux/child.h"
 
 #include <pthread.h>
+#include <sys/epoll.h>
 #include <sys/wait.h>
 
 #include <cerrno>
@@ -15,29 +16,89 @@ namespace win32 {
 
 namespace {
 
-struct Children {
-    std::mutex mutex;
-    std::map<pid_t, std::weak_ptr<Child>> running;
+// The programs that run. One thread waits for all of their ends, so that none stays as a zombie for whom nobody waits.
+class Children {
+public:
+    // Never destroyed: the thread outlives main's statics.
+    static Children& all() {
+        static auto* const instance = new Children;
+        return *instance;
+    }
+
+    // False with errno set.
+    bool add(const std::shared_ptr<Child>& child, int pidfd) {
+        const std::lock_guard lock(mutex_);
+        epoll_event end{EPOLLIN | EPOLLONESHOT, {}};
+        end.data.u64 = static_cast<std::uint64_t>(child->id());
+        if (!isWatching() || epoll_ctl(ends_.get(), EPOLL_CTL_ADD, pidfd, &end) != 0) {
+            return false;
+        }
+        running_[child->id()] = child;
+        return true;
+    }
+
+    std::shared_ptr<Child> find(pid_t id) {
+        const std::lock_guard lock(mutex_);
+        const auto found = running_.find(id);
+        return found == running_.end() ? nullptr : found->second;
+    }
+
+    void remove(const Child& child) {
+        const std::lock_guard lock(mutex_);
+        const auto found = running_.find(child.id());
+        // The number may mean another one by now.
+        if (found != running_.end() && found->second.get() == &child) {
+            running_.erase(found);
+        }
+    }
+
+private:
+    bool isWatching() {
+        if (ends_) {
+            return true;
+        }
+        Descriptor ends(epoll_create1(EPOLL_CLOEXEC));
+        errno = ends ? startThread(watch, nullptr) : errno;
+        if (!ends || errno != 0) {
+            return false;
+        }
+        ends_ = std::move(ends);
+        return true;
+    }
+
+    static int startThread(void* (*body)(void*), void* argument) {
+        constexpr std::size_t stackSize = 65536;
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstacksize(&attributes, stackSize);
+        pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+        pthread_t thread{};
+        const int error = pthread_create(&thread, &attributes, body, argument);
+        pthread_attr_destroy(&attributes);
+        return error;
+    }
+
+    int ends() {
+        const std::lock_guard lock(mutex_);
+        return ends_.get();
+    }
+
+    [[noreturn]] static void* watch(void* /*unused*/) {
+        const int ends = all().ends();
+        for (;;) {
+            epoll_event end{};
+            const auto child =
+                epoll_wait(ends, &end, 1, -1) == 1 ? all().find(static_cast<pid_t>(end.data.u64)) : nullptr;
+            if (child) {
+                child->waitFor(0);
+            }
+        }
+    }
+
+    std::mutex mutex_;
+    Descriptor ends_;
+    std::map<pid_t, std::shared_ptr<Child>> running_;
 };
-
-// Never destroyed: the waiting threads outlive main's statics.
-Children& children() {
-    static auto* const instance = new Children;
-    return *instance;
-}
-
-// A thread with next to no stack is the cheapest waiter that leaves the process's other children alone.
-int startThread(void* (*body)(void*), void* argument) {
-    constexpr std::size_t stackSize = 65536;
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, stackSize);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    pthread_t thread{};
-    const int error = pthread_create(&thread, &attributes, body, argument);
-    pthread_attr_destroy(&attributes);
-    return error;
-}
 
 // A program that can't be watched isn't left to run.
 int giveUp(pid_t id, int error) {
@@ -71,42 +132,20 @@ int Child::start(const Program& program, std::shared_ptr<Child>& child) {
         return giveUp(id, errno);
     }
     child = std::make_shared<Child>(id, std::move(pidfd), program.keepsName);
-    {
-        const std::lock_guard lock(children().mutex);
-        children().running[id] = child;
-    }
-    auto share = std::make_unique<std::shared_ptr<Child>>(child);
-    if (const int error = startThread(awaitEnd, share.get()); error != 0) {
-        child->terminate(0);
-        child->waitFor(INFINITE);
+    if (!Children::all().add(child, child->pidfd_.get())) {
+        const int error = errno;
         child.reset();
-        return error;
+        return giveUp(id, error);
     }
-    static_cast<void>(share.release());
     return 0;
 }
 
-std::shared_ptr<Child> Child::find(pid_t id) {
-    const std::lock_guard lock(children().mutex);
-    const auto found = children().running.find(id);
-    return found == children().running.end() ? nullptr : found->second.lock();
-}
-
-void* Child::awaitEnd(void* child) {
-    const std::unique_ptr<std::shared_ptr<Child>> share(static_cast<std::shared_ptr<Child>*>(child));
-    (*share)->waitFor(INFINITE);
-    return nullptr;
-}
+std::shared_ptr<Child> Child::find(pid_t id) { return Children::all().find(id); }
 
 void Child::reap() {
     const std::lock_guard lock(mutex_);
     if (exitCode_) {
         return;
-    }
-    {
-        // From here on the number may come to mean another process.
-        const std::lock_guard listLock(children().mutex);
-        children().running.erase(id_);
     }
     name_ = keepsName_ ? kernelName(id_) : "";
     siginfo_t ended{};
@@ -114,6 +153,7 @@ void Child::reap() {
     }
     const bool wasKilled = ended.si_code == CLD_KILLED && ended.si_status == SIGKILL;
     exitCode_ = wasKilled && givenCode_ ? *givenCode_ : codeOf(ended);
+    Children::all().remove(*this);
 }
 
 bool Child::waitFor(DWORD milliseconds) {

@@ -14,8 +14,7 @@
 
 namespace win32 {
 
-// A thread of its own waits for the program's end, so it never stays as a zombie, whether or not anybody keeps the
-// object. Any thread.
+// It never stays as a zombie, whether or not anybody keeps the object. Any thread.
 class Child {
 public:
     struct Program {
@@ -42,7 +41,6 @@ public:
     std::string name();
 
 private:
-    static void* awaitEnd(void* child);
     // Once the program has ended: whoever comes first takes its code.
     void reap();
 
