@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "captured_log.h"
 #include "platform/platform_win32.h"
@@ -20,7 +19,7 @@ protected:
     std::string makeProgram(const std::string& name, const std::string& body) const {
         const std::string path = (session_.path() / name).string();
         std::ofstream(path) << "#!/bin/sh\n" << body << "\n";
-        chmod(path.c_str(), 0755);
+        boost::filesystem::permissions(path, boost::filesystem::owner_all);
         return path;
     }
 

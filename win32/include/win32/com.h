@@ -2,9 +2,9 @@
 //
 // CoInitializeEx enters the calling thread into an apartment: S_OK, S_FALSE if it was in it already,
 // RPC_E_CHANGED_MODE if it is in one of the other kind. CoCreateInstance makes an object of a class that the layer
-// knows (win32/device.h, win32/dialog.h); CO_E_NOTINITIALIZED on a thread outside of every apartment while no thread is in the
-// multithreaded one, REGDB_E_CLASSNOTREG for an unknown class. Memory that an operation hands out is given back by
-// CoTaskMemFree, which takes null.
+// knows (win32/device.h, win32/dialog.h); CO_E_NOTINITIALIZED on a thread outside of every apartment while no thread is
+// in the multithreaded one, REGDB_E_CLASSNOTREG for an unknown class. Memory that an operation hands out is given back
+// by CoTaskMemFree, which takes null.
 #pragma once
 
 #include "win32/error.h"
