@@ -130,7 +130,9 @@ TEST_F(PlatformSystemTest, ReachesTheSuitesWindows) {
                                   "auto-restarted"}));
     std::vector<std::pair<HWND, UINT>> posted;
     for (MSG message{}; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE;) {
-        posted.emplace_back(message.hwnd, message.message);
+        if (message.hwnd != nullptr) {
+            posted.emplace_back(message.hwnd, message.message);
+        }
     }
     EXPECT_EQ(posted, (std::vector<std::pair<HWND, UINT>>{
                           {main, WM_CLOSE}, {agent, agent::AGENT_MSG_RESTART_APPLICATION}, {main, WM_CLOSE}}));
