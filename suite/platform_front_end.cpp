@@ -275,6 +275,7 @@ const std::map<std::string, Verb>& verbs() {
               c.platform.checkPermissions(0, 0, c.wide(0), nullptr, 1);
               pick(c, [&](const auto& h) { c.platform.checkPermissions(0, 0, c.wide(0), h, 1); });
           }}},
+        {"window", {"", adoptMainWindow}},
         {"restart", {"", [](const Call& c) { adoptMainWindow(c), c.platform.restartZelmoDockset(); }}},
         {"exit", {"", [](const Call& c) { adoptMainWindow(c), c.platform.exitZelmoDockset(); }}},
         {"engine-path", {"", [](const Call& c) { c.out.set("path", base::narrow(c.platform.getUEInstallPath())); }}},
