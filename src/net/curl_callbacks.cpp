@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "net/http_request.h"
 #include "net/pinning.h"
@@ -31,6 +33,12 @@ void storeHeader(std::string_view line, HttpHeaders& headers) {
     if (!name.empty() && !value.empty()) {
         headers.insert_or_assign(std::string(name), std::string(value));
     }
+}
+
+// The answer to a CONNECT comes before there is a response code; it isn't the server's.
+bool isOfProxy(const HTTPReqInfo& request) {
+    long code = 0;
+    return curl_easy_getinfo(request.curlHandle, CURLINFO_RESPONSE_CODE, &code) == CURLE_OK && code == 0;
 }
 
 // An interim 100 isn't the answer's status, nor is the 0 that libcurl gives for a proxy's answer to CONNECT.
@@ -69,10 +77,12 @@ std::size_t onReadBody(char* buffer, std::size_t size, std::size_t count, void* 
 
 std::size_t onWriteBody(char* bytes, std::size_t size, std::size_t count, void* record) {
     HTTPReqInfo& request = requestOf(record);
-    {
+    try {
         const std::lock_guard lock(request.mutex);
         request.responseStarted = true;
         request.responseBody.insert(request.responseBody.end(), bytes, bytes + size * count);
+    } catch (const std::bad_alloc&) {
+        return 0;  // ends the transfer
     }
     request.changed.notify_all();
     if (request.bodyArrived) {
@@ -85,6 +95,10 @@ std::size_t onHeaderLine(char* line, std::size_t size, std::size_t count, void* 
     HTTPReqInfo& request = requestOf(record);
     {
         const std::lock_guard lock(request.mutex);
+        const bool wasOfProxy = std::exchange(request.headersOfProxy, isOfProxy(request));
+        if (wasOfProxy && !request.headersOfProxy) {
+            request.responseHeaders.clear();
+        }
         storeHeader({line, size * count}, request.responseHeaders);
         noteStatus(request);
     }
@@ -94,7 +108,8 @@ std::size_t onHeaderLine(char* line, std::size_t size, std::size_t count, void* 
 
 int onProgress(void* record, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     HTTPReqInfo& request = requestOf(record);
-    if (request.cancelFlag == nullptr || (request.cancelFlag->load() & 1U) == 0) {
+    const bool isCancelled = request.cancelFlag != nullptr && (request.cancelFlag->load() & 1U) != 0;
+    if (!isCancelled && (!request.goesOn || request.goesOn(request))) {
         return 0;
     }
     request.changed.notify_all();

@@ -31,6 +31,7 @@ struct HTTPReqInfo {
     CURL* curlHandle = nullptr;                // while the transport has one
     Bytes responseBody;                        // what has arrived and wasn't taken
     HttpHeaders responseHeaders;               // of equal names the later line
+    bool headersOfProxy = false;               // they are a proxy's answer to CONNECT, and go when the server's come
     const std::uint8_t* uploadData = nullptr;  // not owned
     std::size_t uploadSize = 0;
     std::size_t uploadPosition = 0;
@@ -48,6 +49,8 @@ struct HTTPReqInfo {
     std::string chainIssuer;   // the first common name of an issuer
     // Called without the mutex after each block of the body, on the request's thread; must not throw. May be empty.
     std::function<void(HTTPReqInfo&)> bodyArrived;
+    // Called the same way about every second, whether or not anything arrives; false ends the transfer. May be empty.
+    std::function<bool(HTTPReqInfo&)> goesOn;
     std::mutex mutex;
     std::condition_variable changed;  // notified after each step of the transfer and at its end
 };

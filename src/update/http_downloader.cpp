@@ -47,10 +47,18 @@ bool HttpDownloader::fetch(const std::string& url, Bytes& bytes, const ProgressC
     HTTPReqInfo record;
     record.cancelFlag = &cancelWord_;
     record.bodyArrived = [&](HTTPReqInfo& request) { onBody(request, callback); };
+    record.goesOn = [this](HTTPReqInfo& request) { return isMoving(request); };
+    spanBegin_ = std::chrono::steady_clock::now();
+    spanSize_ = 0;
+    stalled_ = false;
     const std::int32_t status = performHttpRequest("GET", url, {}, {}, record);
     const std::lock_guard lock(record.mutex);
     if (record.responseBody.size() > limit_ || (cancelWord_ != 0 && !cancelled_)) {
         log("More than " + std::to_string(limit_) + " bytes come from " + url);
+        return false;
+    }
+    if (stalled_) {
+        log("Next to nothing comes from " + url);
         return false;
     }
     if (status != 200 || !record.pinMatched) {
@@ -71,14 +79,27 @@ void HttpDownloader::onBody(HTTPReqInfo& record, const ProgressCallback& callbac
         total = announcedLength(record);
         try {
             record.responseBody.reserve(std::min(total, limit_));
-        } catch (const std::bad_alloc&) {
-            cancelWord_ = 1;
+        } catch (const std::bad_alloc&) {  // the body itself may still find room
         }
     }
     if (std::max(done, total) > limit_) {
         cancelWord_ = 1;
     }
     callback(done, total, InProgress);
+}
+
+// A server that holds the line without sending would hold up every later check.
+bool HttpDownloader::isMoving(HTTPReqInfo& record) {
+    constexpr std::size_t leastOfASpan = 1'024;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - spanBegin_ < patience_) {
+        return true;
+    }
+    const std::lock_guard lock(record.mutex);
+    stalled_ = record.responseBody.size() < spanSize_ + leastOfASpan;
+    spanBegin_ = now;
+    spanSize_ = record.responseBody.size();
+    return !stalled_;
 }
 
 }  // namespace base

@@ -147,7 +147,8 @@ DownloadedVersion LauncherWin::getDownloadedVersion() {
         log("Failed to open version info file.");
         return none;
     }
-    const auto bytes = data::readWholeFile(*file);
+    constexpr std::uint64_t longestRecord = 65'536;
+    const auto bytes = file->size() > longestRecord ? std::vector<std::uint8_t>() : data::readWholeFile(*file);
     const data::Value record = data::parseJson(bytes.data(), bytes.size());
     if (!record.hasString("version") || !record.hasString("eulaVersion")) {
         log("Failed to read json");

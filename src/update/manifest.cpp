@@ -87,6 +87,12 @@ std::optional<Bytes> readManifestKey(const boost::filesystem::path& path) {
 }
 
 Bytes signedBytes(const Bytes& manifest) {
+    std::size_t ignored = 0;
+    return signedBytes(manifest, ignored);
+}
+
+Bytes signedBytes(const Bytes& manifest, std::size_t& signatures) {
+    signatures = 0;
     const std::string_view text(reinterpret_cast<const char*>(manifest.data()), manifest.size());
     Bytes rest;
     rest.reserve(text.size());
@@ -102,6 +108,7 @@ Bytes signedBytes(const Bytes& manifest) {
             element = text.find(opening, element + 1);
             continue;
         }
+        ++signatures;
         keepUntil(text.substr(0, element).find_last_not_of(" \t") + 1);
         done = end;
         element = text.find(opening, done);
@@ -126,8 +133,11 @@ bool verifyManifest(const Bytes& bytes, const Bytes& key, const ProgressCallback
         return false;
     };
     const Value manifest = bytes.empty() ? Value(ValueType::Null) : data::parseXml(bytes.data(), bytes.size());
-    const std::string& signature = manifest.find("manifest", "manifest-signature").text;
-    if (!verifySignature(signedBytes(bytes), Bytes(signature.begin(), signature.end()), key)) {
+    std::size_t signatures = 0;
+    const Bytes covered = signedBytes(bytes, signatures);
+    // A further element, anywhere in the document, is a place that no signature covers.
+    const std::string signature = signatures > 1 ? "" : manifest.find("manifest", "manifest-signature").text;
+    if (!verifySignature(covered, Bytes(signature.begin(), signature.end()), key)) {
         log("Failed to verify Zelmo Dockset manifest");
         return report(VerificationFailed);
     }

@@ -22,6 +22,8 @@ std::optional<Bytes> readManifestKey(const boost::filesystem::path& file);
 //   [ \t]*<manifest-signature>[^<]*</manifest-signature>[ \t]*\n
 // in time and memory that are linear in the text, which no attacker has to sign.
 Bytes signedBytes(const Bytes& manifest);
+// The same, and how many elements were removed.
+Bytes signedBytes(const Bytes& manifest, std::size_t& signatures);
 
 // True if the signature holds and the manifest has this suite's application with all its required members, which is
 // then copied to `application`. Otherwise the failure is logged, and the callback has had its final call. The key is

@@ -1,6 +1,7 @@
 #include "update/update_handler.h"
 
 #include <algorithm>
+#include <exception>
 #include <future>
 
 #include "base/log_receiver.h"
@@ -58,7 +59,11 @@ UpdateHandler::~UpdateHandler() {
 
 void UpdateHandler::enqueue(WorkQueue::Job job) {
     queue_.enqueue([job = std::move(job)] {
-        job();
+        try {
+            job();
+        } catch (const std::exception& error) {
+            log(std::string("An update job failed: ") + error.what());
+        }
         emptyWorkingSet();
     });
 }
@@ -100,7 +105,8 @@ void UpdateHandler::takeManifest(const Value& application) {
     log("Current version is " + versionToText(current));
     log("Newest version is " + versionToText(newest));
     log(isNewer ? "Update available" : "Up to date.");
-    isOffered_ = isNewer && !replay;
+    isReplay_ = replay;
+    isOffered_ = replay ? isOffered_ : isNewer;
     recordForced(application, current, replay);
     if (replay) {
         log("The manifest is older than one seen before, of version " + versionToText(highestSeen_));
@@ -141,7 +147,7 @@ UpdateOffer UpdateHandler::offer() {
     if (stored.valid && compareVersions(stored.version, parseVersion(suiteVersion)) <= 0) {
         means_.launcher->deleteDownloadedVersion();
     }
-    if (!isOffered_) {
+    if (!isOffered_ || isReplay_) {
         return UpdateOffer::None;
     }
     onDisk_ = stored.valid && compareVersions(stored.version, newestVersion_) == 0 &&

@@ -96,7 +96,8 @@ private:
     Version eulaVersion_;
     std::string installerUrl_;
     std::string installerSignature_;
-    bool isOffered_ = false;
+    bool isOffered_ = false;  // what the fields tell of
+    bool isReplay_ = false;   // the last manifest, of which no field tells
     Version highestSeen_;
     std::optional<Installer> verified_;  // the last one that this run has put or found on the disk
     bool onDisk_ = false;                // and it was still there at the last look

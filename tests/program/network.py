@@ -82,7 +82,7 @@ class Network:
         address = f"127.0.1.{len(self._servers) + 1}"
         chain, key = chain_and_key
         self._servers.append(f"""server {{
-            listen {address}:443 ssl; ssl_certificate {chain}; ssl_certificate_key {key};
+            listen {address}:443 ssl http2; ssl_certificate {chain}; ssl_certificate_key {key};
             root {self.files}; {options} }}""")
         return address
 

@@ -181,6 +181,15 @@ class NetworkTest(unittest.TestCase):
             with self.subTest(name):
                 self.assertIn(SERVERS, self.case(name).pass_lines(AGAIN_IN_A_DAY))
         self.assertGreaterEqual(self.network.proxied(), 6)
+        again = self.case("manual proxy")
+        self.assertEqual(again.agent.stop(), 0)
+        unchanged = self._unchanged()
+        again.start()
+        again.pass_lines(AGAIN_IN_A_DAY)
+        wait_for("answers that nothing has changed, through the proxy", lambda: self._unchanged() >= unchanged + 2)
+
+    def _unchanged(self):
+        return sum(" 304 " in line for line in self.network.requests())
 
     def test_a_dead_proxy_fails_and_none_means_none(self):
         self.assertIn(FAILED, self.case("dead proxy").pass_lines(AGAIN_IN_AN_HOUR))

@@ -116,6 +116,14 @@ TEST_F(HttpDownloaderTest, TakesNoMoreThanItsLimit) {
     EXPECT_EQ(download(pinned("/ok"), downloader), base::Success) << "the next one begins afresh";
 }
 
+TEST_F(HttpDownloaderTest, GivesAServerUpThatSendsNextToNothing) {
+    for (const char* const path : {"/drip", "/silent"}) {
+        HttpDownloader downloader(limit, std::chrono::milliseconds(500));
+        EXPECT_EQ(download(pinned(path), downloader), base::DownloadFailed);
+        EXPECT_EQ(log_.take().back(), "autoupdate Next to nothing comes from " + pinned(path));
+    }
+}
+
 TEST_F(HttpDownloaderTest, EndsWithinTwoSecondsWhenCancelled) {
     for (const char* const path : {"/drip", "/silent"}) {
         HttpDownloader downloader(limit);

@@ -139,6 +139,8 @@ TEST_F(ManifestTest, AttacksOnTheSignatureFail) {
         {"a blank line before the signature", altered("  <manifest-signature>", "\n  <manifest-signature>")},
         {"line ends", altered("</manifest-signature>\n", "</manifest-signature>\r\n")},
         {"two signatures", with(signatureLine(signature) + signatureLine(signature))},
+        {"a second element where the agent looks",
+         altered("</version>\n", "<manifest-signature>x</manifest-signature>\n</version>\n")},
         {"100 KB in the signature", with(signatureLine(signature + std::string(100'000, 'A')))},
         {"100 KB before the signature", with(signatureLine(std::string(100'000, 'A') + signature))},
         {"trailing data", good() + "<!-- more -->\n"},
