@@ -44,7 +44,7 @@ int main(int argc, char** argv) {
         Sleep(INFINITE);
     }
     const char* const chosen = std::getenv("ZELMO_DOCKSET_ENGINE_EXIT");
-    const int exitCode = chosen == nullptr ? 0 : std::atoi(chosen);
+    const auto exitCode = static_cast<int>(chosen == nullptr ? 0 : std::strtol(chosen, nullptr, 10));
     if (exitCode != 0) {
         return exitCode;
     }

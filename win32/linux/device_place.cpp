@@ -50,7 +50,7 @@ std::string devicePlace(const std::string& name) {
     for (const std::string& folder : {variable("XDG_RUNTIME_DIR") + "/gvfs", "/run/media/" + user, "/media/" + user}) {
         for (const std::string& entry : entriesOf(folder)) {
             if (!wanted.empty() && folded(entry).find(wanted) != std::string::npos) {
-                return folder + "/" + entry;
+                return std::string(folder).append("/").append(entry);
             }
         }
     }

@@ -2,7 +2,7 @@
 #include <dirent.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 #include <memory>
 #include <string>
 
@@ -37,7 +37,7 @@ struct Supplies {
             hasBattery = true;
             isDischarging |= wordOf(supply + "/status") == "Discharging";
             const std::string percent = wordOf(supply + "/capacity");
-            charge = percent.empty() ? charge : std::atoi(percent.c_str());
+            std::from_chars(percent.data(), percent.data() + percent.size(), charge);
         }
     }
 

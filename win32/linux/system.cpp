@@ -46,19 +46,17 @@ GEOID WINAPI GetUserGeoID(GEOCLASS /*geoClass*/) { return GEOID_NOT_AVAILABLE; }
 BOOL WINAPI GetVersionExA(OSVERSIONINFOA* version) {
     WIN32_MAY_FAIL("GetVersionExA", FALSE);
     utsname kernel{};
-    unsigned major = 0;
-    unsigned minor = 0;
-    unsigned patch = 0;
-    if (version->dwOSVersionInfoSize != sizeof(OSVERSIONINFOEXA) || uname(&kernel) != 0 ||
-        std::sscanf(kernel.release, "%u.%u.%u", &major, &minor, &patch) < 2) {
+    if (version->dwOSVersionInfoSize != sizeof(OSVERSIONINFOEXA) || uname(&kernel) != 0) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
     OSVERSIONINFOEXA result{};
     result.dwOSVersionInfoSize = sizeof result;
-    result.dwMajorVersion = major;
-    result.dwMinorVersion = minor;
-    result.dwBuildNumber = patch;
+    char* rest = kernel.release;
+    for (DWORD* const number : {&result.dwMajorVersion, &result.dwMinorVersion, &result.dwBuildNumber}) {
+        *number = static_cast<DWORD>(std::strtoul(rest, &rest, 10));
+        rest += *rest == '.' ? 1 : 0;
+    }
     result.wProductType = VER_NT_WORKSTATION;
     std::memcpy(version, &result, sizeof result);
     return TRUE;
