@@ -58,7 +58,8 @@ const char* openAnywhere(const UEKey& key, OpenKey& opened) {
 WideString expanded(const WideString& text) {
     WideString result(bufferSize, WCHAR{});
     const DWORD length = ExpandEnvironmentStringsW(text.c_str(), result.data(), static_cast<DWORD>(bufferSize));
-    return length == 0 || length > bufferSize ? WideString() : WideString(result.data());
+    result.resize(length == 0 || length > bufferSize ? 0 : length - 1);
+    return result;
 }
 
 // None, and logged, if the query failed; empty for a value that is no text.
