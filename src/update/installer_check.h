@@ -39,4 +39,8 @@ private:
 // there is no such file or somebody has it open for writing.
 FileHandle holdFile(const boost::filesystem::path& path);
 
+// Whether the file at the path is one that somebody holds in this way: another one that was put in its place isn't.
+// Never so on a file system that keeps nobody from anything.
+bool isHeldFile(const boost::filesystem::path& path);
+
 }  // namespace base

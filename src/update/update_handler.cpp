@@ -219,9 +219,10 @@ bool UpdateHandler::store(const Bytes& installer) {
 }
 
 void UpdateHandler::installUpdate(const UpdateCallback& callback) {
-    // Held until it runs, so that nobody puts another one in its place.
+    // Held until it runs, so that nobody changes it. Where a system lets it be replaced all the same, that is seen.
     const FileHandle held = verified_ ? holdFile(installerPath()) : FileHandle();
-    if (verified_ && !isKnownInstaller(held)) {
+    const bool canTell = isHeldFile(installerPath());
+    if (verified_ && (!isKnownInstaller(held) || (canTell && !isHeldFile(installerPath())))) {
         refuseToInstall(callback);
         return;
     }

@@ -309,6 +309,19 @@ TEST_F(UpdateHandlerTest, WhatChangedOnTheDiskIsntStartedButFetchedAnew) {
 
 // Whatever stands in the files' places: nothing is started or offered as fetched that isn't, nothing outside is
 // written.
+TEST_F(UpdateHandlerTest, SeesThatAHeldInstallerWasReplaced) {
+    const auto path = updates() / "zdsetup.exe";
+    EXPECT_EQ(offerOf(release("2.19", installer)), UpdateOffer::Available);
+    EXPECT_FALSE(base::isHeldFile(path));
+    const auto held = base::holdFile(path);
+    EXPECT_TRUE(base::isHeldFile(path));
+    std::ofstream((updates() / "other").string()) << "evil";
+    boost::filesystem::rename(updates() / "other", path);
+    EXPECT_FALSE(base::isHeldFile(path));
+    boost::filesystem::remove(path);
+    EXPECT_FALSE(base::isHeldFile(path));
+}
+
 TEST_F(UpdateHandlerTest, OddFilesDoNoHarm) {
     namespace fs = boost::filesystem;
     const fs::path outside = session_.path() / "outside";
