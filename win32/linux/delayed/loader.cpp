@@ -81,7 +81,8 @@ CURLcode curl_global_init(long flags) {
 __attribute__((visibility("hidden"))) std::array<std::atomic<void*>, std::size(functions)> delayedTargets{};
 
 __attribute__((visibility("hidden"))) void* findDelayed(unsigned index) {
-    void* const found = find<void>(handleOf(functions[index].library), functions[index].name);
+    const Function& function = functions[index];
+    void* const found = find<void>(handleOf(function.library), function.name);
     void* const target = found != nullptr ? found : reinterpret_cast<void*>(giveNull);
     delayedTargets[index] = target;
     return target;
