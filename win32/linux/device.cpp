@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -13,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "linux/com_object.h"
 #include "linux/handle.h"
 #include "linux/portable_device_manager.h"
 #include "linux/portable_devices.h"
@@ -48,6 +48,7 @@ public:
 
 private:
     std::mutex mutex_;
+
     std::vector<PortableDevice> devices_;
 };
 
@@ -86,6 +87,7 @@ public:
     const std::vector<PortableDevice>& devices() const { return devices_; }
 
 private:
+
     std::vector<PortableDevice> devices_;
 };
 
@@ -95,28 +97,8 @@ LPWSTR copyForCaller(const WideString& text) {
     return memory == nullptr ? nullptr : static_cast<LPWSTR>(std::memcpy(memory, text.c_str(), bytes));
 }
 
-class PortableDeviceManager final : public IPortableDeviceManager {
+class PortableDeviceManager final : public ComObject<IPortableDeviceManager, IID_IPortableDeviceManager> {
 public:
-    HRESULT QueryInterface(REFIID interfaceId, void** object) override {
-        if (!(interfaceId == IID_IUnknown) && !(interfaceId == IID_IPortableDeviceManager)) {
-            *object = nullptr;
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        *object = static_cast<IPortableDeviceManager*>(this);
-        return S_OK;
-    }
-
-    ULONG AddRef() override { return ++references_; }
-
-    ULONG Release() override {
-        const ULONG left = --references_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
-
     HRESULT GetDevices(LPWSTR* deviceIds, DWORD* count) override {
         WIN32_MAY_RETURN("IPortableDeviceManager::GetDevices", HRESULT);
         std::vector<PortableDevice> devices;
@@ -153,7 +135,6 @@ private:
         return all ? S_OK : S_FALSE;
     }
 
-    std::atomic<ULONG> references_{1};
     std::vector<PortableDevice> devices_;  // between the call that counts and the one that fills
 };
 
