@@ -87,7 +87,6 @@ public:
     const std::vector<PortableDevice>& devices() const { return devices_; }
 
 private:
-
     std::vector<PortableDevice> devices_;
 };
 
