@@ -248,20 +248,21 @@ BusMenu::BusMenu(sd_bus* bus)
       })) {}
 
 void BusMenu::show(std::vector<ShownItem> items, std::function<void(UINT)> choose) {
-    items_ = std::move(items);
     choose_ = std::move(choose);
-    publish();
-    answerWaiting(true);
+    answerWaiting(publish(std::move(items)));
 }
 
-void BusMenu::offer(std::vector<ShownItem> items) {
+void BusMenu::offer(std::vector<ShownItem> items) { publish(std::move(items)); }
+
+bool BusMenu::publish(std::vector<ShownItem> items) {
+    // A panel that is told to fetch what it shows already may empty the open menu on the way, which closes it.
+    if (items == items_) {
+        return false;
+    }
     items_ = std::move(items);
-    publish();
-}
-
-void BusMenu::publish() {
     ++revision_;
     sd_bus_emit_signal(bus_, path, interface, "LayoutUpdated", "ui", revision_, rootId);
+    return true;
 }
 
 void BusMenu::pump() {

@@ -28,7 +28,8 @@ private:
 
     // Asks the program for the menu; `request` is answered when the program has heard of it.
     int askProgram(sd_bus_message* request);
-    void publish();
+    // False, and nothing is sent, when panels have these items already.
+    bool publish(std::vector<ShownItem> items);
     void answerWaiting(bool hasChanged);
     const ShownItem* find(int id) const;
     int itemEvent(int id, const std::string& event);

@@ -31,6 +31,8 @@ struct ShownItem {
     UINT id = 0;
     bool isSeparator = false;
     std::string text;  // with '&' before its access key
+
+    bool operator==(const ShownItem&) const = default;
 };
 
 struct ShownWindow {
