@@ -195,6 +195,12 @@ class Desktop:
         found = self.output(["xdotool", "search", "--onlyvisible", "--name", f"^{name}$"])
         return found.split()
 
+    def mapped_windows(self):
+        """All windows on the screen, those without a title and the menus of panels too."""
+        tree = self.output(["xwininfo", "-root", "-tree"])
+        windows = re.findall(r"^\s+(0x[0-9a-f]+) ", tree, re.MULTILINE)
+        return {window for window in windows if "IsViewable" in self.output(["xwininfo", "-id", window])}
+
     def window_rectangle(self, window):
         text = self.output(["xwininfo", "-id", window])
         fields = [re.search(rf"{label}:\s+(-?\d+)", text) for label in
@@ -203,6 +209,14 @@ class Desktop:
 
     def xdotool(self, *arguments):
         subprocess.run(["xdotool", *map(str, arguments)], env=self.environment, check=True)
+
+    def focus(self, find):
+        """Gives the keyboard to the window that find() gives, anew while that window goes as it is asked for."""
+        def focused():
+            window = find()
+            command = ["xdotool", "windowfocus", "--sync", window]
+            return window if subprocess.run(command, env=self.environment, check=False).returncode == 0 else None
+        return wait_for("the focus", focused)
 
     def screenshot(self, path):
         path.parent.mkdir(parents=True, exist_ok=True)

@@ -114,10 +114,17 @@ class Face(unittest.TestCase):
     def test_by_the_mouse(self):
         desktop, agent, item = self.running()
         x, y = self.find_icon(desktop, item)
+        before = desktop.mapped_windows()
         desktop.xdotool("mousemove", x, y, "click", 3)
+        menu = wait_for("the panel's menu", lambda: desktop.mapped_windows() - before)
         # The first entry by keys: places inside of a menu differ from panel to panel.
-        time.sleep(0.7)
-        desktop.xdotool("key", "Down", "Return")
+        # A menu takes the keyboard some time after it is on the screen; what comes earlier is lost.
+
+        def choose_first():
+            desktop.xdotool("key", "Down", "Return")
+            time.sleep(0.5)
+            return not desktop.mapped_windows() & menu
+        wait_for("the menu closed", choose_first)
         agent.wait_for_line(LAUNCH)
         desktop.xdotool("mousemove", x, y, "click", "--repeat", 2, "--delay", 80, 1)
         agent.wait_for_line(LAUNCH, 2)

@@ -306,10 +306,10 @@ class PickerTest(PlatformTest):
             wait_for(program, lambda: self.desktop.has_name(name), 30)
 
     def dialog(self, title, *arguments, **extra):
+        wait_for("the dialog before gone", lambda: not self.desktop.windows(title))
         process = self.begin(*arguments, **self.desktop.for_agent, **extra)
-        window = wait_for(f"the dialog {title}", lambda: self.desktop.windows(title), 30)[0]
-        self.desktop.xdotool("windowfocus", "--sync", window)
-        return process, window
+        self.desktop.focus(lambda: wait_for(f"the dialog {title}", lambda: self.desktop.windows(title), 30)[0])
+        return process
 
     def enter(self, path):
         """Types a path into the dialog, which opens its field for that at the first stroke."""
@@ -324,7 +324,7 @@ class PickerTest(PlatformTest):
         folder.mkdir()
         backup = self.home.path / "phone.dbk"
         backup.write_text("backup")
-        process, _ = self.dialog("Seleziona la cartella di esportazione", "pick-folder", folder, 1, "state",
+        process = self.dialog("Seleziona la cartella di esportazione", "pick-folder", folder, 1, "state",
                                  LANGUAGE="it", LANG="it_IT.UTF-8")
         if "SUITE_PICTURES" in os.environ:
             time.sleep(1)
@@ -332,18 +332,18 @@ class PickerTest(PlatformTest):
                            env=self.desktop.environment, check=False)
         self.enter(folder)
         self.assertEqual(self.path_of(self.finish(process)[0]), str(folder))
-        process, _ = self.dialog("Select an iTunes backup location", "pick-folder", folder, 0, "state")
+        process = self.dialog("Select an iTunes backup location", "pick-folder", folder, 0, "state")
         self.desktop.xdotool("key", "Escape")
         self.assertEqual(self.finish(process)[0]["result"], {"hasDirPath": False, "returnToState": "state"})
-        process, _ = self.dialog("Select file", "pick-file", folder, "dbk")
+        process = self.dialog("Select file", "pick-file", folder, "dbk")
         self.enter(backup)
         self.assertEqual(self.path_of(self.finish(process)[0]), str(backup))
-        process, _ = self.dialog("Select file", "pick-file", folder, "")
+        process = self.dialog("Select file", "pick-file", folder, "")
         self.desktop.xdotool("key", "Escape")
         self.assertEqual(self.finish(process)[0], {})
 
     def test_ends_when_the_portal_goes(self):
-        process, _ = self.dialog("Select export folder", "pick-folder", self.home.path, 1, "state")
+        process = self.dialog("Select export folder", "pick-folder", self.home.path, 1, "state")
         self.desktop.kill("xdg-desktop-portal")
         self.assertEqual(self.finish(process)[0]["result"], {"hasDirPath": False})
 
