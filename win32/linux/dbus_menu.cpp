@@ -249,25 +249,22 @@ BusMenu::BusMenu(sd_bus* bus)
 
 void BusMenu::show(std::vector<ShownItem> items, std::function<void(UINT)> choose) {
     choose_ = std::move(choose);
-    answerWaiting(publish(std::move(items)));
+    offer(std::move(items));
+    answerWaiting();
 }
 
-void BusMenu::offer(std::vector<ShownItem> items) { publish(std::move(items)); }
-
-bool BusMenu::publish(std::vector<ShownItem> items) {
+void BusMenu::offer(std::vector<ShownItem> items) {
     // A panel that is told to fetch what it shows already may empty the open menu on the way, which closes it.
-    if (items == items_) {
-        return false;
+    if (items != items_) {
+        items_ = std::move(items);
+        ++revision_;
+        sd_bus_emit_signal(bus_, path, interface, "LayoutUpdated", "ui", revision_, rootId);
     }
-    items_ = std::move(items);
-    ++revision_;
-    sd_bus_emit_signal(bus_, path, interface, "LayoutUpdated", "ui", revision_, rootId);
-    return true;
 }
 
 void BusMenu::pump() {
     if (!waiting_.empty() && !isIconEventWaiting(WM_CONTEXTMENU)) {
-        answerWaiting(false);
+        answerWaiting();
     }
 }
 
@@ -277,13 +274,13 @@ int BusMenu::askProgram(sd_bus_message* request) {
         answerAboutToShow(request, false);
         return 1;
     }
-    waiting_.emplace_back(sd_bus_message_ref(request));
+    waiting_.push_back({BusMessage(sd_bus_message_ref(request)), revision_});
     return 1;
 }
 
-void BusMenu::answerWaiting(bool hasChanged) {
-    for (const BusMessage& request : std::exchange(waiting_, {})) {
-        answerAboutToShow(request.get(), hasChanged);
+void BusMenu::answerWaiting() {
+    for (const Waiting& each : std::exchange(waiting_, {})) {
+        answerAboutToShow(each.request.get(), each.revision != revision_);
     }
 }
 

@@ -26,16 +26,20 @@ public:
 private:
     friend struct BusMenuCalls;
 
+    // A panel's question whether the menu has changed, and the revision that the panel could know.
+    struct Waiting {
+        BusMessage request;
+        unsigned revision;
+    };
+
     // Asks the program for the menu; `request` is answered when the program has heard of it.
     int askProgram(sd_bus_message* request);
-    // False, and nothing is sent, when panels have these items already.
-    bool publish(std::vector<ShownItem> items);
-    void answerWaiting(bool hasChanged);
+    void answerWaiting();
     const ShownItem* find(int id) const;
     int itemEvent(int id, const std::string& event);
 
     sd_bus* bus_;
-    std::vector<BusMessage> waiting_;
+    std::vector<Waiting> waiting_;
     std::vector<ShownItem> items_;
     std::function<void(UINT)> choose_;
     unsigned revision_ = 1;
