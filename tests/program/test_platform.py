@@ -311,10 +311,18 @@ class PickerTest(PlatformTest):
         self.desktop.focus(lambda: wait_for(f"the dialog {title}", lambda: self.desktop.windows(title), 30)[0])
         return process
 
-    def enter(self, path):
-        """Types a path into the dialog, which opens its field for that at the first stroke."""
-        self.desktop.xdotool("type", "--delay", "30", str(path))
-        self.desktop.xdotool("key", "Return")
+    def answer(self, title, *keys, text=""):
+        """Gives a path, if any, and keys to the dialog until it goes; a busy one loses the first."""
+        def closed():
+            if text:
+                self.desktop.xdotool("key", "ctrl+a")
+                self.desktop.xdotool("type", "--delay", "30", text)
+            self.desktop.xdotool("key", *keys)
+            try:
+                return wait_for("the dialog closed", lambda: not self.desktop.windows(title), 5)
+            except AssertionError:
+                return False
+        wait_for("the dialog answered", closed, 30)
 
     def path_of(self, told):
         return bytes.fromhex(told["result"]["pathBytes"]).decode("utf-16-le")
@@ -324,22 +332,23 @@ class PickerTest(PlatformTest):
         folder.mkdir()
         backup = self.home.path / "phone.dbk"
         backup.write_text("backup")
-        process = self.dialog("Seleziona la cartella di esportazione", "pick-folder", folder, 1, "state",
-                                 LANGUAGE="it", LANG="it_IT.UTF-8")
+        title = "Seleziona la cartella di esportazione"
+        process = self.dialog(title, "pick-folder", folder, 1, "state", LANGUAGE="it", LANG="it_IT.UTF-8")
         if "SUITE_PICTURES" in os.environ:
             time.sleep(1)
             subprocess.run(["scrot", "-o", f"{os.environ['SUITE_PICTURES']}/folder-dialog.png"],
                            env=self.desktop.environment, check=False)
-        self.enter(folder)
+        self.answer(title, "Return", text=str(folder))
         self.assertEqual(self.path_of(self.finish(process)[0]), str(folder))
-        process = self.dialog("Select an iTunes backup location", "pick-folder", folder, 0, "state")
-        self.desktop.xdotool("key", "Escape")
+        title = "Select an iTunes backup location"
+        process = self.dialog(title, "pick-folder", folder, 0, "state")
+        self.answer(title, "Escape")
         self.assertEqual(self.finish(process)[0]["result"], {"hasDirPath": False, "returnToState": "state"})
         process = self.dialog("Select file", "pick-file", folder, "dbk")
-        self.enter(backup)
+        self.answer("Select file", "Return", text=str(backup))
         self.assertEqual(self.path_of(self.finish(process)[0]), str(backup))
         process = self.dialog("Select file", "pick-file", folder, "")
-        self.desktop.xdotool("key", "Escape")
+        self.answer("Select file", "Escape")
         self.assertEqual(self.finish(process)[0], {})
 
     def test_ends_when_the_portal_goes(self):
