@@ -144,7 +144,7 @@ std::uint64_t DataFile::writeAt(std::uint64_t offset, const void* bytes, std::ui
         return 0;
     }
     const std::uint64_t end = this->size();
-    const std::uint64_t inside = available(offset, size);
+    const std::uint64_t inside = offset < end ? std::min(size, end - offset) : 0;
     const std::uint64_t tail = extend ? size - inside : 0;
     const std::uint64_t gap = extend && offset > end ? offset - end : 0;
     if (inside != 0 && handle_ != nullptr && seek(offset, FILE_BEGIN)) {

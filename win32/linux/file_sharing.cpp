@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <bit>
 #include <cerrno>
 
 #include "win32/error.h"
@@ -13,53 +14,64 @@ namespace {
 
 constexpr off_t firstLockByte = off_t{1} << 62;
 
-// An access that one holder has and another may deny.
+// An access has one byte for those who hold it and one for those who deny it to others, each a bit of a set here.
 struct Access {
-    bool held;
-    bool denied;
-    off_t heldByte;
-    off_t deniedByte;
+    unsigned held;
+    unsigned denied;
 };
 
-struct flock lockOf(short type, off_t byte) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = byte;
-    lock.l_len = 1;
-    return lock;
+// So ordered that what usual openings lock, and what they look for, lies side by side and takes one call each.
+constexpr Access reading{1U << 4U, 1U << 0U};
+constexpr Access writing{1U << 2U, 1U << 3U};
+constexpr Access deletion{1U << 1U, 1U << 5U};
+
+// Whether `attempt` succeeds for each run of neighbours in the set.
+template <typename Attempt>
+bool allRuns(unsigned set, short type, Attempt attempt) {
+    while (set != 0) {
+        const int first = std::countr_zero(set);
+        const int length = std::countr_one(set >> static_cast<unsigned>(first));
+        struct flock lock {};
+        lock.l_type = type;
+        lock.l_whence = SEEK_SET;
+        lock.l_start = firstLockByte + first;
+        lock.l_len = length;
+        if (!attempt(lock)) {
+            return false;
+        }
+        set &= set + (1U << static_cast<unsigned>(first));
+    }
+    return true;
 }
 
-bool takeLock(int descriptor, off_t byte) {
-    struct flock lock = lockOf(F_RDLCK, byte);
-    return fcntl(descriptor, F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
+bool takeLocks(int descriptor, unsigned set) {
+    return allRuns(set, F_RDLCK, [descriptor](struct flock& lock) {
+        return fcntl(descriptor, F_OFD_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
+    });
 }
 
-// Asking for a lock of the other kind needs no right to write; taking one would.
-bool anotherHolds(int descriptor, off_t byte) {
-    struct flock lock = lockOf(F_WRLCK, byte);
-    return fcntl(descriptor, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-}
-
-bool claimAccess(int descriptor, const Access& access) {
-    return (!access.held || takeLock(descriptor, access.heldByte)) &&
-           (!access.denied || takeLock(descriptor, access.deniedByte)) &&
-           (!access.held || !anotherHolds(descriptor, access.deniedByte)) &&
-           (!access.denied || !anotherHolds(descriptor, access.heldByte));
+// Asking for locks of the other kind needs no right to write; taking them would.
+bool noOtherHolds(int descriptor, unsigned set) {
+    return allRuns(set, F_WRLCK, [descriptor](struct flock& lock) {
+        return fcntl(descriptor, F_OFD_GETLK, &lock) != 0 || lock.l_type == F_UNLCK;
+    });
 }
 
 }  // namespace
 
 bool claimFile(int descriptor, const FileClaim& claim) {
-    const auto accessOf = [&](bool held, DWORD share, off_t index) {
-        const off_t byte = firstLockByte + 2 * index;
-        return Access{held, (claim.sharing & share) == 0, byte, byte + 1};
+    unsigned own = 0;
+    unsigned contrary = 0;
+    const auto add = [&](bool uses, DWORD share, const Access& access) {
+        const bool denies = (claim.sharing & share) == 0;
+        own |= (uses ? access.held : 0) | (denies ? access.denied : 0);
+        contrary |= (uses ? access.denied : 0) | (denies ? access.held : 0);
     };
-    const bool deletesOfOthers = claim.deletes && !claim.besideOwnFile;
-    const Access deletion = accessOf(deletesOfOthers, FILE_SHARE_DELETE, 2);
-    if (claimAccess(descriptor, accessOf((claim.access & GENERIC_READ) != 0, FILE_SHARE_READ, 0)) &&
-        claimAccess(descriptor, accessOf((claim.access & GENERIC_WRITE) != 0, FILE_SHARE_WRITE, 1)) &&
-        claimAccess(descriptor, deletion) && (!claim.deletes || takeLock(descriptor, deletion.heldByte))) {
+    add((claim.access & GENERIC_READ) != 0, FILE_SHARE_READ, reading);
+    add((claim.access & GENERIC_WRITE) != 0, FILE_SHARE_WRITE, writing);
+    add(claim.deletes && !claim.besideOwnFile, FILE_SHARE_DELETE, deletion);
+    own |= claim.deletes ? deletion.held : 0;
+    if (takeLocks(descriptor, own) && noOtherHolds(descriptor, contrary)) {
         return true;
     }
     SetLastError(ERROR_SHARING_VIOLATION);
