@@ -9,9 +9,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -109,6 +111,19 @@ std::optional<std::u16string> readLink(const std::string& directory, HWND window
     return length <= 0 ? std::nullopt : std::optional(toWide({text.data() + 1, static_cast<std::size_t>(length) - 1}));
 }
 
+// Packets are announced by a signal, so that looking for them costs no system call while none comes.
+std::atomic<bool> mayHavePackets = false;
+
+bool announcePackets(int socket) {
+    struct sigaction action {};
+    action.sa_handler = [](int /*number*/) { mayHavePackets = true; };
+    action.sa_flags = SA_RESTART;
+    // This signal ends no program that has no handler for it.
+    const int number = SIGURG;
+    return sigaction(number, &action, nullptr) == 0 && fcntl(socket, F_SETSIG, number) == 0 &&
+           fcntl(socket, F_SETOWN, getpid()) == 0 && fcntl(socket, F_SETFL, O_NONBLOCK | O_ASYNC) == 0;
+}
+
 }  // namespace
 
 HWND windowHandleOf(int process, unsigned index) {
@@ -123,6 +138,8 @@ void WindowLink::open() {
     if (lock) {
         tidy(directory_, getpid());
         socket_ = socketAt(directory_, getpid(), bind);
+        isAnnounced_ = socket_ && announcePackets(socket_.get());
+        mayHavePackets = true;
     }
 }
 
@@ -153,10 +170,15 @@ void WindowLink::withdraw(HWND window) {
 }
 
 std::optional<WindowPacket> WindowLink::receive() const {
+    if (isAnnounced_ && !mayHavePackets.load(std::memory_order_relaxed)) {
+        return std::nullopt;
+    }
+    mayHavePackets = false;  // before the look, or a packet in between would go unnoticed
     WindowPacket packet;
     while (socket_) {
         const ssize_t size = recv(socket_.get(), &packet, sizeof(packet), MSG_DONTWAIT | MSG_TRUNC);
         if (size == static_cast<ssize_t>(sizeof(packet))) {
+            mayHavePackets = true;
             return packet;
         }
         if (size < 0 && errno != EINTR) {

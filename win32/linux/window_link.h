@@ -46,6 +46,7 @@ private:
 
     std::string directory_;
     Descriptor socket_;
+    bool isAnnounced_ = false;
     std::vector<HWND> published_;
 };
 
