@@ -120,6 +120,10 @@ bool announcePackets(int socket) {
     action.sa_flags = SA_RESTART;
     // This signal ends no program that has no handler for it.
     const int number = SIGURG;
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, number);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);  // whoever started this program may have blocked it
     return sigaction(number, &action, nullptr) == 0 && fcntl(socket, F_SETSIG, number) == 0 &&
            fcntl(socket, F_SETOWN, getpid()) == 0 && fcntl(socket, F_SETFL, O_NONBLOCK | O_ASYNC) == 0;
 }
