@@ -35,6 +35,10 @@ std::size_t endOfSignatureLine(std::string_view text, std::size_t element) {
     return end == std::string_view::npos || text[end] != '\n' ? std::string_view::npos : end + 1;
 }
 
+std::string signatureIn(std::string_view element) {
+    return data::parseXml(element.data(), element.size()).find("manifest-signature").text;
+}
+
 bool isThisSuite(const Value& application) {
     return application.hasString("id") && application.find("id").text == suiteName;
 }
@@ -87,12 +91,12 @@ std::optional<Bytes> readManifestKey(const boost::filesystem::path& path) {
 }
 
 Bytes signedBytes(const Bytes& manifest) {
-    std::size_t ignored = 0;
+    std::vector<std::string_view> ignored;
     return signedBytes(manifest, ignored);
 }
 
-Bytes signedBytes(const Bytes& manifest, std::size_t& signatures) {
-    signatures = 0;
+Bytes signedBytes(const Bytes& manifest, std::vector<std::string_view>& elements) {
+    elements.clear();
     const std::string_view text(reinterpret_cast<const char*>(manifest.data()), manifest.size());
     Bytes rest;
     rest.reserve(text.size());
@@ -108,7 +112,7 @@ Bytes signedBytes(const Bytes& manifest, std::size_t& signatures) {
             element = text.find(opening, element + 1);
             continue;
         }
-        ++signatures;
+        elements.push_back(text.substr(element, text.find(closing, element) + closing.size() - element));
         keepUntil(text.substr(0, element).find_last_not_of(" \t") + 1);
         done = end;
         element = text.find(opening, done);
@@ -132,12 +136,18 @@ bool verifyManifest(const Bytes& bytes, const Bytes& key, const ProgressCallback
         callback(1, 0, code);
         return false;
     };
-    const Value manifest = bytes.empty() ? Value(ValueType::Null) : data::parseXml(bytes.data(), bytes.size());
-    std::size_t signatures = 0;
-    const Bytes covered = signedBytes(bytes, signatures);
-    // A further element, anywhere in the document, is a place that no signature covers.
-    const std::string signature = signatures > 1 ? "" : manifest.find("manifest", "manifest-signature").text;
-    if (!verifySignature(covered, Bytes(signature.begin(), signature.end()), key)) {
+    std::vector<std::string_view> elements;
+    const Bytes covered = signedBytes(bytes, elements);
+    const auto holds = [&](const std::string& signature) {
+        return verifySignature(covered, Bytes(signature.begin(), signature.end()), key);
+    };
+    // The whole is parsed only when it has been signed: the parser can be kept busy for long. A further element,
+    // anywhere in the document, would be a place that no signature covers.
+    const std::string signature = elements.size() == 1 ? signatureIn(elements.front()) : "";
+    const bool isSigned = holds(signature);
+    const Value manifest = isSigned ? data::parseXml(bytes.data(), bytes.size()) : Value(ValueType::Null);
+    const std::string& found = manifest.find("manifest", "manifest-signature").text;
+    if (!isSigned || (found != signature && !holds(found))) {
         log("Failed to verify Zelmo Dockset manifest");
         return report(VerificationFailed);
     }

@@ -4,6 +4,8 @@
 
 #include <boost/filesystem/path.hpp>
 #include <optional>
+#include <string_view>
+#include <vector>
 
 #include "net/http_request.h"
 #include "net/result_code.h"
@@ -22,8 +24,8 @@ std::optional<Bytes> readManifestKey(const boost::filesystem::path& file);
 //   [ \t]*<manifest-signature>[^<]*</manifest-signature>[ \t]*\n
 // in time and memory that are linear in the text, which no attacker has to sign.
 Bytes signedBytes(const Bytes& manifest);
-// The same, and how many elements were removed.
-Bytes signedBytes(const Bytes& manifest, std::size_t& signatures);
+// The same, and the elements that were removed, as parts of the manifest.
+Bytes signedBytes(const Bytes& manifest, std::vector<std::string_view>& elements);
 
 // True if the signature holds and the manifest has this suite's application with all its required members, which is
 // then copied to `application`. Otherwise the failure is logged, and the callback has had its final call. The key is

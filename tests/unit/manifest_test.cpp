@@ -123,8 +123,10 @@ TEST_F(ManifestTest, AttacksOnTheSignatureFail) {
         return manifest.replace(manifest.find(from), from.size(), to);
     };
     std::string deep;
-    for (int depth = 0; depth < 100'000; ++depth) {
+    std::string wide;
+    for (int count = 0; count < 100'000; ++count) {
         deep += "<a>";
+        wide += " a" + std::to_string(count) + "=''";
     }
     const std::vector<std::pair<const char*, std::string>> attacks{
         {"no bytes", ""},
@@ -145,15 +147,20 @@ TEST_F(ManifestTest, AttacksOnTheSignatureFail) {
         {"100 KB before the signature", with(signatureLine(std::string(100'000, 'A') + signature))},
         {"trailing data", good() + "<!-- more -->\n"},
         {"a second root", good() + "<manifest/>\n"},
+        {"in a comment",
+         with("<!--\n" + signatureLine(signatureOf(manifestHead + "<!--\n-->\n" + tail, key_)) + "-->\n")},
         {"not at the end of a line", with(signatureLine(signature).substr(0, signature.size() + 43))},
         {"deep nesting", with(signatureLine(signature) + deep)},
+        {"an element with 100,000 attributes", with(signatureLine(signature) + "<a" + wide + "/>\n")},
         {"no document", "\x7f" + good()},
     };
+    const auto begin = std::chrono::steady_clock::now();
     for (const auto& [name, manifest] : attacks) {
         EXPECT_EQ(verify(manifest), base::VerificationFailed) << name;
         EXPECT_EQ(log_.take(), wrongSignature) << name;
         EXPECT_EQ(application_.type, data::ValueType::Null) << name;
     }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5)) << "too long to stop meanwhile";
     // Blanks round the element belong to its line.
     EXPECT_EQ(verify(with(std::string(20'000, ' ') + signatureLine(signature))), base::Success);
 }
