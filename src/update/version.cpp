@@ -29,14 +29,13 @@ std::string versionToText(const Version& version) {
 }
 
 int compareVersions(const Version& a, const Version& b) {
-    for (std::size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
-        const std::int32_t partOfA = i < a.size() ? a[i] : 0;
-        const std::int32_t partOfB = i < b.size() ? b[i] : 0;
-        if (partOfA != partOfB) {
-            return partOfA < partOfB ? -1 : 1;
-        }
+    const auto [endOfA, endOfB] = std::ranges::mismatch(a, b);
+    if (endOfA != a.end() && endOfB != b.end()) {
+        return *endOfA < *endOfB ? -1 : 1;
     }
-    return 0;
+    const auto isPart = [](std::int32_t part) { return part != 0; };
+    return static_cast<int>(std::any_of(endOfA, a.end(), isPart)) -
+           static_cast<int>(std::any_of(endOfB, b.end(), isPart));
 }
 
 }  // namespace base

@@ -7,7 +7,7 @@
 
 namespace base {
 
-// The parts, most significant first. A missing part counts as 0.
+// The parts, most significant first.
 using Version = std::vector<std::int32_t>;
 
 // Each piece between full stops as a decimal number, by the rules of strtol; one without digits or out of range is 0,
@@ -16,7 +16,8 @@ Version parseVersion(const std::string& text);
 
 std::string versionToText(const Version& version);
 
-// Negative, 0 or positive as `a` is lower than, equal to or greater than `b`.
+// Negative, 0 or positive as `a` is lower than, equal to or greater than `b`. A missing part counts as 0, so that of
+// two that begin alike the one that goes on with any other part, even a negative one, is the greater.
 int compareVersions(const Version& a, const Version& b);
 
 }  // namespace base

@@ -26,7 +26,9 @@ TEST(Version, IsReadAndWritten) {
 TEST(Version, IsComparedPartByPart) {
     EXPECT_EQ(base::compareVersions({2, 1}, {2, 1, 0, 0}), 0);
     EXPECT_GT(base::compareVersions({2, 1, 0, 1}, {2, 1}), 0);
-    EXPECT_LT(base::compareVersions({2, 1, -1}, {2, 1}), 0);
+    EXPECT_GT(base::compareVersions({2, 1, -1}, {2, 1}), 0);
+    EXPECT_LT(base::compareVersions({2, 1, -1}, {2, 1, 0}), 0);
+    EXPECT_LT(base::compareVersions({}, {0, -1}), 0);
     EXPECT_LT(base::compareVersions({2, 9}, {2, 10}), 0);
     EXPECT_EQ(base::compareVersions({}, {0}), 0);
 }
