@@ -5,6 +5,7 @@
 // agent's state happens in its procedure, on the main thread.
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "agent/menu.h"
@@ -102,6 +103,7 @@ private:
     std::shared_ptr<base::Launcher> launcher_;
     std::unique_ptr<base::UpdateHandler> updateHandler_;
     UINT updateInterval_ = 0;
+    std::atomic<bool> updateCheckWaits_ = false;  // queued, and not begun
     std::shared_ptr<Messages> messages_;
     ULONG_PTR gdiplusToken_ = 0;
     HWND logoControl_ = nullptr;

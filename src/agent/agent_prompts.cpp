@@ -56,10 +56,15 @@ void ZelmoDocksetAgent::onUpdateTimer(HWND window) {
     queueUpdateCheck(window);
 }
 
+// One that waits behind a long fetch answers for all the ticks until then.
 void ZelmoDocksetAgent::queueUpdateCheck(HWND window) {
-    base::UpdateHandler& handler = *updateHandler_;
-    handler.enqueue(
-        [&handler, window] { handler.checkForUpdate(onSuccess([&handler, window] { postOffer(handler, window); })); });
+    if (updateCheckWaits_.exchange(true)) {
+        return;
+    }
+    updateHandler_->enqueue([this, window, &handler = *updateHandler_] {
+        updateCheckWaits_ = false;
+        handler.checkForUpdate(onSuccess([&handler, window] { postOffer(handler, window); }));
+    });
 }
 
 bool ZelmoDocksetAgent::onCommand(HWND window, WORD command) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <future>
+#include <utility>
 
 #include "base/log_receiver.h"
 #include "base/text.h"
@@ -167,7 +168,12 @@ bool UpdateHandler::diskHolds(const FileHandle& file, const std::string& signatu
 }
 
 void UpdateHandler::enqueueFetch() {
-    enqueue([this] { fetchInstaller(fetchCallback_); });
+    if (!std::exchange(fetchWaits_, true)) {
+        enqueue([this] {
+            fetchWaits_ = false;
+            fetchInstaller(fetchCallback_);
+        });
+    }
 }
 
 void UpdateHandler::fetchInstaller(const UpdateCallback& callback) { report(callback, fetch(callback)); }

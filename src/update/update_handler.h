@@ -68,6 +68,7 @@ public:
 
     // Has fetches of the handler's own report; without this nobody hears of them.
     void reportFetchesTo(UpdateCallback callback) { fetchCallback_ = std::move(callback); }
+    // Unless one waits already.
     void enqueueFetch();
     // Fetches the installer of the last manifest, verifies it and puts it on the disk. A wrong one isn't asked for
     // again in this run.
@@ -102,6 +103,7 @@ private:
     std::optional<Installer> verified_;  // the last one that this run has put or found on the disk
     bool onDisk_ = false;                // and it was still there at the last look
     std::set<Installer> rejected_;       // what the server has given wrongly
+    bool fetchWaits_ = false;
     UpdateCallback fetchCallback_ = [](std::size_t, std::size_t, ResultCode) { return false; };
     WorkQueue queue_;  // last, so that its jobs find all the rest
 };
