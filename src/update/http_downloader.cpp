@@ -69,7 +69,8 @@ bool HttpDownloader::fetch(const std::string& url, Bytes& bytes, const ProgressC
     return true;
 }
 
-// The body grows in one piece of memory from the start, so that it never lies there twice.
+// The body grows in one piece of memory from the start, so that it never lies there twice. Room that isn't filled costs
+// no memory, as long as nothing is written to it.
 void HttpDownloader::onBody(HTTPReqInfo& record, const ProgressCallback& callback) {
     std::size_t done = 0;
     std::size_t total = 0;
@@ -78,7 +79,7 @@ void HttpDownloader::onBody(HTTPReqInfo& record, const ProgressCallback& callbac
         done = record.responseBody.size();
         total = announcedLength(record);
         try {
-            record.responseBody.reserve(std::min(total, limit_));
+            record.responseBody.reserve(total > 0 ? std::min(total, limit_) : limit_);
         } catch (const std::bad_alloc&) {  // the body itself may still find room
         }
     }
