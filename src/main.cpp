@@ -21,6 +21,7 @@
 #include "update/check_rhythm.h"
 #include "update/http_downloader.h"
 #include "update/installer_check.h"
+#include "update/manifest.h"
 #include "update/update_handler.h"
 #include "win32/kernel.h"
 #include "win32/mutex.h"
@@ -47,9 +48,8 @@ void stopScanner(device::ScannerContext& context, std::thread& scanner) {
 }
 
 std::unique_ptr<base::UpdateHandler> makeUpdateHandler(const std::shared_ptr<dockset::AppSettings>& settings) {
-    constexpr std::size_t manifestLimit = 1'000'000;
     return std::make_unique<base::UpdateHandler>(base::UpdateMeans{
-        .downloader = std::make_shared<base::HttpDownloader>(manifestLimit),
+        .downloader = std::make_shared<base::HttpDownloader>(base::manifestLimit),
         .installerDownloader = std::make_shared<base::HttpDownloader>(base::installerLimit),
         .launcher = std::make_shared<base::LauncherWin>(),
         .serverUrls = base::updateServers(),

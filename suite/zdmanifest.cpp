@@ -5,6 +5,7 @@
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/filesystem/path.hpp>
+#include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -17,8 +18,10 @@
 #include "net/certificate_set.h"
 #include "net/url.h"
 #include "settings/xml_value.h"
+#include "update/installer_check.h"
 #include "update/manifest.h"
 #include "update/signature.h"
+#include "update/update_handler.h"
 #include "update/version.h"
 
 namespace {
@@ -212,14 +215,28 @@ std::string whyNot(const Bytes& manifest, const Bytes& pem) {
     return "it has changed since it was signed, or another key has signed it";
 }
 
-// What the agent reads in another way than its writer may have meant, or won't fetch.
+void warn(const std::string& text) { std::cerr << "warning: " << text << "\n"; }
+
+void warnOfLength(const std::string& path, std::uint64_t length, std::uint64_t limit) {
+    if (length > limit) {
+        warn(path + " has " + std::to_string(length) + " bytes: no agent fetches more than " + std::to_string(limit));
+    }
+}
+
+// What the agent reads in another way than its writer may have meant, won't offer or won't fetch.
 void warnOf(const Value& application) {
-    const auto warn = [](const std::string& text) { std::cerr << "warning: " << text << "\n"; };
     for (const char* const name : {"version", "eula-version", "forced"}) {
         const std::string& text = application.find(name).text;
         if (application.hasString(name) && text != base::versionToText(base::parseVersion(text))) {
             warn(std::string(name) + " \"" + text + "\" is read as " + base::versionToText(base::parseVersion(text)));
         }
+    }
+    const base::Version version = base::parseVersion(application.find("version").text);
+    if (base::compareVersions(version, base::parseVersion(base::suiteVersion)) <= 0) {
+        warn(std::string("agents of version ") + base::suiteVersion + " aren't offered it: it isn't newer");
+    }
+    if (base::compareVersions(base::parseVersion(application.find("forced").text), version) > 0) {
+        warn("forced is above version: nobody can get what it forces");
     }
     const std::string& url = application.find("url").text;
     if (!base::parseUrl(url).https || base::certificateSetFor(url) == base::CertificateSet::Unspecified) {
@@ -244,12 +261,15 @@ Value verified(const std::string& path, const Bytes& manifest, const Bytes& key)
         const std::string reason = code == base::VerificationFailed ? ": " + whyNot(manifest, key) : "";
         throw Failure(notGood, path + ": the agent refuses it" + reason);
     }
+    warnOfLength(path, manifest.size(), base::manifestLimit);
     warnOf(application);
     return application;
 }
 
 ExitCode signInstaller(const std::string& keyPath, const std::string& path) {
-    std::cout << sign(read(path), readPrivateKey(keyPath)) << "\n";
+    const Bytes installer = read(path);
+    warnOfLength(path, installer.size(), base::installerLimit);
+    std::cout << sign(installer, readPrivateKey(keyPath)) << "\n";
     return good;
 }
 
@@ -275,9 +295,11 @@ ExitCode verify(const std::string& keyPath, const std::string& path, const std::
     if (installerPath.empty()) {
         return good;
     }
-    if (!base::verifySignature(read(installerPath), bytesOf(application.find("signature").text), key)) {
+    const Bytes installer = read(installerPath);
+    if (!base::verifySignature(installer, bytesOf(application.find("signature").text), key)) {
         throw Failure(notGood, installerPath + ": isn't what the manifest's signature element was made of");
     }
+    warnOfLength(installerPath, installer.size(), base::installerLimit);
     std::cout << installerPath << ": good\n";
     return good;
 }

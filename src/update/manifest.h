@@ -3,6 +3,7 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,9 @@
 #include "settings/value.h"
 
 namespace base {
+
+// A manifest is at most this long.
+inline constexpr std::size_t manifestLimit = 1'000'000;
 
 // The public key of the installation.
 boost::filesystem::path manifestKeyFile();

@@ -148,6 +148,11 @@ class ZdmanifestTest(unittest.TestCase):
                                      (good[:-1], "has changed"), (good[:-9], "well-formed")):
                 code, text = verify(manifest)
                 self.assertEqual((code, reason in text), (1, True), (reason, text))
+            server.publish("2.18.6.0", more=f"<more>{'x' * 1_000_000}</more><forced>2.20</forced>")
+            code, text = verify(server.manifest.read_bytes())
+            self.assertEqual(code, 0)
+            for warning in ("no agent fetches more than 1000000", "it isn't newer", "forced is above version"):
+                self.assertIn(warning, text)
 
 
 if __name__ == "__main__":

@@ -33,8 +33,8 @@ class UpdateServer:
         lay_pins(home, self._pin)
         (home.suite / "resources/certificates/zd/public-key.pem").write_text(self.public_key)
 
-    def publish(self, version, eula="2.0.0.0", size=0):
-        """An installer of at least that many bytes, and the manifest that names it."""
+    def publish(self, version, eula="2.0.0.0", size=0, more=""):
+        """An installer of at least that many bytes, and the manifest that names it, with further elements."""
         script = f'#!/bin/sh\nprintf "%s\\n" "{version}:$*" >> "$HOME/installed"\nexit\n'
         self.installer(version).write_bytes(script.encode() + b"#" * size)
         signature = self._sign("--installer", self.installer(version)).strip()
@@ -45,7 +45,7 @@ class UpdateServer:
     <version>{version}</version>
     <eula-version>{eula}</eula-version>
     <url>https://{HOST}/zd/zdsetup-{version}.exe</url>
-    <signature>{signature}</signature>
+    <signature>{signature}</signature>{more}
   </application>
 </manifest>
 """)
