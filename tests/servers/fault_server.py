@@ -39,7 +39,7 @@ ANSWERS = {
     b"/conditional": conditional,
     b"/echo": answer,
     b"/missing": lambda request: answer(b"none", status=b"404 Not Found"),
-    b"/redirect": lambda request: answer(b"", b"Location: /ok\r\n", b"302 Found"),
+    b"/redirect": lambda request: answer(b"", b"Location: http://127.0.0.1:%d/ok\r\n" % plain_port, b"302 Found"),
     b"/bare": lambda request: b"HTTP/1.0 200 OK\r\n\r\nbody",
     b"/interim": lambda request: b"HTTP/1.1 100 Continue\r\nX-First: 1\r\n\r\n" + answer(b"late"),
     b"/hints": lambda request: b"HTTP/1.1 103 Early Hints\r\nLink: </a>\r\n\r\n" + answer(b"late"),
@@ -126,7 +126,9 @@ def make_context(directory):
 
 
 def main():
-    print(os.getpid(), listen(None), listen(make_context(sys.argv[1])), flush=True)
+    global plain_port
+    plain_port = listen(None)
+    print(os.getpid(), plain_port, listen(make_context(sys.argv[1])), flush=True)
     threading.Event().wait()
 
 

@@ -5,15 +5,21 @@
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
 
+#include <boost/filesystem/operations.hpp>
 #include <chrono>
 #include <future>
+#include <set>
 #include <thread>
 
 #include "captured_log.h"
 #include "certificates.h"
 #include "fault_server.h"
+#include "manifests.h"
 #include "net/installed_pins.h"
+#include "platform/directories.h"
 #include "temp_session.h"
+#include "update/launcher.h"
+#include "update/update_handler.h"
 
 namespace {
 
@@ -23,6 +29,15 @@ using testing::Not;
 using testing::StartsWith;
 
 constexpr std::size_t limit = 200'000;
+
+struct OneManifest : base::Downloader {
+    void download(std::string, base::Bytes& bytes, const base::ProgressCallback& callback) override {
+        bytes = manifest;
+        callback(1, 1, base::Success);
+    }
+    void cancel() override {}
+    base::Bytes manifest;
+};
 
 class HttpDownloaderTest : public testing::Test {
 protected:
@@ -124,6 +139,46 @@ TEST_F(HttpDownloaderTest, GivesAServerUpThatSendsNextToNothing) {
         EXPECT_EQ(download(pinned(path), downloader), base::DownloadFailed);
         EXPECT_EQ(log_.take().back(), "autoupdate Next to nothing comes from " + pinned(path));
     }
+}
+
+// Each attack is a manifest of its own, well signed.
+TEST_F(HttpDownloaderTest, ManifestsThatNameBadAddressesBringNothing) {
+    namespace fs = boost::filesystem;
+    const tests::Key key = tests::rsaKey();
+    pinned_.write("key.pem", tests::pemOf(key));
+    const auto server = std::make_shared<OneManifest>();
+    base::UpdateHandler handler({server,
+                                 std::make_shared<HttpDownloader>(limit, std::chrono::milliseconds(500)),
+                                 std::make_shared<base::LauncherWin>(),
+                                 {{"", ""}},
+                                 std::make_shared<dockset::AppSettings>(),
+                                 pinned_.file("key.pem")});
+    const auto fetch = [&](const std::string& url) {
+        server->manifest =
+            tests::bytesOf(tests::signedManifest({{.url = url, .signature = tests::signatureOf("hello", key)}}, key));
+        std::promise<base::ResultCode> outcome;
+        handler.enqueue([&] {
+            handler.checkForUpdate([](std::size_t, std::size_t, base::ResultCode) { return false; });
+            handler.fetchInstaller([&](std::size_t, std::size_t, base::ResultCode code) {
+                return code == base::InProgress || (outcome.set_value(code), false);
+            });
+        });
+        return outcome.get_future().get();
+    };
+    const fs::path support = base::applicationDirectory(base::ApplicationSupport);
+    for (const std::string& url :
+         tests::Lines{pinned("/endless"), pinned("/drip"), pinned("/redirect"), server_->secure("/ok"),
+                      server_->plain("/ok"), "file://" + server_->rootFile(), "..\\..\\evil.exe", ""}) {
+        EXPECT_EQ(fetch(url), base::DownloadFailed) << url;
+        EXPECT_FALSE(fs::exists(support / "autoupdate")) << url;
+    }
+    // What stands in an address never becomes part of a file's name.
+    EXPECT_EQ(fetch(pinned("/../../ok#/../../evil.exe")), base::Success);
+    std::set<std::string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(support)) {
+        names.insert(entry.path().filename().string());
+    }
+    EXPECT_EQ(names, (std::set<std::string>{"app_settings.json", "autoupdate", "updateversion.json", "zdsetup.exe"}));
 }
 
 TEST_F(HttpDownloaderTest, EndsWithinTwoSecondsWhenCancelled) {
