@@ -36,7 +36,7 @@ void describe(const struct stat& status, std::string_view name, WIN32_FIND_DATAW
     data.dwFileAttributes = attributesOf(status);
     data.nFileSizeHigh = static_cast<DWORD>(size >> 32U);
     data.nFileSizeLow = static_cast<DWORD>(size);
-    const WideString wide = toWide(name);
+    const WideString wide = toWideName(name);
     data.cFileName[wide.copy(data.cFileName, MAX_PATH - 1)] = 0;
 }
 

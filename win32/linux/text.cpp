@@ -8,6 +8,7 @@ namespace win32 {
 namespace {
 
 constexpr char32_t escapeBase = 0xDC00;
+constexpr char16_t escapedBackslash = escapeBase + '\\';
 
 // The code point at the head of `bytes` and its length, or the escaped first byte with length 1.
 struct Decoded {
@@ -69,7 +70,7 @@ std::string toBytes(std::u16string_view text) {
         if (high && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000) {
             encode(0x10000 + ((unit - 0xD800) << 10U) + (text[i + 1] - 0xDC00U), out);
             ++i;
-        } else if (unit >= escapeBase + 0x80 && unit <= escapeBase + 0xFF) {
+        } else if (unit == escapedBackslash || (unit >= escapeBase + 0x80 && unit <= escapeBase + 0xFF)) {
             out += static_cast<char>(unit - escapeBase);
         } else {
             encode(unit, out);
@@ -94,10 +95,16 @@ WideString toWide(std::string_view bytes) {
     return out;
 }
 
+WideString toWideName(std::string_view name) {
+    WideString wide = toWide(name);
+    std::replace(wide.begin(), wide.end(), u'\\', escapedBackslash);
+    return wide;
+}
+
 std::string toNativePath(std::u16string_view path) {
-    std::string bytes = toBytes(path);
-    std::replace(bytes.begin(), bytes.end(), '\\', '/');
-    return bytes;
+    WideString native(path);
+    std::replace(native.begin(), native.end(), u'\\', u'/');
+    return toBytes(native);
 }
 
 }  // namespace win32

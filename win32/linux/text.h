@@ -1,7 +1,8 @@
 // Between the wide text of the operations and the bytes that Linux takes.
 //
 // Both ways are total and give back what they got: a byte that isn't UTF-8 stands as the lone surrogate U+DC00 plus
-// the byte, so that a file name in any encoding survives the round trip. Any thread.
+// the byte, so that a file name in any encoding survives the round trip. So does the backslash of a file's name, which
+// would be a separator otherwise. Any thread.
 #pragma once
 
 #include <string>
@@ -13,6 +14,9 @@ namespace win32 {
 
 std::string toBytes(std::u16string_view text);
 WideString toWide(std::string_view bytes);
+
+// The name of one file or directory.
+WideString toWideName(std::string_view name);
 
 // A path as Linux takes it: both separators become '/'.
 std::string toNativePath(std::u16string_view path);
