@@ -39,6 +39,9 @@ TEST(FindTest, TellsAttributes) {
     const tests::TempDirectory directory;
     directory.write("file", "");
     EXPECT_EQ(GetFileAttributesW(directory.wide("none").c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(GetFileAttributesW(directory.wide("none/none").c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
     EXPECT_EQ(GetFileAttributesW(directory.wide("file").c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0U);
     EXPECT_NE(GetFileAttributesW(directory.wide("").c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0U);
 }

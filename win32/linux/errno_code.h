@@ -1,6 +1,8 @@
 // From the error numbers of Linux to those of the operations.
 #pragma once
 
+#include <string>
+
 #include "win32/types.h"
 
 namespace win32 {
@@ -10,5 +12,9 @@ DWORD codeOfErrno(int error);
 
 // Sets the last error to that code; gives false, so that an operation can return it.
 bool failWithErrno(int error);
+
+// The same for an operation on a file: where `path` leads nowhere, Windows tells a missing directory from a missing
+// file, Linux doesn't.
+bool failWithErrno(int error, const std::string& path);
 
 }  // namespace win32

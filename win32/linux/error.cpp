@@ -1,5 +1,7 @@
 #include "win32/error.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 
 #include "linux/errno_code.h"
@@ -70,6 +72,15 @@ DWORD codeOfErrno(int error) {
 
 bool failWithErrno(int error) {
     SetLastError(codeOfErrno(error));
+    return false;
+}
+
+bool failWithErrno(int error, const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    struct stat status {};
+    const bool hasParent = !path.empty() && stat(parent.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    SetLastError(error == ENOENT && !hasParent ? ERROR_PATH_NOT_FOUND : codeOfErrno(error));
     return false;
 }
 

@@ -106,21 +106,11 @@ struct Opened {
     bool existed = true;
 };
 
-// Linux has one code for a missing file and a missing directory, Windows two.
-DWORD codeOfMissing(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    struct stat status {};
-    return path.empty() || stat(parent.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) ? ERROR_PATH_NOT_FOUND
-                                                                                          : ERROR_FILE_NOT_FOUND;
-}
-
 Descriptor openNative(const std::string& path, int flags) {
     // O_NONBLOCK, or the opening of a FIFO would wait for its other end; to a regular file it means nothing.
     Descriptor descriptor(open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666));
     if (!descriptor) {
-        const int error = errno;
-        SetLastError(error == ENOENT ? codeOfMissing(path) : codeOfErrno(error));
+        failWithErrno(errno, path);
     }
     return descriptor;
 }

@@ -124,8 +124,9 @@ BOOL WINAPI FindClose(HANDLE find) {
 DWORD WINAPI GetFileAttributesW(LPCWSTR path) {
     WIN32_MAY_FAIL("GetFileAttributesW", INVALID_FILE_ATTRIBUTES);
     struct stat status {};
-    if (stat(win32::toNativePath(path).c_str(), &status) != 0) {
-        win32::failWithErrno(errno);
+    const std::string native = win32::toNativePath(path);
+    if (stat(native.c_str(), &status) != 0) {
+        win32::failWithErrno(errno, native);
         return INVALID_FILE_ATTRIBUTES;
     }
     return win32::attributesOf(status);

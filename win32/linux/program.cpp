@@ -61,8 +61,10 @@ std::shared_ptr<Child> startProgram(const Child::Program& program) {
     }
     std::shared_ptr<Child> child;
     const int error = Child::start(program, child);
-    if (error != 0) {
-        SetLastError(error == EACCES && needsElevation(program.path) ? ERROR_ELEVATION_REQUIRED : codeOfErrno(error));
+    if (error == EACCES && needsElevation(program.path)) {
+        SetLastError(ERROR_ELEVATION_REQUIRED);
+    } else if (error != 0) {
+        failWithErrno(error, program.path);
     }
     return child;
 }

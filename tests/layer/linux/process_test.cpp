@@ -79,6 +79,7 @@ TEST_F(ProcessTest, TellsWhyNothingWasStarted) {
         return GetLastError();
     };
     EXPECT_EQ(errorOf((session_.path() / "none").string()), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(errorOf((session_.path() / "none/none").string()), DWORD{ERROR_PATH_NOT_FOUND});
     EXPECT_EQ(errorOf(makeProgram("good", ""), "/no such directory"), DWORD{ERROR_DIRECTORY});
     EXPECT_EQ(errorOf("sh"), DWORD{ERROR_FILE_NOT_FOUND});
     const std::string locked = makeProgram("locked", "");
