@@ -68,7 +68,7 @@ TEST(VolumeTest, TellsOfAPathsVolume) {
 TEST(TemporaryTest, NamesFilesAndExpandsVariables) {
     const tests::TempDirectory directory;
     std::array<WCHAR, MAX_PATH> path{};
-    EXPECT_EQ(GetTempFileNameW(directory.wide("").c_str(), W("pre"), 0x1234BEEF, path.data()), 0x1234BEEFU);
+    EXPECT_EQ(GetTempFileNameW(directory.wide("").c_str(), W("prefix"), 0x1234BEEF, path.data()), 0x1234BEEFU);
     EXPECT_EQ(boost::filesystem::path(base::narrow(path.data())).filename(), "preBEEF.tmp");
     EXPECT_FALSE(directory.has("preBEEF.tmp"));
     EXPECT_EQ(GetTempFileNameW(directory.wide("none").c_str(), W(""), 1, path.data()), 0U);

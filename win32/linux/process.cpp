@@ -115,6 +115,10 @@ BOOL WINAPI CreateProcessW(LPCWSTR path, LPWSTR commandLine, LPSECURITY_ATTRIBUT
     WIN32_RECORD("CreateProcessW",
                  win32::bytesOf(path) + "|" + win32::bytesOf(commandLine) + "|" + win32::bytesOf(directory));
     WIN32_MAY_FAIL("CreateProcessW", FALSE);
+    if (path == nullptr && commandLine == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
     const auto child = win32::startProgram(win32::programOf(path, commandLine, directory));
     if (!child) {
         return FALSE;

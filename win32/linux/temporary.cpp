@@ -56,14 +56,19 @@ DWORD WINAPI GetTempPathW(DWORD size, LPWSTR path) {
 
 UINT WINAPI GetTempFileNameW(LPCWSTR directory, LPCWSTR prefix, UINT unique, LPWSTR path) {
     WIN32_MAY_FAIL("GetTempFileNameW", 0);
+    constexpr std::size_t prefixLength = 3;
     const std::string folder = win32::toNativePath(directory);
     struct stat status {};
     std::array<char, 16> number{};
     std::snprintf(number.data(), number.size(), "%X.tmp", unique & 0xFFFFU);
-    const WideString name =
-        win32::toWide(folder + (folder.ends_with('/') ? "" : "/")) + prefix + win32::toWide(number.data());
-    if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || unique == 0 || name.size() >= MAX_PATH) {
-        SetLastError(unique == 0 ? ERROR_INVALID_PARAMETER : ERROR_DIRECTORY);
+    const WideString name = win32::toWide(folder + (folder.ends_with('/') ? "" : "/")) +
+                            WideString(prefix).substr(0, prefixLength) + win32::toWide(number.data());
+    if (unique == 0 || name.size() >= MAX_PATH) {
+        SetLastError(unique == 0 ? ERROR_INVALID_PARAMETER : ERROR_BUFFER_OVERFLOW);
+        return 0;
+    }
+    if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+        SetLastError(ERROR_DIRECTORY);
         return 0;
     }
     path[name.copy(path, name.size())] = 0;

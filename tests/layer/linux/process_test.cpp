@@ -81,6 +81,7 @@ TEST_F(ProcessTest, TellsWhyNothingWasStarted) {
     EXPECT_EQ(errorOf((session_.path() / "none").string()), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_EQ(errorOf((session_.path() / "none/none").string()), DWORD{ERROR_PATH_NOT_FOUND});
     EXPECT_EQ(errorOf(makeProgram("good", ""), "/no such directory"), DWORD{ERROR_DIRECTORY});
+    EXPECT_EQ(errorOf(""), DWORD{ERROR_INVALID_PARAMETER});
     EXPECT_EQ(errorOf("sh"), DWORD{ERROR_FILE_NOT_FOUND});
     const std::string locked = makeProgram("locked", "");
     chmod(locked.c_str(), 0644);

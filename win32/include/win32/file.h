@@ -27,8 +27,9 @@
 // those in memory DRIVE_RAMDISK, and a disk is removable if the kernel says so.
 //
 // GetTempPathW: the directory for temporary files with a separator at its end; gives its length, or the room that it
-// needs. GetTempFileNameW: "DIRECTORY\PREFIXnnnn.tmp" with the lower 16 bits of `unique` (not 0) in hexadecimal; makes
-// no file, and gives `unique`, or 0 with ERROR_DIRECTORY. `path` has room for MAX_PATH characters.
+// needs. GetTempFileNameW: "DIRECTORY\PREnnnn.tmp" with up to three characters of the prefix and the lower 16 bits of
+// `unique` (not 0) in hexadecimal; makes no file, and gives `unique`, or 0 with ERROR_DIRECTORY or
+// ERROR_BUFFER_OVERFLOW. `path` has room for MAX_PATH characters.
 #pragma once
 
 #include "win32/error.h"

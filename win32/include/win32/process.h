@@ -7,7 +7,8 @@
 // and /dev/null as its standard streams; where NAME.exe is absent, NAME is started. The two handles of
 // PROCESS_INFORMATION are the caller's to close; closing them leaves the program running and no zombie behind.
 // ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, ERROR_ACCESS_DENIED, ERROR_BAD_EXE_FORMAT as they say; ERROR_DIRECTORY
-// for a working directory that is none; ERROR_ELEVATION_REQUIRED for a program that only root may execute.
+// for a working directory that is none; ERROR_INVALID_PARAMETER if neither program nor command line is given;
+// ERROR_ELEVATION_REQUIRED for a program that only root may execute.
 // WaitForSingleObject (win32/kernel.h) on a process waits for its end; any number of threads may.
 // GetExitCodeProcess: STILL_ACTIVE while it runs. A program that a signal ended on Linux has 128 and the signal's
 // number, unless TerminateProcess did it in this process, which sets the code given there. Another program's child
