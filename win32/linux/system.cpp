@@ -1,5 +1,7 @@
 // Version, memory and processor.
+#if defined(__x86_64__) || defined(__i386__)
 #include <cpuid.h>
+#endif
 #include <sys/utsname.h>
 
 #include <algorithm>
@@ -38,6 +40,15 @@ WORD architectureOf(const std::string& machine) {
     const bool isIntel = machine.size() == 4 && machine[0] == 'i' && machine.ends_with("86");
     return isIntel ? PROCESSOR_ARCHITECTURE_INTEL : PROCESSOR_ARCHITECTURE_UNKNOWN;
 }
+
+// The processor's own answer; none where it has no such instruction.
+#if defined(__x86_64__) || defined(__i386__)
+bool readLeaf(unsigned leaf, unsigned (&values)[4]) {
+    return __get_cpuid(leaf, &values[0], &values[1], &values[2], &values[3]) != 0;
+}
+#else
+bool readLeaf(unsigned /*leaf*/, unsigned (&/*values*/)[4]) { return false; }
+#endif
 
 }  // namespace
 
@@ -93,7 +104,7 @@ void __cpuid(int registers[4], int leaf) {
     unsigned values[4] = {};
     const auto answer = [&] {
         WIN32_MAY_FAIL("__cpuid", false);
-        return __get_cpuid(static_cast<unsigned>(leaf), &values[0], &values[1], &values[2], &values[3]) != 0;
+        return readLeaf(static_cast<unsigned>(leaf), values);
     };
     if (!answer()) {
         std::fill(std::begin(values), std::end(values), 0U);
