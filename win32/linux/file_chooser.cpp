@@ -4,7 +4,9 @@
 
 #include <atomic>
 #include <cctype>
+#include <charconv>
 #include <cstring>
+#include <optional>
 
 #include "linux/dbus.h"
 #include "linux/presenter.h"
@@ -18,17 +20,25 @@ constexpr const char* portal = "org.freedesktop.portal.Desktop";
 constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
 constexpr const char* chooser = "org.freedesktop.portal.FileChooser";
 
+// The byte behind an escape's percent sign; none if these aren't two hexadecimal digits.
+std::optional<char> escapedByte(std::string_view digits) {
+    unsigned char byte = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
+    return digits.size() == 2 && end == digits.data() + 2 && byte != 0 ? std::optional(static_cast<char>(byte))
+                                                                       : std::nullopt;
+}
+
 // "file:///a%20b" as "/a b"; empty for what isn't a local file.
-std::string pathOf(const std::string& address) {
+std::string pathOf(std::string_view address) {
     constexpr std::string_view scheme = "file://";
     if (!address.starts_with(scheme)) {
         return {};
     }
     std::string path;
     for (std::size_t i = scheme.size(); i < address.size(); ++i) {
-        const bool isEscape = address[i] == '%' && i + 2 < address.size();
-        path += isEscape ? static_cast<char>(std::stoi(address.substr(i + 1, 2), nullptr, 16)) : address[i];
-        i += isEscape ? 2 : 0;
+        const auto escaped = address[i] == '%' ? escapedByte(address.substr(i + 1, 2)) : std::nullopt;
+        path += escaped.value_or(address[i]);
+        i += escaped ? 2 : 0;
     }
     return path;
 }
