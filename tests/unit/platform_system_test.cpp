@@ -73,7 +73,7 @@ TEST_F(PlatformSystemTest, FallsBackWhereTheSystemDoesntTell) {
 
 TEST_F(PlatformSystemTest, AddsUpADirectorysFiles) {
     const tests::TempDirectory directory;
-    boost::filesystem::create_directories(directory.file("a/b c"));
+    boost::filesystem::create_directories(directory.file("a/b c/\\"));
     directory.write("one", std::string(1000, 'x'));
     directory.write("a/b c/two", std::string(24, 'x'));
     boost::filesystem::create_directory_symlink(directory.path(), directory.file("a/loop"));
