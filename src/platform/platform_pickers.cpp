@@ -115,17 +115,15 @@ struct FolderChoice {
     bool cancelled = false;
 };
 
-void setStartFolder(IFileOpenDialog& dialog, const fs::path& folder) {
-    if (!isDirectory(folder)) {
-        return;
+// Null if the directory doesn't exist.
+Com<IShellItem> itemOf(const fs::path& directory) {
+    if (!isDirectory(directory)) {
+        return nullptr;
     }
-    const auto item = makeCom<IShellItem>([&](IShellItem** made) {
-        return SHCreateItemFromParsingName(base::widePath(folder).c_str(), nullptr, IID_IShellItem,
+    return makeCom<IShellItem>([&](IShellItem** made) {
+        return SHCreateItemFromParsingName(base::widePath(directory).c_str(), nullptr, IID_IShellItem,
                                            reinterpret_cast<void**>(made));
     });
-    if (item) {
-        dialog.SetDefaultFolder(item.get());
-    }
 }
 
 // Empty on failure.
@@ -145,11 +143,14 @@ FolderChoice showFolderDialog(const fs::path& start, const WideString& title, vo
         FOS_PICKFOLDERS | FOS_FORCEFILESYSTEM | FOS_PATHMUSTEXIST | FOS_NOTESTFILECREATE | FOS_DONTADDTORECENT;
     constexpr auto cancelled = static_cast<HRESULT>(0x800704C7U);
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    const auto startItem = itemOf(start);
     const auto dialog = createFileDialog();
     if (!dialog || FAILED(dialog->SetOptions(options))) {
         return {};
     }
-    setStartFolder(*dialog, start);
+    if (startItem) {
+        dialog->SetDefaultFolder(startItem.get());
+    }
     if (!title.empty()) {
         dialog->SetTitle(title.c_str());
     }
