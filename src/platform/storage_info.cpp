@@ -78,8 +78,10 @@ void lookAgain(const WideString& path, std::uint64_t freeBytes, std::size_t i, S
     info.writable[i] = info.writableAfterFailure[i] = canCreateFile(path, error);
     if (info.writable[i]) {
         info.freeBytes[i] = freeBytes;
+    } else {
+        // Here a name that couldn't be made counts as well.
+        info.createError[i] = error != ERROR_SUCCESS ? error : logFailure("CreateFile");
     }
-    info.createError[i] = error;
 }
 
 void lookAtDirectory(const fs::path& directory, std::size_t i, StorageInfo& info) {
@@ -180,11 +182,10 @@ void lookAtFolderIds(StorageInfo& info) {
 std::string lookAtTemporary(StorageInfo& info) {
     std::array<WCHAR, 2048> buffer{};
     SetLastError(ERROR_SUCCESS);
-    if (GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data()) == 0) {
-        info.tempPathError = GetLastError();
-        info.tempPathEmpty = info.tempPathError == ERROR_SUCCESS && buffer[0] == 0;
-        info.tempPathFound = info.tempPathError == ERROR_SUCCESS && buffer[0] != 0;
-    }
+    const bool toldNothing = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data()) == 0;
+    info.tempPathError = toldNothing ? GetLastError() : ERROR_SUCCESS;
+    info.tempPathEmpty = info.tempPathError == ERROR_SUCCESS && buffer[0] == 0;
+    info.tempPathFound = toldNothing && info.tempPathError == ERROR_SUCCESS && buffer[0] != 0;
     std::string path = narrowPath(buffer.data());
     copyPath(info.tempPath, path);
     return path;

@@ -179,6 +179,32 @@ TEST_F(PlatformPickersTest, ReportsTheDisks) {
                      "STORAGEINFO GetVolumePathName failed with 5", "STORAGEINFO GetVolumeInformation failed with 3"}));
 }
 
+// The layer takes a backslash as a separator and Boost.Filesystem doesn't here, so that one sees a directory and the
+// other a link whose status can't be read.
+TEST_F(PlatformPickersTest, LooksAgainWhereTheStatusCantBeRead) {
+    const tests::TempDirectory directory;
+    boost::filesystem::create_directories(directory.file("a/b"));
+    boost::filesystem::create_symlink("a\\b", directory.file("a\\b"));
+    const auto odd = directory.file("a\\b");
+    log_.take();
+    win32::script::failNext("GetFileAttributesW", ERROR_ACCESS_DENIED, 1);
+    win32::script::failNext("CreateFileW", ERROR_DISK_FULL, 1);
+    win32::script::failNext("GetTempFileNameW", ERROR_DIRECTORY, 2);
+    dockset::StorageInfo info{};
+    dockset::collectStorageInfo({odd, odd, odd}, info);
+    EXPECT_TRUE(info.statusFailed[0] && info.attributesOk[0] && info.writable[0] && info.writableAfterFailure[0]);
+    EXPECT_GT(info.freeBytes[0], 0U);
+    EXPECT_TRUE(info.statusFailed[1] && !info.attributesOk[1] && !info.writableAfterFailure[1] && info.volumeFound[1]);
+    EXPECT_EQ(info.attributesError[1], DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(info.createError[1], DWORD{ERROR_DISK_FULL});
+    EXPECT_EQ(info.freeBytes[1], 0U);
+    EXPECT_EQ(info.createError[2], DWORD{ERROR_DIRECTORY});
+    const std::string threw = "STORAGEINFO Checking path status failed with exception";
+    EXPECT_EQ(log_.take(), (Lines{threw, threw, "STORAGEINFO Path attribs failed with 5",
+                                  "STORAGEINFO CreateFile failed with 112", threw,
+                                  "STORAGEINFO CreateFile failed with 267"}));
+}
+
 TEST_F(PlatformPickersTest, ReportsWhyThereAreNoDirectories) {
     const tests::EnvironmentSetting temporary("TMPDIR", "/none");
     win32::script::failNext("SHGetKnownFolderPath", static_cast<DWORD>(E_FAIL));
