@@ -73,11 +73,9 @@ void dispatchMessages() {
 class PortalRequest {
 public:
     bool send(const FileQuestion& question) {
-        sd_bus* opened = nullptr;
-        if (sd_bus_open_user(&opened) < 0) {
+        if (openBus(sd_bus_open_user, bus_) < 0) {
             return false;
         }
-        bus_.reset(opened);
         const std::string token = nextToken();
         response_ = makeSlot([&](sd_bus_slot** slot) {
             return sd_bus_match_signal_async(bus_.get(), slot, nullptr, requestPath(token).c_str(),

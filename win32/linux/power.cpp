@@ -32,9 +32,8 @@ DWORD codeOfBusError(int error) {
 // logind keeps the machine awake for as long as anybody has the descriptor open. None with the last error set.
 Descriptor inhibitSleep(const std::string& reason) {
     constexpr std::uint64_t patience = 5'000'000;
-    sd_bus* opened = nullptr;
-    int result = sd_bus_open_system(&opened);
-    const Bus bus(opened);
+    Bus bus;
+    int result = openBus(sd_bus_open_system, bus);
     sd_bus_message* call = nullptr;
     sd_bus_message* answer = nullptr;
     if (result >= 0) {
