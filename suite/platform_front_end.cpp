@@ -8,6 +8,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@
 #include "base/text.h"
 #include "platform/platform_win32.h"
 #include "settings/json_value.h"
+#include "win32/com.h"
 #include "win32/window.h"
 
 namespace {
@@ -91,6 +93,51 @@ void describe(const Call& call) {
     call.out.set("onBattery", platform.isComputerRunningOnBattery());
     call.out.set("keepUserData", platform.isKeepUserDataEnabled());
     call.out.set("sleepAllowed", platform.isSleepAllowed());
+    call.out.set("geoIdKnown", platform.queryGeoId());
+    platform.syncState();
+    call.out.set("stateFlag", platform.getStateFlag());
+}
+
+// NUMBER
+void registerId(const Call& call) {
+    const auto id = static_cast<std::int32_t>(call.number(0, 0));
+    call.out.set("registered", call.platform.registerId(id));
+    call.out.set("isZero", call.platform.isIdZero(id));
+}
+
+base::Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+std::string textOf(const base::Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
+
+void fetch(const Call& call) {
+    base::Bytes data;
+    bool fresh = false;
+    std::string detail;
+    call.out.set("done", call.platform.getUrlCached(call.text(0), data, &fresh, true, true, true, nullptr, &detail));
+    call.out.set("fresh", fresh);
+    call.out.set("detail", detail);
+    call.out.set("data", textOf(data));
+}
+
+// METHOD ADDRESS [BODY]; without pinned keys.
+void request(const Call& call) {
+    Platform& platform = call.platform;
+    const std::string method = call.text(0);
+    const std::string url = call.text(1);
+    const base::Bytes body = bytesOf(call.text(2));
+    base::HttpHeaders headers;
+    base::Bytes data;
+    std::int32_t status = 0;
+    if (method == "GET") {
+        status = platform.httpGet(url, {}, headers, data, true, nullptr, nullptr);
+    } else if (method == "POST") {
+        status = platform.httpPost(url, {}, body, headers, data, true, nullptr);
+    } else if (method == "PUT") {
+        status = platform.httpPut(url, {}, body, headers, data, true, nullptr);
+    } else {
+        status = platform.httpDelete(url, {}, headers, data, true, nullptr);
+    }
+    call.out.set("status", status);
+    call.out.set("data", textOf(data));
 }
 
 void endProcess(const Call& call, void* process, std::uint32_t timeout) {
@@ -154,20 +201,38 @@ void storage(const Call& call) {
     out.set("freeBytes", listOf(info.freeBytes));
     out.set("writable", listOf(info.writable));
     out.set("statusFailed", listOf(info.statusFailed));
+    out.set("writableAfterFailure", listOf(info.writableAfterFailure));
+    out.set("attributesOk", listOf(info.attributesOk));
+    out.set("attributesError", listOf(info.attributesError));
+    out.set("createError", listOf(info.createError));
     out.set("volumeFound", listOf(info.volumeFound));
     out.set("driveType", listOf(info.driveType));
     out.set("readOnlyVolume", listOf(info.readOnlyVolume));
+    out.set("freeSpaceFailed", listOf(info.freeSpaceFailed));
     out.set("freeSpaceError", listOf(info.freeSpaceError));
+    out.set("volumePathFailed", listOf(info.volumePathFailed));
     out.set("volumePathError", listOf(info.volumePathError));
+    out.set("volumeInfoFailed", listOf(info.volumeInfoFailed));
     out.set("volumeInfoError", listOf(info.volumeInfoError));
+    out.set("tempPathError", info.tempPathError);
+    out.set("tempPathEmpty", info.tempPathEmpty);
+    out.set("tempPathFound", info.tempPathFound);
     out.set("tempPath", info.tempPath);
+    out.set("documentsError", info.documentsError);
+    out.set("documentsNull", info.documentsNull);
+    out.set("documentsEmpty", info.documentsEmpty);
     out.set("documentsPath", info.documentsPath);
+    out.set("folderManagerError", info.folderManagerError);
+    out.set("folderIdsError", info.folderIdsError);
     out.set("folderIdsCount", info.folderIdsCount);
+    out.set("documentsIdListed", info.documentsIdListed);
     out.set("extraTemp", describeExtra(info.extraTemp));
     out.set("extraDocuments", describeExtra(info.extraDocuments));
+    out.set("memoryOk", info.memoryOk);
     out.set("totalPhysical", info.totalPhysical);
     out.set("totalVirtual", info.totalVirtual);
     out.set("availableVirtual", info.availableVirtual);
+    out.set("memoryError", info.memoryError);
 }
 
 // Shows a dialog; the result is absent if the handler was told nothing.
@@ -252,6 +317,9 @@ const std::map<std::string, Verb>& verbs() {
         {"describe", {"", describe}},
         {"run", {"TIMEOUT DIRECTORY PROGRAM [ARGUMENTS]", run}},
         {"awake", {"REASON PROGRAM [ARGUMENTS]", awake}},
+        {"id", {"NUMBER", registerId}},
+        {"fetch", {"ADDRESS", fetch}},
+        {"request", {"GET|POST|PUT|DELETE ADDRESS [BODY]", request}},
         {"size", {"DIRECTORY", directorySize}},
         {"free", {"DIRECTORY", [](const Call& c) { c.out.set("bytes", c.platform.getDiskFreeSpace(c.wide(0))); }}},
         {"storage", {"", storage}},
@@ -283,7 +351,17 @@ const std::map<std::string, Verb>& verbs() {
         {"engine-terminate", {"", [](const Call& c) { c.out.set("result", c.platform.terminateRunningInstances()); }}},
         {"engine-uninstall", {"", uninstallEngine}},
         {"engine-reinstall", {"INSTALLER SERVICE", reinstallEngine}},
-        {"addresses", {"", [](const Call& c) { c.out.set("addresses", listOf(c.platform.getLocalAddresses(false))); }}},
+        {"engine-directory",
+         {"DIRECTORY",
+          [](const Call& c) {
+              const auto path = c.platform.avoidProgramFiles(base::pathFromWide(c.wide(0)));
+              c.out.set("path", base::narrow(base::widePath(path)));
+          }}},
+        {"addresses",
+         {"[loopback]",
+          [](const Call& c) {
+              c.out.set("addresses", listOf(c.platform.getLocalAddresses(c.text(0) == "loopback")));
+          }}},
         {"port", {"", [](const Call& c) { c.out.set("port", c.platform.getFreePort()); }}},
         {"proxies", {"ADDRESS", proxies}},
     };
@@ -305,12 +383,18 @@ int main(int argc, char** argv) {
         return listVerbs();
     }
     curl_global_init(CURL_GLOBAL_ALL);
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     const auto log = std::make_shared<ErrorLog>();
     base::globalLogReceiver().publish(log);
     dockset::PlatformWin32 platform(nullptr);
     const Arguments arguments(argv + 2, argv + argc);
     Value out(ValueType::Object);
-    verb->second.call({platform, arguments, out});
+    try {
+        verb->second.call({platform, arguments, out});
+    } catch (const std::logic_error&) {
+        // An argument that should be a number.
+        return listVerbs();
+    }
     const std::vector<std::uint8_t> bytes = data::toJsonBytes(out);
     std::cout.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())) << '\n';
     return 0;

@@ -8,6 +8,7 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -250,7 +251,7 @@ class StorageTest(PlatformTest):
         self.assertEqual(told["freeSpaceError"][2], 267)
         told, _ = self.finish(self.begin("storage", TMPDIR="/none"))
         self.assertEqual((told["tempPath"], told["extraTemp"]["freeSpaceError"]), ("/none", 3))
-        self.assertTrue(told["documentsPath"].endswith("/Documents"))
+        self.assertTrue(told["documentsPath"].endswith("/Documents") and told["documentsIdListed"])
 
     @unittest.skipUnless(os.geteuid() == 0, "needs another user")
     def test_reports_a_directory_without_rights(self):
@@ -344,12 +345,13 @@ class PickerTest(PlatformTest):
         process = self.dialog(title, "pick-folder", folder, 0, "state")
         self.answer(title, "Escape")
         self.assertEqual(self.finish(process)[0]["result"], {"hasDirPath": False, "returnToState": "state"})
-        process = self.dialog("Select file", "pick-file", folder, "dbk")
-        self.answer("Select file", "Return", text=str(backup))
-        self.assertEqual(self.path_of(self.finish(process)[0]), str(backup))
-        process = self.dialog("Select file", "pick-file", folder, "")
-        self.answer("Select file", "Escape")
-        self.assertEqual(self.finish(process)[0], {})
+        for title, verb in (("Select file", ("pick-file", folder)), ("Select a PC Dockset backup .*", ("pick-backup",))):
+            process = self.dialog(title, *verb, "dbk")
+            self.answer(title, "Return", text=str(backup))
+            self.assertEqual(self.path_of(self.finish(process)[0]), str(backup))
+            process = self.dialog(title, *verb, "")
+            self.answer(title, "Escape")
+            self.assertEqual(self.finish(process)[0], {})
 
     def test_ends_when_the_portal_goes(self):
         process = self.dialog("Select export folder", "pick-folder", self.home.path, 1, "state")
@@ -358,6 +360,16 @@ class PickerTest(PlatformTest):
 
 
 class NoDesktopTest(PlatformTest):
+    def test_gives_up_a_bus_that_says_nothing(self):
+        address = f"{self.home.runtime}/silent"
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(address)
+            listener.listen(5)
+            picker = self.begin("pick-folder", "/", 1, "state", DBUS_SESSION_BUS_ADDRESS=f"unix:path={address}")
+            awake = self.begin("awake", "work", "/bin/true", DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={address}")
+            self.assertEqual(self.finish(picker)[0]["result"], {"hasDirPath": False})
+            self.assertIn("base Failed to enable no-sleep mode, 0x5b4", self.finish(awake)[1])
+
     def test_pickers_fail_at_once(self):
         self.assertEqual(self.ask("pick-folder", "/", 1, "state")["result"], {"hasDirPath": False})
         self.assertEqual(self.ask("pick-file", "/", "dbk"), {})
