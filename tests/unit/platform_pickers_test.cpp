@@ -200,9 +200,9 @@ TEST_F(PlatformPickersTest, LooksAgainWhereTheStatusCantBeRead) {
     EXPECT_EQ(info.freeBytes[1], 0U);
     EXPECT_EQ(info.createError[2], DWORD{ERROR_DIRECTORY});
     const std::string threw = "STORAGEINFO Checking path status failed with exception";
-    EXPECT_EQ(log_.take(), (Lines{threw, threw, "STORAGEINFO Path attribs failed with 5",
-                                  "STORAGEINFO CreateFile failed with 112", threw,
-                                  "STORAGEINFO CreateFile failed with 267"}));
+    EXPECT_EQ(log_.take(),
+              (Lines{threw, threw, "STORAGEINFO Path attribs failed with 5", "STORAGEINFO CreateFile failed with 112",
+                     threw, "STORAGEINFO CreateFile failed with 267"}));
 }
 
 TEST_F(PlatformPickersTest, ReportsWhyThereAreNoDirectories) {
