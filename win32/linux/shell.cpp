@@ -87,14 +87,15 @@ bool execute(const SHELLEXECUTEINFOW& info, std::shared_ptr<Child>& child) {
 // Windows answers with the old 16-bit codes here, of which those above 32 are success.
 HINSTANCE outcome(DWORD code) { return reinterpret_cast<HINSTANCE>(static_cast<ULONG_PTR>(code)); }
 
+HINSTANCE failure(DWORD error) {
+    constexpr DWORD highest = 32;
+    const DWORD code = error == ERROR_CANCELLED ? ERROR_ACCESS_DENIED : error;
+    return outcome(code <= highest ? code : ERROR_GEN_FAILURE);
+}
+
 HINSTANCE outcomeOf(SHELLEXECUTEINFOW info) {
     info.cbSize = sizeof info;
-    if (ShellExecuteExW(&info) != FALSE) {
-        return info.hInstApp;
-    }
-    constexpr DWORD highestFailure = 32;
-    const DWORD error = GetLastError();
-    return outcome(error <= highestFailure ? error : ERROR_GEN_FAILURE);
+    return ShellExecuteExW(&info) != FALSE ? info.hInstApp : failure(GetLastError());
 }
 
 }  // namespace
@@ -111,7 +112,7 @@ BOOL WINAPI ShellExecuteExW(SHELLEXECUTEINFOW* info) {
     }
     std::shared_ptr<Child> child;
     const bool done = execute(*info, child);
-    info->hInstApp = outcome(done ? success : GetLastError());
+    info->hInstApp = done ? outcome(success) : failure(GetLastError());
     if (child && (info->fMask & SEE_MASK_NOCLOSEPROCESS) != 0) {
         info->hProcess = win32::openChild(child);
     }

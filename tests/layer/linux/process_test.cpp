@@ -194,7 +194,9 @@ TEST_F(ProcessTest, ElevatedProgramsStartWhenTheUserAgrees) {
         info.lpFile = file.c_str();
         info.lpParameters = W("/S \"a b\"");
         SetLastError(ERROR_SUCCESS);
-        return ShellExecuteExW(&info) != FALSE ? base::Handle(info.hProcess) : base::Handle();
+        const bool done = ShellExecuteExW(&info) != FALSE;
+        EXPECT_EQ(reinterpret_cast<INT_PTR>(info.hInstApp) > 32, done);
+        return done ? base::Handle(info.hProcess) : base::Handle();
     };
     const base::Handle process = elevate("[ \"$1$3$4\" = '--keep-cwd/Sa b' ] || exit 126; shift; exec \"$@\"");
     EXPECT_TRUE(process) << GetLastError();
