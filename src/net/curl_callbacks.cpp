@@ -41,6 +41,10 @@ bool isOfProxy(const HTTPReqInfo& request) {
     return curl_easy_getinfo(request.curlHandle, CURLINFO_RESPONSE_CODE, &code) == CURLE_OK && code == 0;
 }
 
+void followHead(std::string_view line, bool& isInHead) {
+    isInHead = line.starts_with("HTTP/") || (isInHead && line != "\r\n" && line != "\n");
+}
+
 // An interim 100 isn't the answer's status, nor is the 0 that libcurl gives for a proxy's answer to CONNECT.
 void noteStatus(HTTPReqInfo& request) {
     long code = 0;
@@ -93,17 +97,19 @@ std::size_t onWriteBody(char* bytes, std::size_t size, std::size_t count, void* 
 
 std::size_t onHeaderLine(char* line, std::size_t size, std::size_t count, void* record) {
     HTTPReqInfo& request = requestOf(record);
+    const std::string_view text(line, size * count);
     {
         const std::lock_guard lock(request.mutex);
+        followHead(text, request.isInHead);
         const bool wasOfProxy = std::exchange(request.headersOfProxy, isOfProxy(request));
         if (wasOfProxy && !request.headersOfProxy) {
             request.responseHeaders.clear();
         }
-        storeHeader({line, size * count}, request.responseHeaders);
+        storeHeader(text, request.responseHeaders);
         noteStatus(request);
     }
     request.changed.notify_all();
-    return size * count;
+    return text.size();
 }
 
 int onProgress(void* record, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {

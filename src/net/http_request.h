@@ -32,6 +32,7 @@ struct HTTPReqInfo {
     Bytes responseBody;                        // what has arrived and wasn't taken
     HttpHeaders responseHeaders;               // of equal names the later line
     bool headersOfProxy = false;               // they are a proxy's answer to CONNECT, and go when the server's come
+    bool isInHead = false;                     // a status line has come and the head's last line hasn't
     const std::uint8_t* uploadData = nullptr;  // not owned
     std::size_t uploadSize = 0;
     std::size_t uploadPosition = 0;

@@ -170,11 +170,14 @@ void Transfer::setUserAgent() { set(CURLOPT_USERAGENT, userAgent_.c_str()); }
 
 std::int32_t Transfer::perform() {
     logMessage("CURLHTTP", "URL: \"" + url_ + "\"");
-    const CURLcode code = curl_easy_perform(handle_);
+    CURLcode code = curl_easy_perform(handle_);
     std::string rejectedChain;
     std::int32_t result = -1;
     {
         const std::lock_guard lock(record_.mutex);
+        if (code == CURLE_OK && record_.isInHead) {
+            code = CURLE_PARTIAL_FILE;  // libcurl takes a connection's end for that of a head without a length
+        }
         if (code == CURLE_OK) {
             result = record_.status = status();
         } else {

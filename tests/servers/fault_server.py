@@ -48,6 +48,7 @@ ANSWERS = {
     b"/garbage": lambda request: b"\x00\x01 no answer\r\n\r\n",
     b"/nothing": lambda request: b"",
     b"/cut": lambda request: answer(b"x" * 1000)[:-900],
+    b"/half-head": lambda request: answer(b"", b"Last-Modified: " + DATE + b"\r\n")[:-5],
     b"/reset": lambda request: answer(b"x" * 1000)[:-900],
     b"/announced": lambda request: answer(b"x" * 100000),
     b"/large": lambda request: answer(b"x" * 4000000),

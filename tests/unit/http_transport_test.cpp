@@ -148,11 +148,9 @@ TEST_F(HttpTransportTest, SendsWhatItIsGiven) {
 }
 
 TEST_F(HttpTransportTest, BrokenTransfersHaveNoStatus) {
-    const std::pair<const char*, CURLcode> faults[] = {{"/cut", CURLE_PARTIAL_FILE},
-                                                       {"/reset", CURLE_RECV_ERROR},
-                                                       {"/nothing", CURLE_GOT_NOTHING},
-                                                       {"/garbage", CURLE_UNSUPPORTED_PROTOCOL},
-                                                       {"/long", CURLE_OUT_OF_MEMORY}};
+    const std::pair<const char*, CURLcode> faults[] = {
+        {"/cut", CURLE_PARTIAL_FILE},    {"/half-head", CURLE_PARTIAL_FILE},       {"/reset", CURLE_RECV_ERROR},
+        {"/nothing", CURLE_GOT_NOTHING}, {"/garbage", CURLE_UNSUPPORTED_PROTOCOL}, {"/long", CURLE_OUT_OF_MEMORY}};
     for (const auto& [path, code] : faults) {
         log_.take();
         EXPECT_EQ(get(path), -1) << path;
