@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
 
 namespace base {
 
@@ -57,7 +58,8 @@ std::optional<EncodedKey> encodedKeyOf(X509* certificate) {
 std::optional<EncodedKey> encodedKeyOf(const Bytes& pem) {
     return encodeQuietly([&pem] {
         const Owned<BIO> file(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-        return PEM_read_bio_PUBKEY(file.get(), nullptr, nullptr, nullptr);
+        std::string noPhrase;  // or OpenSSL would ask at the terminal for that of an encrypted key
+        return PEM_read_bio_PUBKEY(file.get(), nullptr, nullptr, noPhrase.data());
     });
 }
 
