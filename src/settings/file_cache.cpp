@@ -37,6 +37,9 @@ std::uint64_t lengthOnDisk(const fs::path& path) {
     return error ? 0 : size;
 }
 
+// A damaged index must not lead out of the cache's directory.
+bool isFileName(const std::string& name) { return !name.empty() && name.find_first_of("/\\") == std::string::npos; }
+
 std::string newFileName() {
     // Holds something even if the system gives no identifier.
     const std::array<std::int64_t, 2> block{
@@ -143,7 +146,7 @@ PlatformCacheHandler::Index PlatformCacheHandler::load() const {
                          item.find("last_modified").text,
                          static_cast<std::uint64_t>(item.find("file_size").integer),
                          {}};
-        if (entry.file_size == 0 || entry.identifier.empty() || entry.name.empty()) {
+        if (entry.file_size == 0 || entry.identifier.empty() || !isFileName(entry.name)) {
             continue;
         }
         entry.path = cacheDirectory_ / pathFromWide(widen(entry.name));

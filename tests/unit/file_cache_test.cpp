@@ -97,13 +97,18 @@ TEST_F(FileCacheTest, ReadsAnyIndex) {
     }
     std::ofstream((support() / "cache/plain").string()) << "1234";
     std::ofstream((support() / "cache/none").string());
+    std::ofstream((support() / "outside").string()) << "1234";
+    std::ofstream((support() / "cache/..\\outside").string()) << "1234";
     fs::create_directory(support() / "cache/folder");
     writeIndex(R"({"cached_items": [7, {"identifier": "a", "name": "plain", "file_size": 4, "last_modified": "x"},
         {"identifier": "a", "name": "plain", "file_size": 4}, {"identifier": "a", "name": "plain", "file_size": 5},
         {"identifier": "zero", "name": "none", "file_size": 0}, {"identifier": "", "name": "plain", "file_size": 4},
         {"identifier": "noname", "name": "", "file_size": 4}, {"identifier": "f", "name": "folder", "file_size": 4096},
-        {"identifier": "text", "name": "plain", "file_size": "4"}]})");
+        {"identifier": "text", "name": "plain", "file_size": "4"},
+        {"identifier": "up", "name": "../outside", "file_size": 4},
+        {"identifier": "up", "name": "..\\outside", "file_size": 4}]})");
     EXPECT_EQ(got("a"), "1234/");
+    EXPECT_EQ(got("up"), "old-old");
     EXPECT_TRUE(cache_.put("b", bytes("x"), ""));
     EXPECT_EQ(items().items.size(), 2U);
 }
