@@ -52,7 +52,7 @@ protected:
                take(config.lpszProxy) + " " + take(config.lpszProxyBypass);
     }
     // "access-type proxies", or the error.
-    std::string ask(WINHTTP_AUTOPROXY_OPTIONS options, const WideString& url = W("https://example.org/a?b")) {
+    std::string ask(WINHTTP_AUTOPROXY_OPTIONS options, const WideString& url = W("https://example.org/a?\"b\\")) {
         WINHTTP_PROXY_INFO info{};
         if (WinHttpGetProxyForUrl(handle_, url.c_str(), &options, &info) == FALSE) {
             return std::to_string(GetLastError());
@@ -95,7 +95,7 @@ protected:
 TEST_F(ProxyTest, RunsScripts) {
     const EnvironmentSetting desktop("XDG_CURRENT_DESKTOP", "GNOME");
     const EnvironmentSetting direct("no_proxy", "*");
-    EXPECT_EQ(runReturning("'PROXY a:81; PROXY b;PROXY [::1]:8; DIRECT; PROXY c:1'"), "3 a:81;b:80;[::1]:8");
+    EXPECT_EQ(runReturning("' PROXY  a:81 ; PROXY b;PROXY [::1]:8; DIRECT; PROXY c:1; '"), "3 a:81;b:80;[::1]:8");
     EXPECT_EQ(runReturning("'DIRECT; PROXY a:1'"), "1 -");
     EXPECT_EQ(runReturning("'SOCKS a:1; SOCKS5 b:2; PROXY c:3'"), "3 c:3");
     EXPECT_EQ(runReturning("'PROXY ' + host + ':' + (isPlainHostName('x') ? 1 : 2)"), "3 example.org:1");

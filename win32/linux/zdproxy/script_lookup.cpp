@@ -18,7 +18,8 @@ namespace {
 constexpr std::size_t longestScript = 1 << 20;
 
 // Ends the script. The library gives a script that fails the same answer as one that says DIRECT; with this, the answer
-// of a script that works begins with a proxy of ours. The blank line closes a comment at the script's end.
+// of a script that works begins with a proxy of ours. It also takes the blanks round entries for such a failure. The
+// blank line closes a comment at the script's end.
 constexpr const char* mark = "http://found.invalid:1";
 constexpr const char* scriptEnd = R"(
 ;(function () {
@@ -26,7 +27,7 @@ constexpr const char* scriptEnd = R"(
     FindProxyForURL = function (url, host) {
         var found = find(url, host);
         if (typeof found !== 'string') { throw new TypeError('no string'); }
-        return 'PROXY found.invalid:1;' + found;
+        return 'PROXY found.invalid:1;' + found.replace(/\s+/g, ' ').replace(/ ?;[ ;]*/g, ';').trim();
     };
 })();
 )";
@@ -104,6 +105,15 @@ struct FreeEntries {
     void operator()(char** entries) const { px_proxy_factory_free_proxies(entries); }
 };
 
+// The library puts the address between quotation marks of the script's language as it stands.
+std::string quotable(const std::string& url) {
+    std::string text;
+    for (const char c : url) {
+        text += c == '"' ? "%22" : c == '\\' ? "%5C" : std::string(1, c);
+    }
+    return text;
+}
+
 Lookup run(std::string script, const std::string& url) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     script.erase(0, script.starts_with(byteOrderMark) ? byteOrderMark.size() : 0);
@@ -115,7 +125,7 @@ Lookup run(std::string script, const std::string& url) {
     useOnlyScript("/proc/self/fd/" + std::to_string(file));
     // Never freed: that would unload the script engine from under its own threads.
     pxProxyFactory* const factory = px_proxy_factory_new();
-    const std::unique_ptr<char*, FreeEntries> entries(px_proxy_factory_get_proxies(factory, url.c_str()));
+    const std::unique_ptr<char*, FreeEntries> entries(px_proxy_factory_get_proxies(factory, quotable(url).c_str()));
     const bool hasWorked = entries && *entries != nullptr && std::string_view(*entries) == mark;
     return hasWorked ? listOf(entries.get() + 1) : Lookup{ERROR_WINHTTP_BAD_AUTO_PROXY_SCRIPT, {}};
 }
