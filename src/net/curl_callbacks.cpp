@@ -133,6 +133,7 @@ CURLcode onSslContext(CURL*, void* sslContext, void* record) {
         HTTPReqInfo& request = requestOf(record);
         SSL_CTX_set_ex_data(context, 0, &request);
         const std::lock_guard lock(request.mutex);
+        request.pinMatched = false;  // a proxy's chain, if it was spoken to over TLS, says nothing of the server's
         if (!request.pinnedKeys.empty()) {
             SSL_CTX_set_verify(context, SSL_VERIFY_PEER, pins->verifyCallback());
         }

@@ -11,6 +11,7 @@
 #include "captured_log.h"
 #include "certificates.h"
 #include "fault_server.h"
+#include "net/curl_callbacks.h"
 #include "net/http_provider_curl.h"
 #include "net/installed_pins.h"
 #include "net/perform_request.h"
@@ -203,6 +204,12 @@ TEST(PinnedHandshakeTest, IsRefusedWithoutAPinnedKey) {
     const auto right = std::make_shared<InstalledPins>(files.path());
     EXPECT_EQ(request(right), 200);
     EXPECT_EQ(detail, "");
+
+    base::HTTPReqInfo record;
+    record.pinMatched = true;
+    const std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
+    base::onSslContext(nullptr, context.get(), &record);
+    EXPECT_FALSE(record.pinMatched) << "each connection of a request has to show a pinned key";
     std::vector<std::thread> threads;
     for (int number = 0; number < 4; ++number) {
         threads.emplace_back([&, number] {
