@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -43,6 +44,8 @@ std::string answer(std::vector<std::string> words) {
 
 int main(int argc, char** argv) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // nobody is left to hear the answer
+    // A script may fill the memory before its time is up; then it is this program that has to go.
+    std::ofstream("/proc/self/oom_score_adj") << 1000;
     const std::string text = answer({argv + 1, argv + argc});
     if (text.empty()) {
         std::cerr << "usage: zdproxy config | script SCRIPT URL AGENT [logon] | detect URL AGENT [logon]\n";
