@@ -65,9 +65,9 @@ std::string parametersOf(const X509_ALGOR* algorithm) {
     return size > 0 ? std::string(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size)) : std::string();
 }
 
+// `bytes` may be null if there are none.
 BYTE* append(BYTE*& end, const void* bytes, std::size_t size) {
-    std::memcpy(end, bytes, size);
-    return std::exchange(end, end + size);
+    return std::exchange(end, std::copy_n(static_cast<const BYTE*>(bytes), size, end));
 }
 
 // One block: the structure, then the bytes that it points to.
