@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <memory>
 #include <random>
 
@@ -53,26 +52,20 @@ int playCacheUser() {
 
 const ChildRole role("cache-user", playCacheUser);
 
-int number(const char* variable, int otherwise) {
-    const char* const value = std::getenv(variable);
-    return value == nullptr ? otherwise : std::atoi(value);
-}
-
 std::unique_ptr<ChildProcess> newUser() {
     auto user = std::make_unique<ChildProcess>("cache-user");
     EXPECT_EQ(user->hear(), "ready");
     return user;
 }
 
-// All users work at once, and one is killed when some of the others are done. For a longer run: CACHE_USERS=10
-// CACHE_ROUNDS=200.
+// All users work at once, and one is killed when some of the others are done.
 TEST(FileCacheProcesses, UsersAreKilledAtWork) {
     const tests::TempSession session;
     std::minstd_rand random(7);
     base::PlatformCacheHandler cache;
-    std::vector<std::unique_ptr<ChildProcess>> users(static_cast<std::size_t>(number("CACHE_USERS", 4)));
+    std::vector<std::unique_ptr<ChildProcess>> users(10);
     std::generate(users.begin(), users.end(), newUser);
-    for (int round = number("CACHE_ROUNDS", 40); round > 0; --round) {
+    for (int round = 200; round > 0; --round) {
         std::shuffle(users.begin(), users.end(), random);
         for (const auto& user : users) {
             user->tell("go");
