@@ -68,6 +68,9 @@ BOOL WINAPI WinHttpGetIEProxyConfigForCurrentUser(WINHTTP_CURRENT_USER_IE_PROXY_
 
 BOOL WINAPI WinHttpGetProxyForUrl(HINTERNET session, LPCWSTR url, WINHTTP_AUTOPROXY_OPTIONS* options,
                                   WINHTTP_PROXY_INFO* info) {
+    if (url == nullptr || options == nullptr || info == nullptr) {
+        return fail(ERROR_INVALID_PARAMETER);
+    }
     WIN32_RECORD("WinHttpGetProxyForUrl", bytesOf(url) + "|" + std::to_string(options->dwFlags) + "|" +
                                               std::to_string(options->dwAutoDetectFlags) + "|" +
                                               bytesOf(options->lpszAutoConfigUrl) + "|" +
@@ -80,7 +83,7 @@ BOOL WINAPI WinHttpGetProxyForUrl(HINTERNET session, LPCWSTR url, WINHTTP_AUTOPR
     const bool isDetection = options->dwFlags == WINHTTP_AUTOPROXY_AUTO_DETECT;
     const std::string script = bytesOf(options->lpszAutoConfigUrl);
     const bool isScript = options->dwFlags == WINHTTP_AUTOPROXY_CONFIG_URL && !script.empty();
-    if (info == nullptr || (!isDetection && !isScript)) {
+    if (!isDetection && !isScript) {
         return fail(ERROR_INVALID_PARAMETER);
     }
     const std::string address = bytesOf(url);
