@@ -181,7 +181,7 @@ TEST_F(HttpDownloaderTest, ManifestsThatNameBadAddressesBringNothing) {
     EXPECT_EQ(names, (std::set<std::string>{"app_settings.json", "autoupdate", "updateversion.json", "zdsetup.exe"}));
 }
 
-TEST_F(HttpDownloaderTest, EndsWithinTwoSecondsWhenCancelled) {
+TEST_F(HttpDownloaderTest, EndsSoonWhenCancelled) {
     for (const char* const path : {"/drip", "/silent"}) {
         HttpDownloader downloader(limit);
         auto result = std::async(std::launch::async, [&] { return download(pinned(path), downloader); });
@@ -191,7 +191,7 @@ TEST_F(HttpDownloaderTest, EndsWithinTwoSecondsWhenCancelled) {
         const auto begin = std::chrono::steady_clock::now();
         downloader.cancel();
         EXPECT_EQ(result.get(), base::DownloadFailed);
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2)) << path;
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4)) << path;
         EXPECT_EQ(download(pinned("/drip"), downloader), base::DownloadFailed) << "and so does every later one";
         log_.take();
     }
