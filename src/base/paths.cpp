@@ -26,9 +26,19 @@ Path pathForm(WideView text) {
     }
 }
 
+template <typename Path>
+Path utf8Form(const std::string& text) {
+    if constexpr (std::is_same_v<typename Path::value_type, WCHAR>) {
+        return Path(widen(text));
+    } else {
+        return Path(text);
+    }
+}
+
 }  // namespace
 
 WideString widePath(const boost::filesystem::path& path) { return wideForm(path.native()); }
 boost::filesystem::path pathFromWide(WideView text) { return pathForm<boost::filesystem::path>(text); }
+boost::filesystem::path pathFromUtf8(const std::string& text) { return utf8Form<boost::filesystem::path>(text); }
 
 }  // namespace base

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/filesystem/path.hpp>
+#include <string>
 
 #include "base/text.h"
 
@@ -9,5 +10,6 @@ namespace base {
 
 WideString widePath(const boost::filesystem::path& path);
 boost::filesystem::path pathFromWide(WideView text);
+boost::filesystem::path pathFromUtf8(const std::string& text);
 
 }  // namespace base

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 #include <utility>
 
 #include "base/log_receiver.h"
@@ -66,11 +67,11 @@ bool writeFile(const fs::path& path, const std::vector<std::uint8_t>& bytes) {
     return file->size() == bytes.size();
 }
 
-Value toItem(const CacheEntry& entry) {
+Value toItem(CacheEntry entry) {
     Value item(ValueType::Object);
-    item.set("identifier", entry.identifier);
-    item.set("name", entry.name);
-    item.set("last_modified", entry.last_modified);
+    item.set("identifier", std::move(entry.identifier));
+    item.set("name", std::move(entry.name));
+    item.set("last_modified", std::move(entry.last_modified));
     item.set("file_size", entry.file_size);
     return item;
 }
@@ -98,17 +99,17 @@ bool PlatformCacheHandler::put(const std::string& identifier, const std::vector<
     const auto known = index.find(identifier);
     CacheEntry entry{
         identifier, known == index.end() ? newFileName() : known->second.name, lastModified, data.size(), {}};
-    entry.path = cacheDirectory_ / pathFromWide(widen(entry.name));
+    entry.path = cacheDirectory_ / pathFromUtf8(entry.name);
     if (writeFile(entry.path, data)) {
         index.insert_or_assign(identifier, std::move(entry));
-        save(index);
+        save(std::move(index));
         return true;
     }
     boost::system::error_code ignored;
     fs::remove(entry.path, ignored);
     if (known != index.end()) {
         index.erase(known);
-        save(index);
+        save(std::move(index));
     }
     return false;
 }
@@ -134,22 +135,23 @@ bool PlatformCacheHandler::get(const std::string& identifier, std::vector<std::u
 
 // Items whose file isn't there whole are passed over; of two items with one key the later one counts.
 PlatformCacheHandler::Index PlatformCacheHandler::load() const {
-    const Value content = data::readJsonFile(widePath(indexPath_));
-    const Value& items = content.find("cached_items");
+    Value content = data::readJsonFile(widePath(indexPath_));
+    Value& items = content.member("cached_items");
     Index index;
     if (items.type != ValueType::Array) {
         return index;
     }
-    for (const Value& item : items.items) {
-        CacheEntry entry{item.find("identifier").text,
-                         item.find("name").text,
-                         item.find("last_modified").text,
-                         static_cast<std::uint64_t>(item.find("file_size").integer),
+    for (Value& item : items.items) {
+        const auto take = [&item](std::string_view key) { return std::move(item.member(key).text); };
+        CacheEntry entry{take("identifier"),
+                         take("name"),
+                         take("last_modified"),
+                         static_cast<std::uint64_t>(item.member("file_size").integer),
                          {}};
         if (entry.file_size == 0 || entry.identifier.empty() || !isFileName(entry.name)) {
             continue;
         }
-        entry.path = cacheDirectory_ / pathFromWide(widen(entry.name));
+        entry.path = cacheDirectory_ / pathFromUtf8(entry.name);
         if (lengthOnDisk(entry.path) == entry.file_size) {
             index.insert_or_assign(entry.identifier, std::move(entry));
         }
@@ -157,10 +159,10 @@ PlatformCacheHandler::Index PlatformCacheHandler::load() const {
     return index;
 }
 
-void PlatformCacheHandler::save(const Index& index) const {
+void PlatformCacheHandler::save(Index index) const {
     Value items(ValueType::Array);
-    for (const auto& [identifier, entry] : index) {
-        items.append(toItem(entry));
+    for (auto& [identifier, entry] : index) {
+        items.append(toItem(std::move(entry)));
     }
     Value content(ValueType::Object);
     content.set("cached_items", std::move(items));

@@ -59,7 +59,7 @@ private:
     using Index = std::map<std::string, CacheEntry>;
 
     Index load() const;
-    void save(const Index& index) const;
+    void save(Index index) const;
 
     std::mutex mutex_;  // held for the whole of an operation
     const boost::filesystem::path cacheDirectory_;
