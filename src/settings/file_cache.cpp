@@ -161,8 +161,8 @@ PlatformCacheHandler::Index PlatformCacheHandler::load() const {
 
 void PlatformCacheHandler::save(Index index) const {
     Value items(ValueType::Array);
-    for (auto& [identifier, entry] : index) {
-        items.append(toItem(std::move(entry)));
+    for (auto& item : index) {
+        items.append(toItem(std::move(item.second)));
     }
     Value content(ValueType::Object);
     content.set("cached_items", std::move(items));

@@ -26,7 +26,6 @@ namespace {
 using base::HttpDownloader;
 using testing::Contains;
 using testing::Not;
-using testing::StartsWith;
 
 constexpr std::size_t limit = 200'000;
 
