@@ -6,6 +6,7 @@
 #include <new>
 #include <vector>
 
+#include "linux/com_object.h"
 #include "linux/memory_stream.h"
 #include "linux/scripted.h"
 #include "win32/kernel.h"
@@ -34,37 +35,19 @@ GlobalMemory* memoryOf(HGLOBAL handle) {
                            : reinterpret_cast<GlobalMemory*>(reinterpret_cast<ULONG_PTR>(handle) ^ movableMark);
 }
 
-class MemoryStream final : public IStream {
+class MemoryStream final : public ComObject<IStream, IID_IUnknown> {
 public:
     MemoryStream(GlobalMemory* memory, bool owns) : memory_(memory), owns_(owns) {}
-    MemoryStream(const MemoryStream&) = delete;
-    MemoryStream& operator=(const MemoryStream&) = delete;
-
-    HRESULT QueryInterface(REFIID interfaceId, void** object) override {
-        const bool isKnown = interfaceId == IID_IUnknown;
-        *object = isKnown ? this : nullptr;
-        return isKnown ? (AddRef(), S_OK) : E_NOINTERFACE;
-    }
-    ULONG AddRef() override { return ++references_; }
-    ULONG Release() override {
-        const ULONG left = --references_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
-    std::span<const BYTE> bytes() const { return memory_->bytes; }
-
-private:
-    ~MemoryStream() {
+    ~MemoryStream() override {
         if (owns_) {
             delete memory_;
         }
     }
+    std::span<const BYTE> bytes() const { return memory_->bytes; }
 
+private:
     GlobalMemory* memory_;
     bool owns_;
-    std::atomic<ULONG> references_ = 1;
 };
 
 }  // namespace
