@@ -14,7 +14,7 @@ namespace {
 enum Library { crypto, ssl, curl };
 
 struct Function {
-    Library library;
+    Library home;
     const char* name;
 };
 
@@ -82,7 +82,7 @@ __attribute__((visibility("hidden"))) std::array<std::atomic<void*>, std::size(f
 
 __attribute__((visibility("hidden"))) void* findDelayed(unsigned index) {
     const Function& function = functions[index];
-    void* const found = find<void>(handleOf(function.library), function.name);
+    void* const found = find<void>(handleOf(function.home), function.name);
     void* const target = found != nullptr ? found : reinterpret_cast<void*>(giveNull);
     delayedTargets[index] = target;
     return target;
