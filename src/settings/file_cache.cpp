@@ -153,7 +153,7 @@ PlatformCacheHandler::Index PlatformCacheHandler::load() const {
         }
         entry.path = cacheDirectory_ / pathFromUtf8(entry.name);
         if (lengthOnDisk(entry.path) == entry.file_size) {
-            index.insert_or_assign(entry.identifier, std::move(entry));
+            index.insert_or_assign(index.end(), entry.identifier, std::move(entry));
         }
     }
     return index;

@@ -156,7 +156,13 @@ Value& Value::member(std::string_view key) {
     return members.emplace_hint(place, key, ValueType::Null)->second;
 }
 
-Value& Value::set(std::string_view key, Value value) { return member(key) = std::move(value); }
+Value& Value::set(std::string_view key, Value value) {
+    const auto place = members.lower_bound(key);
+    if (place != members.end() && place->first == key) {
+        return place->second = std::move(value);
+    }
+    return members.emplace_hint(place, key, std::move(value))->second;
+}
 
 Value& Value::append(Value value) { return items.emplace_back(std::move(value)); }
 

@@ -116,22 +116,9 @@ Descriptor openNative(const std::string& path, int flags) {
 }
 
 // Windows' read-only attribute holds for everybody, the administrator included.
-bool isUsable(int descriptor, bool writes) {
-    struct stat status {};
-    if (fstat(descriptor, &status) != 0) {
-        return failWithErrno(errno);
-    }
+bool isUsable(const struct stat& status, bool writes) {
     const bool readOnly = (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
-    if (!S_ISREG(status.st_mode) || (writes && readOnly)) {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return false;
-    }
-    return true;
-}
-
-bool isUnlinked(int descriptor) {
-    struct stat status {};
-    return fstat(descriptor, &status) == 0 && status.st_nlink == 0;
+    return S_ISREG(status.st_mode) && !(writes && readOnly);
 }
 
 // The file as it is or as it was made, not yet truncated.
@@ -165,12 +152,21 @@ int modeOf(DWORD access) { return (access & GENERIC_WRITE) != 0 ? O_RDWR : O_RDO
 Opened openClaimed(const std::string& path, DWORD access, const FileClaim& claim, DWORD disposition) {
     while (true) {
         Opened opened = openOrCreate(path, modeOf(access), disposition);
-        if (!opened.descriptor || !isUsable(opened.descriptor.get(), (access & GENERIC_WRITE) != 0) ||
-            !claimFile(opened.descriptor.get(), claim)) {
+        if (!opened.descriptor) {
             return {};
         }
-        if (!isUnlinked(opened.descriptor.get())) {
-            return opened;
+        const bool claimed = claimFile(opened.descriptor.get(), claim);
+        struct stat status {};
+        if (fstat(opened.descriptor.get(), &status) != 0) {
+            failWithErrno(errno);
+            return {};
+        }
+        if (!isUsable(status, (access & GENERIC_WRITE) != 0)) {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return {};
+        }
+        if (!claimed || status.st_nlink != 0) {
+            return claimed ? std::move(opened) : Opened{};
         }
     }
 }
