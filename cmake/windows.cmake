@@ -47,3 +47,15 @@ enable_language(RC)
 add_library(agent_resources OBJECT packaging/windows/agent.rc)
 set_source_files_properties(packaging/windows/agent.rc PROPERTIES OBJECT_DEPENDS
   "${CMAKE_SOURCE_DIR}/packaging/windows/agent.manifest;${CMAKE_SOURCE_DIR}/packaging/art/zelmo.ico;${CMAKE_SOURCE_DIR}/packaging/art/logo.png")
+
+# The layer's promises, as a program that tests the real operations.
+set(googletest /usr/src/googletest)
+file(GLOB layer_tests CONFIGURE_DEPENDS tests/layer/*.cpp)
+add_executable(layer_tests ${layer_tests} src/base/text.cpp src/base/utf8.cpp
+  ${googletest}/googletest/src/gtest-all.cc ${googletest}/googlemock/src/gmock-all.cc)
+target_include_directories(layer_tests PRIVATE src tests win32/include)
+target_include_directories(layer_tests SYSTEM PRIVATE
+  ${googletest}/googletest ${googletest}/googletest/include ${googletest}/googlemock ${googletest}/googlemock/include)
+target_compile_definitions(layer_tests PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
+target_compile_options(layer_tests PRIVATE -Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
+target_link_libraries(layer_tests PRIVATE -static cfgmgr32 crypt32 gdiplus msimg32 ole32 rpcrt4 setupapi uuid)

@@ -1,30 +1,45 @@
 // A directory of a test's own, gone with the object, and its files as bytes.
 #pragma once
 
-#include <boost/filesystem.hpp>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 #include "base/text.h"
+
+// Boost's paths, which the agent's own code takes; on Windows only the layer is tested, and without Boost.
+#ifdef _WIN32
+#include <filesystem>
+namespace tests::files {
+using namespace std::filesystem;
+}
+#else
+#include <boost/filesystem.hpp>
+namespace tests::files {
+using namespace boost::filesystem;
+}
+#endif
 
 namespace tests {
 
 class TempDirectory {
 public:
-    TempDirectory()
-        : path_(boost::filesystem::temp_directory_path() / boost::filesystem::unique_path("agent-test-%%%%%%%%%%%%")) {
-        boost::filesystem::create_directories(path_);
+    TempDirectory() : path_(files::temp_directory_path() / ("agent-test-" + std::to_string(std::random_device()()))) {
+        files::create_directories(path_);
     }
     TempDirectory(const TempDirectory&) = delete;
     TempDirectory& operator=(const TempDirectory&) = delete;
     ~TempDirectory() {
-        boost::system::error_code ignored;
-        boost::filesystem::remove_all(path_, ignored);
+        try {
+            files::remove_all(path_);
+        } catch (const files::filesystem_error&) {
+            return;  // what a test made unremovable stays
+        }
     }
 
-    const boost::filesystem::path& path() const { return path_; }
-    boost::filesystem::path file(const std::string& name) const { return path_ / name; }
+    const files::path& path() const { return path_; }
+    files::path file(const std::string& name) const { return path_ / name; }
     // The path of a file as the system takes it.
     WideString wide(const std::string& name) const { return base::widen(file(name).string()); }
 
@@ -35,10 +50,10 @@ public:
         std::ifstream stream(file(name).string(), std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
-    bool has(const std::string& name) const { return boost::filesystem::exists(file(name)); }
+    bool has(const std::string& name) const { return files::exists(file(name)); }
 
 private:
-    boost::filesystem::path path_;
+    files::path path_;
 };
 
 }  // namespace tests

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "temp_directory.h"
+#include "win32/registry.h"
 
 namespace tests {
 
@@ -25,16 +26,46 @@ public:
 
 private:
     void apply(const char* value) const {
+#ifdef _WIN32
+        _putenv_s(name_.c_str(), value == nullptr ? "" : value);
+#else
         if (value == nullptr) {
             unsetenv(name_.c_str());
         } else {
             setenv(name_.c_str(), value, 1);
         }
+#endif
     }
 
     std::string name_;
     std::optional<std::string> before_;
 };
+
+#ifdef _WIN32
+
+// The user's part of the registry is an empty key as long as this lives; all else of the session is the real one.
+class TempSession {
+public:
+    TempSession() {
+        RegDeleteTreeW(HKEY_CURRENT_USER, name);  // what a run that was killed left
+        RegCreateKeyExW(HKEY_CURRENT_USER, name, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key_,
+                        nullptr);
+        RegOverridePredefKey(HKEY_CURRENT_USER, key_);
+    }
+    TempSession(const TempSession&) = delete;
+    TempSession& operator=(const TempSession&) = delete;
+    ~TempSession() {
+        RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+        RegCloseKey(key_);
+        RegDeleteTreeW(HKEY_CURRENT_USER, name);
+    }
+
+private:
+    static constexpr LPCWSTR name = W("Software\\ZelmoDocksetTest");
+    HKEY key_ = nullptr;
+};
+
+#else
 
 // A user's session of the test's own: runtime directory, home and base directories below one temporary directory, and
 // neither a bus nor a display.
@@ -59,5 +90,7 @@ private:
     EnvironmentSetting display_{"DISPLAY", nullptr};
     EnvironmentSetting machine_{"WIN32_MACHINE_DIRECTORY", below("machine").c_str()};
 };
+
+#endif
 
 }  // namespace tests

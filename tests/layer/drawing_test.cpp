@@ -29,7 +29,7 @@ protected:
         IStream* stream = nullptr;
         EXPECT_EQ(CreateStreamOnHGlobal(memory, TRUE, &stream), S_OK);
         const auto status = GdipCreateBitmapFromStream(stream, bitmap);
-        EXPECT_EQ(stream->Release(), 0U);
+        stream->Release();
         return status;
     }
 

@@ -14,7 +14,7 @@ namespace {
 TEST(FindTest, ListsADirectorysOwnNamesFirst) {
     const tests::TempDirectory directory;
     directory.write("file", "12345");
-    boost::filesystem::create_directory(directory.file("folder"));
+    tests::files::create_directory(directory.file("folder"));
     WIN32_FIND_DATAW entry{};
     const HANDLE find = FindFirstFileW(directory.wide("*").c_str(), &entry);
     ASSERT_NE(find, INVALID_HANDLE_VALUE);
@@ -69,7 +69,7 @@ TEST(TemporaryTest, NamesFilesAndExpandsVariables) {
     const tests::TempDirectory directory;
     std::array<WCHAR, MAX_PATH> path{};
     EXPECT_EQ(GetTempFileNameW(directory.wide("").c_str(), W("prefix"), 0x1234BEEF, path.data()), 0x1234BEEFU);
-    EXPECT_EQ(boost::filesystem::path(base::narrow(path.data())).filename(), "preBEEF.tmp");
+    EXPECT_EQ(tests::files::path(base::narrow(path.data())).filename(), "preBEEF.tmp");
     EXPECT_FALSE(directory.has("preBEEF.tmp"));
     EXPECT_EQ(GetTempFileNameW(directory.wide("none").c_str(), W(""), 1, path.data()), 0U);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_DIRECTORY});

@@ -52,4 +52,18 @@ TEST(LinuxFileTest, SharingHoldsBetweenProcessesAndDiesWithThem) {
     close(opened[1]);
 }
 
+TEST(LinuxFileTest, DeletesItsOwnFileOnCloseAndNoOther) {
+    const tests::TempDirectory directory;
+    const HANDLE writer =
+        CreateFileW(directory.wide("file").c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr);
+    const HANDLE last = ReOpenFile(writer, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                   FILE_FLAG_DELETE_ON_CLOSE);
+    ASSERT_NE(last, INVALID_HANDLE_VALUE) << "beside a holder of the same process that doesn't share this";
+    CloseHandle(writer);
+    boost::filesystem::remove(directory.file("file"));
+    directory.write("file", "another");
+    CloseHandle(last);
+    EXPECT_EQ(directory.read("file"), "another");
+}
+
 }  // namespace

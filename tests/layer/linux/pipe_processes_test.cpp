@@ -3,6 +3,7 @@
 
 #include <boost/filesystem.hpp>
 #include <string>
+#include <thread>
 
 #include "layer/linux/child_process.h"
 #include "temp_session.h"
@@ -57,6 +58,15 @@ TEST(PipeProcessesTest, KilledServerLeavesNothingInTheWay) {
         EXPECT_FALSE(WaitNamedPipeW(path, 20'000));
         EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     }
+}
+
+// Elsewhere the closing waits for the other thread.
+TEST(PipeProcessesTest, ClosingEndsTheWaitForAClient) {
+    const tests::TempSession session;
+    const HANDLE server = createServer();
+    std::thread waiting([&] { EXPECT_FALSE(ConnectNamedPipe(server, nullptr)); });
+    CloseHandle(server);
+    waiting.join();
 }
 
 TEST(PipeProcessesTest, ServiceOfTheMachineIsFoundFromASession) {

@@ -3,6 +3,7 @@
 #include <boost/filesystem.hpp>
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "layer/linux/child_process.h"
@@ -171,6 +172,10 @@ TEST_F(WindowProcessesTest, WindowsWorkWithoutASessionDirectory) {
     EXPECT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
     EXPECT_EQ(windowsOfClass(), std::vector<HWND>{window});
     EXPECT_EQ(RegisterWindowMessageW(W("A")), RegisterWindowMessageW(W("a")));
+    std::thread([window] {
+        EXPECT_EQ(SendMessageW(window, WM_NULL, 0, 0), 0);
+        EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED) << "only within a thread";
+    }).join();
     DestroyWindow(window);
 }
 
