@@ -1,31 +1,73 @@
-# The agent against the real Windows headers: compiled, not linked. The third-party headers are the host's own; only
-# theirs are made visible, since the host's system headers would hide those of Windows.
-set(host_headers ${CMAKE_BINARY_DIR}/host_headers)
-file(MAKE_DIRECTORY ${host_headers})
-foreach(header boost jansson.h xercesc)
-  file(CREATE_LINK /usr/include/${header} ${host_headers}/${header} SYMBOLIC)
-endforeach()
-# What some distributions keep in the directory of the host's architecture: OpenSSL's headers lie in both.
-foreach(header jansson_config.h curl openssl/opensslconf.h openssl/configuration.h)
-  file(GLOB found /usr/include/*-linux-gnu/${header} /usr/include/${header})
-  list(GET found 0 found)
-  get_filename_component(directory ${host_headers}/${header} DIRECTORY)
-  file(MAKE_DIRECTORY ${directory})
-  file(CREATE_LINK ${found} ${host_headers}/${header} SYMBOLIC)
-endforeach()
-file(GLOB openssl_headers /usr/include/openssl/*.h)
-foreach(header ${openssl_headers})
-  get_filename_component(name ${header} NAME)
-  file(CREATE_LINK ${header} ${host_headers}/openssl/${name} SYMBOLIC)
-endforeach()
-
-file(GLOB suite_sources CONFIGURE_DEPENDS suite/*.cpp)
-add_library(agent_core OBJECT ${agent_sources} src/main.cpp ${suite_sources})
-target_include_directories(agent_core PRIVATE src win32/include)
-target_include_directories(agent_core SYSTEM PRIVATE ${host_headers})
-target_compile_definitions(agent_core PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
+# The agent, the suite's other programs and the layer's tests against the real Windows headers.
+#
+# The layer's tests are linked. The programs are so only with the third-party libraries built for Windows, static ones,
+# with their headers below one directory; else they are compiled, with the headers of those libraries that the host has.
+set(WINDOWS_LIBRARIES "" CACHE PATH "Where include/ and lib/ of the third-party libraries for Windows are")
+set(system_libraries bcrypt cfgmgr32 comdlg32 crypt32 gdiplus iphlpapi msimg32 ole32 rpcrt4 setupapi uuid winhttp wininet ws2_32)
+add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
 # The SDK's own macros are C casts, and its COM interfaces have no virtual destructor.
-target_compile_options(agent_core PRIVATE -Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
+add_compile_options(-Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
+
+if(WINDOWS_LIBRARIES)
+  set(third_party_headers ${WINDOWS_LIBRARIES}/include)
+  set(third_party_libraries)
+  foreach(name curl ssl crypto xerces-c jansson boost_filesystem)
+    find_library(${name}_library NAMES ${name} PATHS ${WINDOWS_LIBRARIES}/lib NO_DEFAULT_PATH REQUIRED)
+    list(APPEND third_party_libraries ${${name}_library})
+  endforeach()
+  add_compile_definitions(CURL_STATICLIB BOOST_ALL_NO_LIB)
+else()
+  # Only theirs are made visible, since the host's system headers would hide those of Windows.
+  set(third_party_headers ${CMAKE_BINARY_DIR}/host_headers)
+  file(MAKE_DIRECTORY ${third_party_headers})
+  foreach(header boost jansson.h xercesc)
+    file(CREATE_LINK /usr/include/${header} ${third_party_headers}/${header} SYMBOLIC)
+  endforeach()
+  # What some distributions keep in the directory of the host's architecture: OpenSSL's headers lie in both.
+  foreach(header jansson_config.h curl openssl/opensslconf.h openssl/configuration.h)
+    file(GLOB found /usr/include/*-linux-gnu/${header} /usr/include/${header})
+    list(GET found 0 found)
+    get_filename_component(directory ${third_party_headers}/${header} DIRECTORY)
+    file(MAKE_DIRECTORY ${directory})
+    file(CREATE_LINK ${found} ${third_party_headers}/${header} SYMBOLIC)
+  endforeach()
+  file(GLOB openssl_headers /usr/include/openssl/*.h)
+  foreach(header ${openssl_headers})
+    get_filename_component(name ${header} NAME)
+    file(CREATE_LINK ${header} ${third_party_headers}/openssl/${name} SYMBOLIC)
+  endforeach()
+endif()
+
+add_library(agent_core STATIC ${agent_sources})
+target_include_directories(agent_core PUBLIC src win32/include)
+target_include_directories(agent_core SYSTEM PUBLIC ${third_party_headers})
+
+# The icon, the logo and the manifest.
+set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+enable_language(RC)
+set(agent_resources packaging/windows/agent.rc)
+set_source_files_properties(${agent_resources} PROPERTIES OBJECT_DEPENDS
+  "${CMAKE_SOURCE_DIR}/packaging/windows/agent.manifest;${CMAKE_SOURCE_DIR}/packaging/art/zelmo.ico;${CMAKE_SOURCE_DIR}/packaging/art/logo.png")
+
+foreach(program
+    ZelmoDocksetAgent=src/main.cpp=${agent_resources}
+    ZelmoDockset=suite/main_application.cpp
+    zdmanifest=suite/zdmanifest.cpp
+    zdpost=suite/post_message.cpp
+    zdplatform=suite/platform_front_end.cpp
+    zdservice=suite/background_service.cpp
+    zdengine=suite/update_engine.cpp)
+  string(REPLACE "=" ";" sources ${program})
+  list(POP_FRONT sources name)
+  if(WINDOWS_LIBRARIES)
+    add_executable(${name} ${sources})
+    target_link_libraries(${name} PRIVATE agent_core -static ${third_party_libraries} ${system_libraries})
+  else()
+    add_library(${name} OBJECT ${sources})
+    target_link_libraries(${name} PRIVATE agent_core)
+  endif()
+endforeach()
+set_target_properties(ZelmoDocksetAgent PROPERTIES WIN32_EXECUTABLE ON)
 
 # Each header of the layer compiles on its own.
 file(GLOB layer_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/win32/include/win32/*.h)
@@ -38,15 +80,6 @@ foreach(header ${layer_headers})
 endforeach()
 add_library(layer_headers OBJECT ${header_sources})
 target_include_directories(layer_headers PRIVATE win32/include)
-target_compile_definitions(layer_headers PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
-target_compile_options(layer_headers PRIVATE -Wno-old-style-cast -Wno-non-virtual-dtor)
-
-# The icon, the logo and the manifest.
-set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
-enable_language(RC)
-add_library(agent_resources OBJECT packaging/windows/agent.rc)
-set_source_files_properties(packaging/windows/agent.rc PROPERTIES OBJECT_DEPENDS
-  "${CMAKE_SOURCE_DIR}/packaging/windows/agent.manifest;${CMAKE_SOURCE_DIR}/packaging/art/zelmo.ico;${CMAKE_SOURCE_DIR}/packaging/art/logo.png")
 
 # The layer's promises, as a program that tests the real operations.
 set(googletest /usr/src/googletest)
@@ -56,6 +89,4 @@ add_executable(layer_tests ${layer_tests} src/base/text.cpp src/base/utf8.cpp
 target_include_directories(layer_tests PRIVATE src tests win32/include)
 target_include_directories(layer_tests SYSTEM PRIVATE
   ${googletest}/googletest ${googletest}/googletest/include ${googletest}/googlemock ${googletest}/googlemock/include)
-target_compile_definitions(layer_tests PRIVATE UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
-target_compile_options(layer_tests PRIVATE -Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
-target_link_libraries(layer_tests PRIVATE -static cfgmgr32 crypt32 gdiplus msimg32 ole32 rpcrt4 setupapi uuid)
+target_link_libraries(layer_tests PRIVATE -static ${system_libraries})

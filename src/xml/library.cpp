@@ -1,10 +1,12 @@
 #include "xml/library.h"
 
-#include <xercesc/util/NetAccessors/Curl/CurlNetAccessor.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
-// The library makes a network accessor at its start, although nothing here ever opens an address. This one takes the
-// place of the library's own, and so keeps the whole HTTP stack behind that out of the process.
+// The library makes a network accessor at its start, although nothing here ever opens an address. Where that is
+// libcurl's, this one takes its place, and so keeps the whole HTTP stack behind it out of the process.
+#if __has_include(<xercesc/util/NetAccessors/Curl/CurlNetAccessor.hpp>)
+#include <xercesc/util/NetAccessors/Curl/CurlNetAccessor.hpp>
+
 XERCES_CPP_NAMESPACE_BEGIN
 
 const XMLCh CurlNetAccessor::fgMyName[] = {0};
@@ -18,6 +20,7 @@ BinInputStream* CurlNetAccessor::makeNew(const XMLURL& /*address*/, const XMLNet
 }
 
 XERCES_CPP_NAMESPACE_END
+#endif
 
 namespace xml {
 
