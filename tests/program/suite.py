@@ -112,7 +112,7 @@ class Home:
         return self.path / ".config/autostart/ZelmoDocksetAgent.desktop"
 
     def environment(self, **extra):
-        kept = {name: os.environ[name] for name in ("PATH", "LANG") if name in os.environ}
+        kept = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8"}
         phones = self._phones.environment if self._phones else {}
         return {**kept, "HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.runtime), **phones, **extra}
 

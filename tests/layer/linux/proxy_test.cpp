@@ -31,9 +31,10 @@ std::string take(LPWSTR text) {
 class ProxyTest : public testing::Test {
 protected:
     ProxyTest() {
+        // Empty and not absent: what the process began with would take an absent one's place in the helper.
         for (const char* const name : {"http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY", "all_proxy",
                                        "ALL_PROXY", "no_proxy", "NO_PROXY", "XDG_CURRENT_DESKTOP"}) {
-            unset_.push_back(std::make_unique<EnvironmentSetting>(name, nullptr));
+            empty_.push_back(std::make_unique<EnvironmentSetting>(name, ""));
         }
         win32::script::answerProxyLookups(PROXY_HELPER, 20'000);
     }
@@ -87,7 +88,7 @@ protected:
     }
 
     tests::TempSession session_;
-    std::vector<std::unique_ptr<EnvironmentSetting>> unset_;
+    std::vector<std::unique_ptr<EnvironmentSetting>> empty_;
     HINTERNET handle_ = WinHttpOpen(W("agent"), WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, WINHTTP_NO_PROXY_NAME,
                                     WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC);
 };
