@@ -61,6 +61,9 @@ TEST_F(PipeTest, NoServer) {
     EXPECT_FALSE(WaitNamedPipeW(path, 20'000));
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     const HANDLE server = createServer();
+    DWORD code = 0;
+    receive(server, 10, code);
+    EXPECT_EQ(code, ERROR_PIPE_LISTENING);
     CloseHandle(server);
     EXPECT_EQ(openClient(), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
@@ -68,7 +71,7 @@ TEST_F(PipeTest, NoServer) {
 
 TEST_F(PipeTest, MessagesArriveWhole) {
     const HANDLE server = createServer(FILE_FLAG_FIRST_PIPE_INSTANCE);
-    const HANDLE client = openClient(W("\\\\.\\pipe\\zelmotest{8845c5f8-9a73-4591-a5c2-4e72b28175ea}"));
+    const HANDLE client = openClient(W("\\\\.\\PIPE\\zelmotest{8845c5f8-9a73-4591-a5c2-4e72b28175ea}"));
     ASSERT_NE(client, INVALID_HANDLE_VALUE);
     ASSERT_TRUE(accepts(server));
     DWORD code = 0;
@@ -93,6 +96,8 @@ TEST_F(PipeTest, MessagesArriveWhole) {
     EXPECT_TRUE(CloseHandle(client));
     receive(server, 10, code);
     EXPECT_EQ(code, ERROR_BROKEN_PIPE);
+    EXPECT_FALSE(ConnectNamedPipe(server, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_NO_DATA);
     EXPECT_TRUE(DisconnectNamedPipe(server));
     receive(server, 10, code);
     EXPECT_EQ(code, ERROR_PIPE_NOT_CONNECTED);
@@ -114,8 +119,10 @@ TEST_F(PipeTest, AnInstanceServesOneAtATime) {
     const HANDLE other = createServer(0, 2);
     EXPECT_EQ(createServer(0, 2), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_PIPE_BUSY);
-    const HANDLE second = openClient();
-    EXPECT_NE(second, INVALID_HANDLE_VALUE);
+    const HANDLE second = CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(second, INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(sends(second, {1}));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     CloseHandle(other);
 
     DisconnectNamedPipe(server);

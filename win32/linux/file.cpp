@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -21,7 +23,7 @@ namespace win32 {
 
 namespace {
 
-constexpr std::u16string_view pipePrefix = u"\\\\.\\pipe\\";
+constexpr mode_t everybodysWriting = S_IWUSR | S_IWGRP | S_IWOTH;
 constexpr LONGLONG ticksOfSecond = 10'000'000;
 constexpr LONGLONG ticksUntil1970 = 116'444'736'000'000'000;
 
@@ -32,12 +34,7 @@ public:
 
     int descriptor() const { return descriptor_.get(); }
 
-    bool allows(DWORD access) const {
-        if ((access_ & access) == 0) {
-            SetLastError(ERROR_ACCESS_DENIED);
-        }
-        return (access_ & access) != 0;
-    }
+    bool allows(DWORD access) const { return isGranted(access_, access); }
 
     void closing() override {
         if (deletes_) {
@@ -71,6 +68,8 @@ public:
         }
         return TRUE;
     }
+
+    BOOL flush() override { return allows(GENERIC_WRITE) && (fsync(descriptor()) == 0 || failWithErrno(errno)); }
 
 private:
     template <typename Call>
@@ -116,9 +115,9 @@ Descriptor openNative(const std::string& path, int flags) {
 }
 
 // Windows' read-only attribute holds for everybody, the administrator included.
-bool isUsable(const struct stat& status, bool writes) {
-    const bool readOnly = (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
-    return S_ISREG(status.st_mode) && !(writes && readOnly);
+bool isUsable(const struct stat& status, bool changes) {
+    const bool readOnly = (status.st_mode & everybodysWriting) == 0;
+    return S_ISREG(status.st_mode) && !(changes && readOnly);
 }
 
 // The file as it is or as it was made, not yet truncated.
@@ -161,13 +160,21 @@ Opened openClaimed(const std::string& path, DWORD access, const FileClaim& claim
             failWithErrno(errno);
             return {};
         }
-        if (!isUsable(status, (access & GENERIC_WRITE) != 0)) {
+        if (!isUsable(status, (access & GENERIC_WRITE) != 0 || (claim.deletes && opened.existed))) {
             SetLastError(ERROR_ACCESS_DENIED);
             return {};
         }
         if (!claimed || status.st_nlink != 0) {
             return claimed ? std::move(opened) : Opened{};
         }
+    }
+}
+
+// Handles that are open already may still write.
+void makeReadOnly(int descriptor) {
+    struct stat status {};
+    if (fstat(descriptor, &status) == 0) {
+        fchmod(descriptor, status.st_mode & 07777U & ~everybodysWriting);
     }
 }
 
@@ -183,18 +190,24 @@ HANDLE openFile(const std::string& path, DWORD access, DWORD sharing, DWORD disp
         failWithErrno(errno);
         return INVALID_HANDLE_VALUE;
     }
-    const HANDLE handle = openHandle(std::make_shared<File>(std::move(opened.descriptor), access, deletes));
-    if (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS) {
-        SetLastError(opened.existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
+    if ((flags & FILE_ATTRIBUTE_READONLY) != 0 && (!opened.existed || disposition == CREATE_ALWAYS)) {
+        makeReadOnly(opened.descriptor.get());
     }
+    const HANDLE handle = openHandle(std::make_shared<File>(std::move(opened.descriptor), access, deletes));
+    const bool tells = disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
+    SetLastError(tells && opened.existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
 }
 
-timespec toTimespec(const FILETIME* time) {
-    if (time == nullptr) {
+LONGLONG ticksOf(const FILETIME* time) {
+    return time == nullptr ? 0 : static_cast<LONGLONG>((ULONGLONG{time->dwHighDateTime} << 32U) | time->dwLowDateTime);
+}
+
+// 0 leaves a time as it is, and -1 stands for the handle's not changing it any more.
+timespec toTimespec(LONGLONG ticks) {
+    if (ticks == 0 || ticks == -1) {
         return {0, UTIME_OMIT};
     }
-    const auto ticks = static_cast<LONGLONG>((ULONGLONG{time->dwHighDateTime} << 32U) | time->dwLowDateTime);
     const LONGLONG sinceEpoch = ticks - ticksUntil1970;
     LONGLONG seconds = sinceEpoch / ticksOfSecond;
     LONGLONG rest = sinceEpoch % ticksOfSecond;
@@ -214,16 +227,14 @@ using win32::File;
 HANDLE WINAPI CreateFileW(LPCWSTR path, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES /*security*/,
                           DWORD disposition, DWORD flags, HANDLE /*templateFile*/) {
     WIN32_MAY_FAIL("CreateFileW", INVALID_HANDLE_VALUE);
-    const std::u16string_view text(path);
-    if (text.starts_with(win32::pipePrefix)) {
-        return win32::openPipe(text, access);
-    }
+    const std::u16string_view text = path == nullptr ? std::u16string_view() : path;
     const bool truncatesUnwritten = disposition == TRUNCATE_EXISTING && (access & GENERIC_WRITE) == 0;
     if (disposition < CREATE_NEW || disposition > TRUNCATE_EXISTING || truncatesUnwritten) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }
-    return win32::openFile(win32::toNativePath(text), access, sharing, disposition, flags);
+    return win32::isPipePath(text) ? win32::openPipe(text, access)
+                                   : win32::openFile(win32::toNativePath(text), access, sharing, disposition, flags);
 }
 
 HANDLE WINAPI ReOpenFile(HANDLE file, DWORD access, DWORD sharing, DWORD flags) {
@@ -235,6 +246,12 @@ HANDLE WINAPI ReOpenFile(HANDLE file, DWORD access, DWORD sharing, DWORD flags) 
     const bool deletes = (flags & FILE_FLAG_DELETE_ON_CLOSE) != 0;
     const std::string path = "/proc/self/fd/" + std::to_string(original->descriptor());
     win32::Descriptor descriptor = win32::openNative(path, win32::modeOf(access));
+    struct stat status {};
+    if (descriptor && fstat(descriptor.get(), &status) == 0 &&
+        !win32::isUsable(status, deletes || (access & GENERIC_WRITE) != 0)) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return INVALID_HANDLE_VALUE;
+    }
     if (!descriptor || !win32::claimFile(descriptor.get(), {access, sharing, deletes, true})) {
         return INVALID_HANDLE_VALUE;
     }
@@ -247,10 +264,15 @@ BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER
     if (!object) {
         return FALSE;
     }
+    if (method > FILE_END) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
     const int whence = method == FILE_BEGIN ? SEEK_SET : method == FILE_CURRENT ? SEEK_CUR : SEEK_END;
     const off_t reached = lseek(object->descriptor(), distance.QuadPart, whence);
     if (reached < 0) {
-        return win32::failWithErrno(errno);
+        SetLastError(errno == EINVAL && distance.QuadPart < 0 ? ERROR_NEGATIVE_SEEK : win32::codeOfErrno(errno));
+        return FALSE;
     }
     if (position != nullptr) {
         position->QuadPart = reached;
@@ -272,14 +294,18 @@ BOOL WINAPI GetFileSizeEx(HANDLE file, PLARGE_INTEGER size) {
     return TRUE;
 }
 
-BOOL WINAPI SetFileTime(HANDLE file, const FILETIME* /*creation*/, const FILETIME* lastAccess,
-                        const FILETIME* lastWrite) {
+BOOL WINAPI SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* lastAccess, const FILETIME* lastWrite) {
     WIN32_MAY_FAIL("SetFileTime", FALSE);
     const auto object = win32::objectAs<File>(file);
     if (!object || !object->allows(GENERIC_WRITE)) {
         return FALSE;
     }
-    const timespec times[2] = {win32::toTimespec(lastAccess), win32::toTimespec(lastWrite)};
+    const LONGLONG ticks[] = {win32::ticksOf(creation), win32::ticksOf(lastAccess), win32::ticksOf(lastWrite)};
+    if (std::any_of(std::begin(ticks), std::end(ticks), [](LONGLONG each) { return each < -1; })) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    const timespec times[] = {win32::toTimespec(ticks[1]), win32::toTimespec(ticks[2])};
     if (futimens(object->descriptor(), times) != 0) {
         return win32::failWithErrno(errno);
     }

@@ -20,15 +20,14 @@ namespace win32 {
 namespace {
 
 DWORD attributesOf(const struct stat& status) {
-    DWORD attributes = 0;
     if (S_ISDIR(status.st_mode)) {
-        attributes |= FILE_ATTRIBUTE_DIRECTORY;
-    } else if (S_ISLNK(status.st_mode)) {
-        attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
-    } else if ((status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
-        attributes |= FILE_ATTRIBUTE_READONLY;
+        return FILE_ATTRIBUTE_DIRECTORY;
     }
-    return attributes == 0 ? FILE_ATTRIBUTE_NORMAL : attributes;
+    if (S_ISLNK(status.st_mode)) {
+        return FILE_ATTRIBUTE_REPARSE_POINT;
+    }
+    const bool isReadOnly = (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+    return FILE_ATTRIBUTE_ARCHIVE | (isReadOnly ? FILE_ATTRIBUTE_READONLY : 0);
 }
 
 void describe(const struct stat& status, std::string_view name, WIN32_FIND_DATAW& data) {
@@ -124,7 +123,7 @@ BOOL WINAPI FindClose(HANDLE find) {
 DWORD WINAPI GetFileAttributesW(LPCWSTR path) {
     WIN32_MAY_FAIL("GetFileAttributesW", INVALID_FILE_ATTRIBUTES);
     struct stat status {};
-    const std::string native = win32::toNativePath(path);
+    const std::string native = path == nullptr ? std::string() : win32::toNativePath(path);
     if (stat(native.c_str(), &status) != 0) {
         win32::failWithErrno(errno, native);
         return INVALID_FILE_ATTRIBUTES;

@@ -33,10 +33,18 @@ BOOL unsupported() {
 
 BOOL Object::read(void* /*buffer*/, DWORD /*size*/, DWORD* /*done*/) { return unsupported(); }
 BOOL Object::write(const void* /*bytes*/, DWORD /*size*/, DWORD* /*done*/) { return unsupported(); }
+BOOL Object::flush() { return unsupported(); }
 
 DWORD Object::wait(DWORD /*milliseconds*/) {
     unsupported();
     return WAIT_FAILED;
+}
+
+bool isGranted(DWORD granted, DWORD access) {
+    if ((granted & access) == 0) {
+        SetLastError(ERROR_ACCESS_DENIED);
+    }
+    return (granted & access) != 0;
 }
 
 HANDLE openHandle(std::shared_ptr<Object> object) {
@@ -48,6 +56,9 @@ HANDLE openHandle(std::shared_ptr<Object> object) {
 }
 
 std::shared_ptr<Object> findObject(HANDLE handle) {
+    if (handle == GetCurrentProcess()) {
+        return currentProcess();
+    }
     const std::lock_guard lock(table().mutex);
     const auto found = table().objects.find(reinterpret_cast<ULONG_PTR>(handle));
     return found == table().objects.end() ? nullptr : found->second;
@@ -81,6 +92,8 @@ DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 }
 
 BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD done, LPOVERLAPPED overlapped) {
+    DWORD unasked = 0;
+    done = done == nullptr ? &unasked : done;
     *done = 0;
     WIN32_MAY_FAIL("ReadFile", FALSE);
     if (overlapped != nullptr) {
@@ -92,6 +105,8 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD done, LPOVE
 }
 
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD done, LPOVERLAPPED overlapped) {
+    DWORD unasked = 0;
+    done = done == nullptr ? &unasked : done;
     *done = 0;
     WIN32_MAY_FAIL("WriteFile", FALSE);
     if (overlapped != nullptr) {
@@ -100,4 +115,10 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD done, LPOV
     }
     const auto object = win32::objectAs<win32::Object>(file);
     return object ? object->write(bytes, size, done) : FALSE;
+}
+
+BOOL WINAPI FlushFileBuffers(HANDLE file) {
+    WIN32_MAY_FAIL("FlushFileBuffers", FALSE);
+    const auto object = win32::objectAs<win32::Object>(file);
+    return object ? object->flush() : FALSE;
 }

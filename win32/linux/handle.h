@@ -27,11 +27,18 @@ public:
     // default an object doesn't support them, which gives ERROR_INVALID_HANDLE.
     virtual BOOL read(void* buffer, DWORD size, DWORD* done);
     virtual BOOL write(const void* bytes, DWORD size, DWORD* done);
+    virtual BOOL flush();
     virtual DWORD wait(DWORD milliseconds);
 };
 
+// Whether a handle that was opened with `granted` may be used so; ERROR_ACCESS_DENIED if not.
+bool isGranted(DWORD granted, DWORD access);
+
 // Enters the object into the table. Never fails but by std::bad_alloc.
 HANDLE openHandle(std::shared_ptr<Object> object);
+
+// This process, as the handle of GetCurrentProcess stands for it.
+std::shared_ptr<Object> currentProcess();
 
 // The object, or null if the number stands for nothing.
 std::shared_ptr<Object> findObject(HANDLE handle);

@@ -51,6 +51,12 @@ public:
     explicit Connection(Descriptor socket) : socket_(std::move(socket)) {}
 
     int socket() const { return socket_.get(); }
+    // Looks for `limit` milliseconds.
+    bool isOtherEndGone(int limit) const {
+        pollfd entry{socket(), 0, 0};
+        return poll(&entry, 1, limit) > 0;
+    }
+    void flush() const;
     BOOL write(const void* bytes, DWORD size, DWORD* done) const;
     BOOL read(void* buffer, DWORD size, DWORD* done, bool byMessage);
 
@@ -77,6 +83,13 @@ BOOL Connection::write(const void* bytes, DWORD size, DWORD* done) const {
     }
     *done = size;
     return TRUE;
+}
+
+// Until the other end has read everything or is gone.
+void Connection::flush() const {
+    int unread = 0;
+    while (ioctl(socket(), SIOCOUTQ, &unread) == 0 && unread > 0 && !isOtherEndGone(1)) {
+    }
 }
 
 // Takes the next message whole: what a packet's receiver leaves behind is lost.
@@ -126,28 +139,45 @@ BOOL Connection::read(void* buffer, DWORD size, DWORD* done, bool byMessage) {
 // Either end, as its handle stands for it.
 class Pipe : public Object {
 public:
+    Pipe(DWORD access, DWORD codeOfNobody) : access_(access), codeOfNobody_(codeOfNobody) {}
+
     BOOL read(void* buffer, DWORD size, DWORD* done) override {
-        const auto connection = connected();
+        const auto connection = connected(GENERIC_READ);
         return connection ? connection->read(buffer, size, done, readsMessages_) : FALSE;
     }
     BOOL write(const void* bytes, DWORD size, DWORD* done) override {
-        const auto connection = connected();
+        const auto connection = connected(GENERIC_WRITE);
         return connection ? connection->write(bytes, size, done) : FALSE;
+    }
+    BOOL flush() override {
+        const auto connection = connected(GENERIC_WRITE);
+        if (connection) {
+            connection->flush();
+        }
+        return connection != nullptr;
     }
     // Wakes whoever still reads or writes; what was sent stays readable at the other end.
     void closing() override { setConnection(nullptr); }
     void setReadsMessages(bool readsMessages) { readsMessages_ = readsMessages; }
-
-    // Null with the last error set if there is nobody at the other end.
-    std::shared_ptr<Connection> connected() {
-        const std::lock_guard lock(mutex_);
-        if (!connection_) {
-            SetLastError(ERROR_PIPE_NOT_CONNECTED);
-        }
-        return connection_;
-    }
+    bool allows(DWORD access) const { return isGranted(access_, access); }
 
 protected:
+    std::shared_ptr<Connection> connection() {
+        const std::lock_guard lock(mutex_);
+        return connection_;
+    }
+    // Null with the last error set if the handle isn't for that, or there is nobody at the other end.
+    std::shared_ptr<Connection> connected(DWORD access) {
+        if (!allows(access)) {
+            return nullptr;
+        }
+        auto current = connection();
+        if (!current) {
+            SetLastError(codeOfNobody_);
+        }
+        return current;
+    }
+    void setCodeOfNobody(DWORD code) { codeOfNobody_ = code; }
     void setConnection(std::shared_ptr<Connection> connection) {
         const std::lock_guard lock(mutex_);
         if (connection_) {
@@ -157,6 +187,8 @@ protected:
     }
 
 private:
+    const DWORD access_;
+    std::atomic<DWORD> codeOfNobody_;
     std::mutex mutex_;
     std::shared_ptr<Connection> connection_;
     std::atomic<bool> readsMessages_ = false;
@@ -164,13 +196,18 @@ private:
 
 class PipeClient final : public Pipe {
 public:
-    explicit PipeClient(Descriptor socket) { setConnection(std::make_shared<Connection>(std::move(socket))); }
+    PipeClient(Descriptor socket, DWORD access) : Pipe(access, ERROR_PIPE_NOT_CONNECTED) {
+        setConnection(std::make_shared<Connection>(std::move(socket)));
+    }
 };
 
 class PipeInstance final : public Pipe {
 public:
     PipeInstance(PipePlace place, std::string file, Descriptor listener)
-        : place_(std::move(place)), file_(std::move(file)), listener_(std::move(listener)) {}
+        : Pipe(GENERIC_READ | GENERIC_WRITE, ERROR_PIPE_LISTENING),
+          place_(std::move(place)),
+          file_(std::move(file)),
+          listener_(std::move(listener)) {}
     ~PipeInstance() override { place_.remove(file_); }
 
     void closing() override {
@@ -202,10 +239,12 @@ bool PipeInstance::accept() {
 
 BOOL PipeInstance::connect() {
     pollfd entry{listener_.get(), POLLIN, 0};
-    if (connected() || (poll(&entry, 1, 0) > 0 && accept())) {
-        SetLastError(ERROR_PIPE_CONNECTED);
+    const auto client = connection();
+    if (client || (poll(&entry, 1, 0) > 0 && accept())) {
+        SetLastError(client && client->isOtherEndGone(0) ? ERROR_NO_DATA : ERROR_PIPE_CONNECTED);
         return FALSE;
     }
+    setCodeOfNobody(ERROR_PIPE_LISTENING);
     place_.setFree(file_, true);
     do {
         if ((poll(&entry, 1, -1) < 0 && errno != EINTR) || (entry.revents & POLLHUP) != 0) {
@@ -217,9 +256,10 @@ BOOL PipeInstance::connect() {
 }
 
 BOOL PipeInstance::disconnect() {
-    if (!connected()) {
+    if (!connected(GENERIC_WRITE)) {
         return FALSE;
     }
+    setCodeOfNobody(ERROR_PIPE_NOT_CONNECTED);
     setConnection(nullptr);
     return TRUE;
 }
@@ -312,7 +352,7 @@ Availability availabilityOf(const std::string& pipe) {
 
 }  // namespace
 
-HANDLE openPipe(std::u16string_view name, DWORD /*access*/) {
+HANDLE openPipe(std::u16string_view name, DWORD access) {
     const std::string pipe = pipeFileName(name);
     if (pipe.empty()) {
         return INVALID_HANDLE_VALUE;
@@ -322,7 +362,9 @@ HANDLE openPipe(std::u16string_view name, DWORD /*access*/) {
     bool isForeign = false;
     for (const PipePlace& place : clientPlaces()) {
         if (Descriptor socket = connectWithin(place, pipe, isBusy, isForeign)) {
-            return openHandle(std::make_shared<PipeClient>(std::move(socket)));
+            const HANDLE handle = openHandle(std::make_shared<PipeClient>(std::move(socket), access));
+            SetLastError(ERROR_SUCCESS);
+            return handle;
         }
         if (isBusy) {
             break;
@@ -347,9 +389,9 @@ BOOL WINAPI WaitNamedPipeW(LPCWSTR path, DWORD timeout) {
         if (found == win32::Availability::free) {
             return TRUE;
         }
-        const bool isLate = timeout != NMPWAIT_WAIT_FOREVER && win32::Clock::now() >= end;
-        if (found == win32::Availability::missing || isLate) {
-            SetLastError(isLate ? ERROR_SEM_TIMEOUT : ERROR_FILE_NOT_FOUND);
+        const bool isMissing = found == win32::Availability::missing;
+        if (isMissing || (timeout != NMPWAIT_WAIT_FOREVER && win32::Clock::now() >= end)) {
+            SetLastError(isMissing ? ERROR_FILE_NOT_FOUND : ERROR_SEM_TIMEOUT);
             return FALSE;
         }
         std::this_thread::sleep_for(win32::lookAgain);
@@ -359,7 +401,7 @@ BOOL WINAPI WaitNamedPipeW(LPCWSTR path, DWORD timeout) {
 BOOL WINAPI SetNamedPipeHandleState(HANDLE handle, LPDWORD mode, LPDWORD collectCount, LPDWORD collectTimeout) {
     WIN32_MAY_FAIL("SetNamedPipeHandleState", FALSE);
     const auto pipe = win32::objectAs<win32::Pipe>(handle);
-    if (!pipe) {
+    if (!pipe || !pipe->allows(GENERIC_WRITE)) {
         return FALSE;
     }
     if (collectCount != nullptr || collectTimeout != nullptr ||
@@ -403,21 +445,4 @@ BOOL WINAPI DisconnectNamedPipe(HANDLE pipe) {
     WIN32_MAY_FAIL("DisconnectNamedPipe", FALSE);
     const auto instance = win32::objectAs<win32::PipeInstance>(pipe);
     return instance ? instance->disconnect() : FALSE;
-}
-
-BOOL WINAPI FlushFileBuffers(HANDLE file) {
-    WIN32_MAY_FAIL("FlushFileBuffers", FALSE);
-    const auto pipe = win32::objectAs<win32::Pipe>(file);
-    const auto connection = pipe ? pipe->connected() : nullptr;
-    if (!connection) {
-        return FALSE;
-    }
-    int unread = 0;
-    while (ioctl(connection->socket(), SIOCOUTQ, &unread) == 0 && unread > 0) {
-        pollfd entry{connection->socket(), 0, 0};
-        if (poll(&entry, 1, 1) > 0) {  // asked for nothing, so the other end is gone
-            break;
-        }
-    }
-    return TRUE;
 }

@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include "linux/directories.h"
 #include "linux/errno_code.h"
 #include "linux/name_file.h"
+#include "linux/pipe.h"
 #include "win32/error.h"
 
 namespace win32 {
@@ -24,6 +26,8 @@ namespace {
 
 // Room for the longest message that a system with usual limits lets through.
 constexpr int sendBufferSize = 262144;
+
+constexpr std::u16string_view prefix = u"\\\\.\\pipe\\";
 
 std::string servicesDirectory() { return machineDirectory("/run/zelmo-dockset"); }
 
@@ -155,9 +159,16 @@ bool isPeerTrusted(int socket) {
     return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && (peer.uid == geteuid() || peer.uid == 0);
 }
 
+bool isPipePath(std::u16string_view path) {
+    const auto isSame = [](char16_t expected, char16_t given) {
+        return given == expected || (given == u'/' && expected == u'\\') ||
+               (given >= u'A' && given <= u'Z' && given + 32 == expected);
+    };
+    return path.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), path.begin(), isSame);
+}
+
 std::string pipeFileName(std::u16string_view path) {
-    constexpr std::u16string_view prefix = u"\\\\.\\pipe\\";
-    if (!path.starts_with(prefix) || path.size() == prefix.size()) {
+    if (!isPipePath(path) || path.size() == prefix.size()) {
         SetLastError(ERROR_INVALID_NAME);
         return {};
     }

@@ -55,6 +55,9 @@ public:
     }
 
     BOOL terminate(DWORD code) {
+        if (id == getpid()) {
+            _exit(static_cast<int>(code));
+        }
         const bool done = child_ ? child_->terminate(code) : pidfd_send_signal(other_.get(), SIGKILL, nullptr, 0) == 0;
         if (!done) {
             SetLastError(ERROR_ACCESS_DENIED);
@@ -100,6 +103,10 @@ bool mayOpen(pid_t id, DWORD access) {
 }
 
 }  // namespace
+
+std::shared_ptr<Object> currentProcess() {
+    return std::make_shared<Process>(getpid(), allAccess, nullptr, Descriptor());
+}
 
 HANDLE openChild(const std::shared_ptr<Child>& child) {
     WIN32_MAY_FAIL("process handle", nullptr);

@@ -142,6 +142,9 @@ TEST_F(ProcessTest, FindsProcessesByTheirPrograms) {
     path.resize(size);
     EXPECT_EQ(base::narrow(path), boost::filesystem::read_symlink("/proc/self/exe").string());
     EXPECT_EQ(QueryFullProcessImageNameW(process.get(), 0, path.data(), &size), FALSE);
+    EXPECT_NE(QueryFullProcessImageNameW(GetCurrentProcess(), 0, path.data(), &++size), FALSE);
+    EXPECT_NE(GetExitCodeProcess(GetCurrentProcess(), &used), FALSE);
+    EXPECT_EQ(used, STILL_ACTIVE);
     EXPECT_NE(TerminateProcess(process.get(), 0), FALSE);
     EXPECT_EQ(WaitForSingleObject(process.get(), 10'000), WAIT_OBJECT_0);
 }

@@ -132,6 +132,10 @@ struct FILETIME {
 };
 
 union LARGE_INTEGER {
+    __extension__ struct {
+        DWORD LowPart;
+        LONG HighPart;
+    };
     struct {
         DWORD LowPart;
         LONG HighPart;
