@@ -42,7 +42,7 @@ TEST(FindTest, TellsAttributes) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_EQ(GetFileAttributesW(directory.wide("none/none").c_str()), INVALID_FILE_ATTRIBUTES);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
-    EXPECT_EQ(GetFileAttributesW(directory.wide("file").c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0U);
+    EXPECT_EQ(GetFileAttributesW(directory.wide("file").c_str()), FILE_ATTRIBUTE_ARCHIVE);
     EXPECT_NE(GetFileAttributesW(directory.wide("").c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0U);
 }
 
@@ -57,6 +57,11 @@ TEST(VolumeTest, TellsOfAPathsVolume) {
     EXPECT_EQ(GetVolumePathNameW(directory.wide("").c_str(), volume.data(), 1), FALSE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILENAME_EXCED_RANGE});
     EXPECT_EQ(GetDriveTypeW(directory.wide("none").c_str()), DRIVE_NO_ROOT_DIR);
+    EXPECT_EQ(GetVolumeInformationW(directory.wide("").c_str(), nullptr, 0, nullptr, nullptr, &flags, nullptr, 0),
+              FALSE);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_DIR_NOT_ROOT});
+    EXPECT_GE(GetDriveTypeW(nullptr), DRIVE_REMOVABLE);
+    EXPECT_NE(GetVolumeInformationW(nullptr, nullptr, 0, nullptr, nullptr, &flags, nullptr, 0), FALSE);
     ULARGE_INTEGER available{};
     ULARGE_INTEGER total{};
     EXPECT_NE(GetDiskFreeSpaceExW(directory.wide("").c_str(), &available, &total, nullptr), FALSE);
@@ -76,7 +81,7 @@ TEST(TemporaryTest, NamesFilesAndExpandsVariables) {
     const DWORD length = GetTempPathW(MAX_PATH, path.data());
     EXPECT_EQ(WideString(path.data()).size(), length);
     EXPECT_EQ(GetTempPathW(1, path.data()), length + 1);
-    EXPECT_EQ(ExpandEnvironmentStringsW(W("100% %PATH% %no such%"), path.data(), 3),
+    EXPECT_EQ(ExpandEnvironmentStringsW(W("100% %path% %no such%"), path.data(), 3),
               std::string("100%  %no such%").size() + std::string(std::getenv("PATH")).size() + 1);
     EXPECT_EQ(ExpandEnvironmentStringsW(W("a%none%b"), path.data(), MAX_PATH), 9U);
     EXPECT_EQ(WideString(path.data()), W("a%none%b"));

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sched.h>
+#include <strings.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -102,7 +103,8 @@ HMODULE WINAPI GetModuleHandleW(LPCWSTR name) {
     if (name == nullptr) {
         return reinterpret_cast<HMODULE>(static_cast<ULONG_PTR>(0x400000));
     }
-    if (std::u16string_view(name) == u"kernel32") {
+    const std::string file = win32::toBytes(name);
+    if (strcasecmp(file.c_str(), "kernel32") == 0 || strcasecmp(file.c_str(), "kernel32.dll") == 0) {
         return kernelModule();
     }
     SetLastError(ERROR_MOD_NOT_FOUND);
@@ -111,7 +113,8 @@ HMODULE WINAPI GetModuleHandleW(LPCWSTR name) {
 
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) {
     WIN32_MAY_FAIL("GetProcAddress", nullptr);
-    if (module == kernelModule() && std::string_view(name) == "SetDefaultDllDirectories") {
+    const bool isOrdinal = reinterpret_cast<ULONG_PTR>(name) <= 0xFFFF;
+    if (module == kernelModule() && !isOrdinal && std::string_view(name) == "SetDefaultDllDirectories") {
         return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(setDefaultDllDirectories));
     }
     SetLastError(ERROR_PROC_NOT_FOUND);

@@ -1,5 +1,7 @@
 // The place and the names of temporary files, and the variables of the environment in a text.
+#include <strings.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -13,13 +15,25 @@
 
 namespace {
 
+// Null if there is none. A name in another case counts where the exact one is missing.
+const char* valueOf(const std::string& name) {
+    if (const char* const value = std::getenv(name.c_str())) {
+        return value;
+    }
+    for (char** each = environ; !name.empty() && *each != nullptr; ++each) {
+        if (strncasecmp(*each, name.c_str(), name.size()) == 0 && (*each)[name.size()] == '=') {
+            return *each + name.size() + 1;
+        }
+    }
+    return nullptr;
+}
+
 std::string expanded(const std::string& text) {
     std::string result;
     std::size_t at = 0;
     while (at < text.size()) {
         const std::size_t end = text[at] == '%' ? text.find('%', at + 1) : std::string::npos;
-        const char* const value =
-            end == std::string::npos ? nullptr : std::getenv(text.substr(at + 1, end - at - 1).c_str());
+        const char* const value = end == std::string::npos ? nullptr : valueOf(text.substr(at + 1, end - at - 1));
         if (value != nullptr) {
             result += value;
             at = end + 1;
@@ -62,7 +76,8 @@ UINT WINAPI GetTempFileNameW(LPCWSTR directory, LPCWSTR prefix, UINT unique, LPW
     std::array<char, 16> number{};
     std::snprintf(number.data(), number.size(), "%X.tmp", unique & 0xFFFFU);
     const WideString name = win32::toWide(folder + (folder.ends_with('/') ? "" : "/")) +
-                            WideString(prefix).substr(0, prefixLength) + win32::toWide(number.data());
+                            WideString(prefix == nullptr ? W("") : prefix).substr(0, prefixLength) +
+                            win32::toWide(number.data());
     if (unique == 0 || name.size() >= MAX_PATH) {
         SetLastError(unique == 0 ? ERROR_INVALID_PARAMETER : ERROR_BUFFER_OVERFLOW);
         return 0;

@@ -95,8 +95,11 @@ std::string resolved(std::string path) {
     return path;
 }
 
-// The mount at a path that GetVolumePathNameW gave.
+// The mount at a path that GetVolumePathNameW gave; for null, that of the working directory.
 std::optional<Mount> mountAt(LPCWSTR volume) {
+    if (volume == nullptr) {
+        return mountOf(resolved("."));
+    }
     std::string path = toNativePath(volume);
     if (path.size() > 1 && path.back() == '/') {
         path.pop_back();
@@ -163,7 +166,7 @@ BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR directory, PULARGE_INTEGER available, PU
 
 BOOL WINAPI GetVolumePathNameW(LPCWSTR path, LPWSTR volume, DWORD size) {
     WIN32_MAY_FAIL("GetVolumePathNameW", FALSE);
-    const std::string real = win32::resolved(win32::toNativePath(path));
+    const std::string real = path == nullptr ? std::string() : win32::resolved(win32::toNativePath(path));
     const auto mount = real.empty() ? std::nullopt : win32::mountOf(real);
     if (!mount) {
         SetLastError(ERROR_INVALID_NAME);
@@ -193,7 +196,8 @@ BOOL WINAPI GetVolumeInformationW(LPCWSTR volume, LPWSTR name, DWORD /*nameSize*
     }
     const auto mount = win32::mountAt(volume);
     if (!mount) {
-        SetLastError(ERROR_PATH_NOT_FOUND);
+        const DWORD attributes = GetFileAttributesW(volume);
+        SetLastError(attributes == INVALID_FILE_ATTRIBUTES ? ERROR_PATH_NOT_FOUND : ERROR_DIR_NOT_ROOT);
         return FALSE;
     }
     if (flags != nullptr) {

@@ -11,9 +11,12 @@
 // and takes null.
 // SetProcessWorkingSetSize: only to empty the working set of this process (GetCurrentProcess, both sizes -1): memory
 // that can be had again from its file, or that the heap doesn't use, goes back to the system. Any thread.
-// ExpandEnvironmentStringsW: puts the values of variables in the place of their %NAMES%; an unknown one stays as it is.
-// Gives the characters that the result takes with its zero; more than `size` means that it didn't fit.
-// GetProcAddress: on Linux the module "kernel32" exists and has SetDefaultDllDirectories; nothing else is looked up.
+// ExpandEnvironmentStringsW: puts the values of variables in the place of their %NAMES%; the case of the names doesn't
+// matter, and an unknown one stays as it is. Gives the characters that the result takes with its zero; more than `size`
+// means that it didn't fit.
+// GetCurrentProcess: a handle that stands for this process wherever one of a process is taken (win32/process.h).
+// GetProcAddress: on Linux the module "kernel32" (in any case, also with ".dll") exists and has
+// SetDefaultDllDirectories; nothing else is looked up.
 #pragma once
 
 #include "win32/error.h"
