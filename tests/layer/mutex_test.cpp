@@ -63,7 +63,15 @@ TEST_F(MutexTest, NamesAreAnyTextInTwoNamespaces) {
     EXPECT_NE(odd, nullptr);
     EXPECT_EQ(CreateMutexW(nullptr, FALSE, W("a\\b")), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
-    for (const HANDLE handle : {global, same, session, local, odd}) {
+    WideString longName(MAX_PATH, u' ');
+    const HANDLE longest = CreateMutexW(nullptr, FALSE, longName.c_str());
+    EXPECT_NE(longest, nullptr);
+    longName.back() = 'x';
+    EXPECT_EQ(OpenMutexW(SYNCHRONIZE, FALSE, longName.c_str()), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(OpenMutexW(SYNCHRONIZE, FALSE, nullptr), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    for (const HANDLE handle : {global, same, session, local, odd, longest}) {
         CloseHandle(handle);
     }
 }

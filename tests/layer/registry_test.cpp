@@ -42,6 +42,8 @@ TEST_F(RegistryTest, KeysAreMadeOnceAndFoundInAnyCase) {
     ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, W("software\\TEST"), 0, KEY_READ, &key), ERROR_SUCCESS);
     HKEY below = nullptr;
     EXPECT_EQ(RegOpenKeyExW(key, W("layer"), 0, KEY_READ, &below), ERROR_SUCCESS);
+    EXPECT_EQ(RegOpenKeyExW(key, W("layer"), 0, KEY_READ, nullptr), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegOpenKeyExW(key, W("\\layer"), 0, KEY_READ, &key), ERROR_BAD_PATHNAME);
     EXPECT_EQ(RegCloseKey(below), ERROR_SUCCESS);
     EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
     EXPECT_EQ(RegCloseKey(key), ERROR_INVALID_HANDLE);
@@ -51,6 +53,8 @@ TEST_F(RegistryTest, ValuesKeepTheirBytesAndTypes) {
     HKEY key = create(disposition_);
     const WideString text = W("Gr\u00FC\u00DFe \U0001F4F1 \"quoted\"");
     EXPECT_EQ(set(key, W("Text"), text), ERROR_SUCCESS);
+    EXPECT_EQ(set(key, W("\u00C4"), text), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteValueW(key, W("\u00E4")), ERROR_SUCCESS);
     const std::array<BYTE, 5> odd = {0, 0xD8, 0, 1, 2};
     EXPECT_EQ(RegSetValueExW(key, W("odd"), 0, REG_SZ, odd.data(), odd.size()), ERROR_SUCCESS);
 

@@ -317,6 +317,10 @@ HANDLE createMutex(bool initialOwner, std::u16string_view name) {
 }
 
 HANDLE openMutex(std::u16string_view name) {
+    if (name.empty()) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
     Opened opened = openNamed(name, false, false);
     return opened.mutex ? openHandle(std::make_shared<MutexHandle>(std::move(opened.mutex))) : nullptr;
 }
@@ -339,12 +343,20 @@ HANDLE WINAPI CreateMutexA(LPSECURITY_ATTRIBUTES /*security*/, BOOL initialOwner
 
 HANDLE WINAPI OpenMutexW(DWORD /*access*/, BOOL /*inherit*/, LPCWSTR name) {
     WIN32_MAY_FAIL("OpenMutexW", nullptr);
-    return win32::openMutex(name == nullptr ? std::u16string_view() : name);
+    if (name == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    return win32::openMutex(name);
 }
 
 HANDLE WINAPI OpenMutexA(DWORD /*access*/, BOOL /*inherit*/, LPCSTR name) {
     WIN32_MAY_FAIL("OpenMutexA", nullptr);
-    return win32::openMutex(win32::textOrEmpty(name));
+    if (name == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    return win32::openMutex(win32::toWide(name));
 }
 
 BOOL WINAPI ReleaseMutex(HANDLE mutex) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <thread>
 
 #include "linux/errno_code.h"
@@ -20,10 +21,28 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr unsigned guardMilliseconds = 5000;
+constexpr std::size_t longestName = 64;  // a pipe's socket has room for that and what its server adds
 
 bool staysInFileName(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
            std::string_view("-_{}").find(c) != std::string_view::npos;
+}
+
+std::string hexadecimal(std::uint64_t number, unsigned bytes) {
+    std::string digits;
+    for (unsigned shift = bytes * 8; shift > 0; shift -= 4) {
+        digits += "0123456789ABCDEF"[(number >> (shift - 4)) & 0xFU];
+    }
+    return digits;
+}
+
+// FNV-1a.
+std::uint64_t hashOf(std::string_view text) {
+    std::uint64_t hash = 0xCBF29CE484222325U;
+    for (const char c : text) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+    }
+    return hash;
 }
 
 // Locks that belong to the open file and not to the process, so that two openings in one process exclude each other.
@@ -43,17 +62,15 @@ int setLock(int file, int command, short type, int byte) {
 }  // namespace
 
 std::string fileNameOf(std::u16string_view name) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
     std::string out;
     for (const char c : toBytes(name)) {
         if (staysInFileName(c)) {
             out += c;
             continue;
         }
-        const auto byte = static_cast<unsigned char>(c);
-        out += {'%', digits[byte >> 4U], digits[byte & 0xFU]};
+        out += "%" + hexadecimal(static_cast<unsigned char>(c), 1);
     }
-    return out;
+    return out.size() <= longestName ? out : out.substr(0, longestName / 2) + "~" + hexadecimal(hashOf(out), 8);
 }
 
 std::string fileNameOfAnyCase(std::u16string_view name) {

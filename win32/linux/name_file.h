@@ -9,7 +9,7 @@
 namespace win32 {
 
 // A file name for any text: letters, digits, '-', '_', '{' and '}' stay, every other byte of its UTF-8 becomes "%XX".
-// Different texts have different file names, and none holds a '.' or a '/'.
+// Beyond 64 characters the rest is a hash. Different texts have different file names, and none holds a '.' or a '/'.
 std::string fileNameOf(std::u16string_view name);
 
 // The same for names that differ only in the case of their ASCII letters.

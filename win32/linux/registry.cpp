@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <utility>
 
 #include "linux/autostart.h"
@@ -41,13 +42,21 @@ std::shared_ptr<RegistryKey> keyOf(HKEY key) {
     return std::dynamic_pointer_cast<RegistryKey>(findObject(key));
 }
 
-std::string trimmed(const std::string& path) {
-    const std::size_t first = path.find_first_not_of('\\');
-    return first == std::string::npos ? std::string() : path.substr(first, path.find_last_not_of('\\') - first + 1);
+// With one separator between two names, and none at the ends.
+std::string tidied(const std::string& path) {
+    std::string result;
+    std::istringstream names(path);
+    for (std::string name; std::getline(names, name, '\\');) {
+        result += (result.empty() || name.empty() ? "" : "\\") + name;
+    }
+    return result;
 }
 
+// Only paths from the root of all keys begin with a separator.
+bool isBelow(LPCWSTR path) { return path == nullptr || *path != u'\\'; }
+
 std::string pathBelow(const RegistryKey& parent, LPCWSTR path) {
-    const std::string below = trimmed(path == nullptr ? std::string() : toBytes(path));
+    const std::string below = tidied(path == nullptr ? std::string() : toBytes(path));
     return parent.path.empty() ? below : below.empty() ? parent.path : parent.path + "\\" + below;
 }
 
@@ -86,8 +95,11 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY parent, LPCWSTR path, DWORD /*reserved*/, LP
                                REGSAM access, LPSECURITY_ATTRIBUTES /*security*/, PHKEY key, LPDWORD disposition) {
     WIN32_MAY_RETURN("RegCreateKeyExW", LSTATUS);
     const auto base = keyOf(parent);
-    if (!base) {
-        return ERROR_INVALID_HANDLE;
+    if (!base || key == nullptr) {
+        return base ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE;
+    }
+    if (!win32::isBelow(path)) {
+        return ERROR_BAD_PATHNAME;
     }
     const std::string full = win32::pathBelow(*base, path);
     RegistryContent content;
@@ -113,8 +125,11 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY parent, LPCWSTR path, DWORD /*reserved*/, LP
 LSTATUS WINAPI RegOpenKeyExW(HKEY parent, LPCWSTR path, DWORD /*options*/, REGSAM access, PHKEY key) {
     WIN32_MAY_RETURN("RegOpenKeyExW", LSTATUS);
     const auto base = keyOf(parent);
-    if (!base) {
-        return ERROR_INVALID_HANDLE;
+    if (!base || key == nullptr) {
+        return base ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE;
+    }
+    if (!win32::isBelow(path)) {
+        return ERROR_BAD_PATHNAME;
     }
     const std::string full = win32::pathBelow(*base, path);
     RegistryContent content;

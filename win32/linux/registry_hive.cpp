@@ -17,6 +17,7 @@
 #include "linux/whole_file.h"
 #include "win32/error.h"
 #include "win32/registry.h"
+#include "win32/system.h"
 
 namespace win32 {
 
@@ -144,10 +145,10 @@ LSTATUS read(Hive hive, RegistryContent& content, bool& understood) {
 
 }  // namespace
 
-std::string foldName(std::string name) {
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return name;
+std::string foldName(const std::string& name) {
+    WideString wide = toWide(name);
+    CharLowerW(wide.data());
+    return toBytes(wide);
 }
 
 LSTATUS readHive(Hive hive, RegistryContent& content) {

@@ -36,6 +36,6 @@ LSTATUS readHive(Hive hive, RegistryContent& content);
 LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& change);
 
 // The form in which names are compared: ASCII letters in lower case.
-std::string foldName(std::string name);
+std::string foldName(const std::string& name);
 
 }  // namespace win32

@@ -5,7 +5,8 @@
 // failure. `initialOwner` counts only for a mutex that this call made. Names are case-sensitive and may hold any
 // character but '\', bar the prefixes "Local\" (the user's session, also without it) and "Global\" (the machine; users
 // share it). Null or empty: a mutex without a name.
-// OpenMutexW, OpenMutexA: null with ERROR_FILE_NOT_FOUND for a name that doesn't exist.
+// OpenMutexW, OpenMutexA: null with ERROR_FILE_NOT_FOUND for a name that doesn't exist, ERROR_INVALID_PARAMETER for
+// null.
 // WaitForSingleObject (win32/kernel.h) takes the mutex: WAIT_OBJECT_0; WAIT_ABANDONED if its owner ended while it owned
 // it, told once, to the one who owns it now; WAIT_TIMEOUT after the given milliseconds, which don't run for INFINITE.
 // ReleaseMutex: once for each wait that gave the mutex, WAIT_ABANDONED among them; ERROR_NOT_OWNER for any other
