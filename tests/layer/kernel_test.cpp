@@ -10,12 +10,14 @@
 #include "win32/com.h"
 #include "win32/device.h"
 #include "win32/identifier.h"
+#include "win32/resource.h"
 
 TEST(Kernel, HandlesEndOnce) {
     EXPECT_EQ(CloseHandle(nullptr), FALSE);
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
     EXPECT_EQ(CloseHandle(INVALID_HANDLE_VALUE), FALSE);
     EXPECT_EQ(WaitForSingleObject(nullptr, 0), WAIT_FAILED);
+    EXPECT_EQ(WaitForSingleObject(GetCurrentProcess(), 0), DWORD{WAIT_TIMEOUT});
 }
 
 TEST(Kernel, SleepIsNeverShortAndHardlyLate) {
@@ -52,6 +54,7 @@ TEST(Kernel, TellsTheRunningProgram) {
     EXPECT_EQ(GetModuleFileNameW(nullptr, cut.data(), cut.size()), cut.size());
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(WideString(cut.data()), WideString(whole.data(), 3));
+    EXPECT_NE(GetModuleHandleW(W("KERNEL32.dll")), nullptr);
     EXPECT_NE(GetProcAddress(GetModuleHandleW(W("kernel32")), "SetDefaultDllDirectories"), nullptr);
     EXPECT_EQ(GetProcAddress(GetModuleHandleW(W("kernel32")), "NoSuchOperation"), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_PROC_NOT_FOUND);
@@ -80,11 +83,34 @@ TEST(Com, ApartmentsKeepTheirKind) {
     EXPECT_EQ(CoCreateInstance(IID_IUnknown, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
               REGDB_E_CLASSNOTREG);
     EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(CoCreateInstance(IID_IUnknown, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, nullptr), E_POINTER);
     ASSERT_EQ(CoCreateInstance(CLSID_PortableDeviceManager, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
               S_OK);
     auto* const manager = static_cast<IUnknown*>(object);
     EXPECT_EQ(manager->QueryInterface(CLSID_PortableDeviceManager, &object), E_NOINTERFACE);
     EXPECT_EQ(manager->Release(), 0U);
+}
+
+TEST(Memory, LocksAndStreamsOverIt) {
+    const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, 5);
+    EXPECT_EQ(GlobalLock(memory), GlobalLock(memory));
+    SetLastError(ERROR_NOT_FOUND);
+    EXPECT_TRUE(GlobalUnlock(memory));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_FOUND});
+    for (const DWORD code : {NO_ERROR, ERROR_NOT_LOCKED}) {
+        EXPECT_FALSE(GlobalUnlock(memory));
+        EXPECT_EQ(GetLastError(), code);
+    }
+    EXPECT_EQ(GlobalFree(memory), nullptr);
+    const HGLOBAL empty = GlobalAlloc(GMEM_MOVEABLE, 0);
+    ASSERT_NE(empty, nullptr);
+    EXPECT_EQ(GlobalLock(empty), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_DISCARDED});
+    EXPECT_EQ(GlobalFree(empty), nullptr);
+    LPSTREAM stream = nullptr;
+    EXPECT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, nullptr), E_INVALIDARG);
+    ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
+    EXPECT_EQ(stream->Release(), 0U);
 }
 
 TEST(Device, QuestionsAboutUnknownDevicesFail) {

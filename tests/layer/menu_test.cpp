@@ -35,8 +35,15 @@ TEST(MenuTest, InsertsAndDeletesByIdAndByPlace) {
     EXPECT_EQ(textOf(menu, 2, MF_BYCOMMAND), W("Download"));
     EXPECT_EQ(textOf(menu, 2, MF_BYPOSITION), W(""));
     ASSERT_TRUE(InsertMenuW(menu, 0, MF_BYPOSITION, 9, W("first")));
+    SetLastError(NO_ERROR);
     ASSERT_TRUE(InsertMenuW(menu, 0xFFFFFFFF, MF_BYPOSITION, 8, W("last")));
+    EXPECT_EQ(GetLastError(), DWORD{NO_ERROR});
     EXPECT_EQ(idsOf(menu), (std::vector<UINT>{9, 1, 2, 4, 0, 8}));
+    WCHAR cut[5]{};
+    EXPECT_EQ(GetMenuStringW(menu, 9, cut, 5, MF_BYCOMMAND), 4);
+    EXPECT_EQ(WideString(cut), W("firs"));
+    EXPECT_EQ(GetMenuStringW(menu, 9, cut, 0, MF_BYCOMMAND), 5);
+    EXPECT_EQ(GetMenuStringW(menu, 9, nullptr, 5, MF_BYCOMMAND), 5);
     EXPECT_TRUE(DeleteMenu(menu, 0, MF_BYCOMMAND));
     EXPECT_TRUE(DeleteMenu(menu, 0, MF_BYPOSITION));
     EXPECT_TRUE(DeleteMenu(menu, 2, MF_BYCOMMAND));

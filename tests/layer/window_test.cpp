@@ -113,6 +113,8 @@ TEST_F(WindowTest, LivesFromCreateToDestroy) {
 
     EXPECT_EQ(create(WS_CHILD), nullptr);
     const HWND child = create(WS_CHILD, window);
+    EXPECT_FALSE(ShowWindow(child, SW_SHOW));
+    EXPECT_FALSE(IsWindowVisible(child));  // its parent isn't
     const HWND logo = CreateWindowExW(0, W("STATIC"), W(""), WS_CHILD, 0, 0, 1, 1, window, nullptr, nullptr, nullptr);
     EXPECT_NE(logo, nullptr);
     std::thread([&] {

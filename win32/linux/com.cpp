@@ -44,6 +44,9 @@ HRESULT WINAPI CoInitializeEx(LPVOID /*reserved*/, DWORD flags) {
 
 HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*context*/, REFIID interfaceId,
                                 LPVOID* object) {
+    if (object == nullptr) {
+        return E_POINTER;
+    }
     *object = nullptr;
     WIN32_MAY_RETURN("CoCreateInstance", HRESULT);
     if (apartment == Apartment::none && !multithreadedExists) {
@@ -51,7 +54,7 @@ HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*conte
     }
     for (const auto& [known, create] : classes) {
         if (classId == known) {
-            return outer == nullptr ? create(interfaceId, object) : E_INVALIDARG;
+            return outer == nullptr ? create(interfaceId, object) : CLASS_E_NOAGGREGATION;
         }
     }
     return REGDB_E_CLASSNOTREG;

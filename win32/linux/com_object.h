@@ -17,6 +17,9 @@ public:
     virtual ~ComObject() = default;
 
     HRESULT QueryInterface(REFIID interfaceId, void** object) override {
+        if (object == nullptr) {
+            return E_POINTER;
+        }
         if (!(interfaceId == IID_IUnknown) && !(interfaceId == interfaceIdentifier)) {
             *object = nullptr;
             return E_NOINTERFACE;

@@ -124,9 +124,12 @@ int WINAPI GetLocaleInfoA(LCID locale, LCTYPE type, LPSTR data, int size) {
     const std::string text = type == LOCALE_SISO639LANGNAME    ? language
                              : type == LOCALE_SISO3166CTRYNAME ? win32::country(languages, language)
                                                                : "";
-    if (locale != LOCALE_CUSTOM_UI_DEFAULT || text.empty()) {
+    if (locale != LOCALE_CUSTOM_UI_DEFAULT || text.empty() || size < 0 || (data == nullptr && size != 0)) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
+    }
+    if (size == 0) {
+        return static_cast<int>(text.size()) + 1;
     }
     if (size <= static_cast<int>(text.size())) {
         SetLastError(ERROR_INSUFFICIENT_BUFFER);

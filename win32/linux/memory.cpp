@@ -107,6 +107,10 @@ LPVOID WINAPI GlobalLock(HGLOBAL handle) {
     if (memory == nullptr) {
         return handle;
     }
+    if (memory->bytes.empty()) {
+        SetLastError(ERROR_DISCARDED);
+        return nullptr;
+    }
     ++memory->locks;
     return memory->bytes.data();
 }
@@ -120,8 +124,12 @@ BOOL WINAPI GlobalUnlock(HGLOBAL handle) {
     if (memory == nullptr) {
         return TRUE;
     }
-    SetLastError(memory->locks == 0 ? ERROR_NOT_LOCKED : NO_ERROR);
-    return memory->locks > 0 && --memory->locks > 0;
+    const bool wasLocked = memory->locks > 0;
+    if (wasLocked && --memory->locks > 0) {
+        return TRUE;
+    }
+    SetLastError(wasLocked ? NO_ERROR : ERROR_NOT_LOCKED);
+    return FALSE;
 }
 
 HGLOBAL WINAPI GlobalFree(HGLOBAL handle) {
@@ -135,10 +143,16 @@ HGLOBAL WINAPI GlobalFree(HGLOBAL handle) {
 }
 
 HRESULT WINAPI CreateStreamOnHGlobal(HGLOBAL memory, BOOL deleteOnRelease, LPSTREAM* stream) {
+    if (stream == nullptr) {
+        return E_INVALIDARG;
+    }
     *stream = nullptr;
     WIN32_MAY_RETURN("CreateStreamOnHGlobal", HRESULT);
+    if (memory == nullptr) {
+        memory = GlobalAlloc(GMEM_MOVEABLE, 0);
+    }
     if (win32::isFixed(memory)) {
-        return E_INVALIDARG;
+        return memory == nullptr ? E_OUTOFMEMORY : E_INVALIDARG;
     }
     *stream = new win32::MemoryStream(win32::memoryOf(memory), deleteOnRelease != FALSE);
     return S_OK;

@@ -1,5 +1,6 @@
 #include "win32/menu.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -128,16 +129,18 @@ BOOL WINAPI AppendMenuW(HMENU handle, UINT flags, UINT_PTR id, LPCWSTR text) {
 
 BOOL WINAPI InsertMenuW(HMENU handle, UINT position, UINT flags, UINT_PTR id, LPCWSTR text) {
     WIN32_MAY_FAIL("InsertMenuW", FALSE);
-    return withMenu(handle, FALSE,
-                    [&](Menu& menu) {
-                        const std::size_t index = win32::indexOf(menu, position, flags);
-                        if (index == menu.size() && (flags & MF_BYPOSITION) == 0) {
-                            return FALSE;
-                        }
-                        menu.insert(menu.begin() + static_cast<std::ptrdiff_t>(index),
-                                    win32::makeItem(flags, id, text));
-                        return TRUE;
-                    }) &&
+    return withMenu(
+               handle, FALSE,
+               [&](Menu& menu) {
+                   const bool isPlace = (flags & MF_BYPOSITION) != 0;
+                   const std::size_t index =
+                       isPlace ? std::min<std::size_t>(position, menu.size()) : win32::indexOf(menu, position, flags);
+                   if (index == menu.size() && !isPlace) {
+                       return FALSE;
+                   }
+                   menu.insert(menu.begin() + static_cast<std::ptrdiff_t>(index), win32::makeItem(flags, id, text));
+                   return TRUE;
+               }) &&
            win32::offerChanged(handle);
 }
 
@@ -203,8 +206,11 @@ UINT WINAPI GetMenuItemID(HMENU handle, int index) {
 int WINAPI GetMenuStringW(HMENU handle, UINT item, LPWSTR buffer, int size, UINT flags) {
     return withMenu(handle, 0, [&](const Menu& menu) {
         const std::size_t index = win32::indexOf(menu, item, flags);
-        if (index == menu.size() || size <= 0) {
+        if (index == menu.size()) {
             return 0;
+        }
+        if (buffer == nullptr || size <= 0) {
+            return static_cast<int>(menu[index].text.size());
         }
         const std::size_t length = menu[index].text.copy(buffer, static_cast<std::size_t>(size) - 1);
         buffer[length] = 0;

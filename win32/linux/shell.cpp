@@ -52,12 +52,18 @@ std::string placeOf(const SHELLEXECUTEINFOW& info) {
     return isAddress(bytes) ? bytes : win32::toNativePath(file);
 }
 
+bool isVerb(LPCWSTR verb, const char* name) { return strcasecmp(bytesOf(verb).c_str(), name) == 0; }
+
 bool showByOpener(const std::string& place, const std::string& directory) {
     return win32::startProgram({win32::searchProgram(opener), {place}, directory}) != nullptr;
 }
 
 // False with the last error set if nothing was started.
 bool execute(const SHELLEXECUTEINFOW& info, std::shared_ptr<Child>& child) {
+    if (!isVerb(info.lpVerb, "") && !isVerb(info.lpVerb, "open") && !isVerb(info.lpVerb, "runas")) {
+        SetLastError(ERROR_NO_ASSOCIATION);
+        return false;
+    }
     const std::string place = placeOf(info);
     const std::string directory = info.lpDirectory == nullptr ? "" : win32::toNativePath(info.lpDirectory);
     if (isAddress(place)) {
@@ -73,7 +79,7 @@ bool execute(const SHELLEXECUTEINFOW& info, std::shared_ptr<Child>& child) {
         allowExecution(path, status.st_mode);
     }
     const Child::Program program{path, win32::splitArguments(bytesOf(info.lpParameters)), directory};
-    if (bytesOf(info.lpVerb) == "runas") {
+    if (isVerb(info.lpVerb, "runas")) {
         child = win32::startElevated(program);
         return child != nullptr;
     }

@@ -57,19 +57,21 @@ GEOID WINAPI GetUserGeoID(GEOCLASS /*geoClass*/) { return GEOID_NOT_AVAILABLE; }
 BOOL WINAPI GetVersionExA(OSVERSIONINFOA* version) {
     WIN32_MAY_FAIL("GetVersionExA", FALSE);
     utsname kernel{};
-    if (version->dwOSVersionInfoSize != sizeof(OSVERSIONINFOEXA) || uname(&kernel) != 0) {
-        SetLastError(ERROR_INVALID_PARAMETER);
+    const DWORD size = version->dwOSVersionInfoSize;
+    if (size != sizeof(OSVERSIONINFOA) && size != sizeof(OSVERSIONINFOEXA)) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
         return FALSE;
     }
+    uname(&kernel);
     OSVERSIONINFOEXA result{};
-    result.dwOSVersionInfoSize = sizeof result;
+    result.dwOSVersionInfoSize = size;
     char* rest = kernel.release;
     for (DWORD* const number : {&result.dwMajorVersion, &result.dwMinorVersion, &result.dwBuildNumber}) {
         *number = static_cast<DWORD>(std::strtoul(rest, &rest, 10));
         rest += *rest == '.' ? 1 : 0;
     }
     result.wProductType = VER_NT_WORKSTATION;
-    std::memcpy(version, &result, sizeof result);
+    std::memcpy(version, &result, size);
     return TRUE;
 }
 

@@ -1,4 +1,5 @@
 // Showing, placing and activating windows.
+#include <algorithm>
 #include <utility>
 
 #include "linux/presenter.h"
@@ -61,8 +62,8 @@ void move(Window& window, int x, int y, int width, int height, UINT flags) {
     const LONG left = (flags & SWP_NOMOVE) != 0 ? window.place.left : x;
     const LONG top = (flags & SWP_NOMOVE) != 0 ? window.place.top : y;
     const bool keepsSize = (flags & SWP_NOSIZE) != 0;
-    const LONG right = left + (keepsSize ? window.width() : width);
-    const LONG bottom = top + (keepsSize ? window.height() : height);
+    const LONG right = left + (keepsSize ? window.width() : std::max(width, 0));
+    const LONG bottom = top + (keepsSize ? window.height() : std::max(height, 0));
     if (!keepsSize) {
         window.picture.reset();
     }
@@ -92,7 +93,10 @@ BOOL WINAPI ShowWindow(HWND handle, int command) {
 
 BOOL WINAPI IsWindowVisible(HWND handle) {
     const std::lock_guard lock(model().mutex);
-    const win32::Window* const window = win32::findWindow(handle);
+    const win32::Window* window = win32::findWindow(handle);
+    while (window != nullptr && window->isShown() && !window->isTopLevel()) {
+        window = win32::findWindow(window->parent);
+    }
     return window != nullptr && window->isShown();
 }
 

@@ -61,6 +61,11 @@ TEST(MachineTest, IsDescribedAsTheKernelDoes) {
     uname(&kernel);
     const std::string number = std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion);
     EXPECT_TRUE(std::string(kernel.release).starts_with(number)) << number;
+    version.dwOSVersionInfoSize = sizeof(OSVERSIONINFOA);
+    EXPECT_NE(GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version)), FALSE);
+    version.dwOSVersionInfoSize = 0;
+    EXPECT_EQ(GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version)), FALSE);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
     MEMORYSTATUSEX memory{};
     memory.dwLength = sizeof memory;
     ASSERT_NE(GlobalMemoryStatusEx(&memory), FALSE);

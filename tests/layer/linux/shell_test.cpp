@@ -106,8 +106,12 @@ TEST_F(ShellTest, TellsWhyNothingWasStarted) {
     fs::create_directory(session_.path() / "folder.exe");
     EXPECT_EQ(open((session_.path() / "folder.exe").string(), W(""), "/"), FALSE);
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(open(makeProgram("program"), W(""), "/no such directory"), FALSE);
+    const std::string program = makeProgram("program");
+    EXPECT_EQ(open(program, W(""), "/no such directory"), FALSE);
     EXPECT_EQ(GetLastError(), ERROR_DIRECTORY);
+    EXPECT_LE(reinterpret_cast<ULONG_PTR>(ShellExecuteA(nullptr, "verb", program.c_str(), nullptr, nullptr, SW_SHOW)),
+              32U);
+    EXPECT_EQ(GetLastError(), ERROR_NO_ASSOCIATION);
 }
 
 TEST_F(ShellTest, OpensAddressesWithTheDesktopsOpener) {

@@ -57,6 +57,15 @@ TEST(SystemTest, LanguageListSaysHowMuchItTakes) {
     EXPECT_FALSE(GetUserPreferredUILanguages(0, &count, buffer, &size));
 }
 
+TEST(SystemTest, LocaleTellsTheRoomThatItTakes) {
+    const tests::EnvironmentSetting all("LC_ALL", "de_DE");
+    CHAR text[3]{};
+    EXPECT_EQ(GetLocaleInfoA(LOCALE_CUSTOM_UI_DEFAULT, LOCALE_SISO639LANGNAME, nullptr, 0), 3);
+    EXPECT_EQ(GetLocaleInfoA(LOCALE_CUSTOM_UI_DEFAULT, LOCALE_SISO639LANGNAME, text, 2), 0);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(GetLocaleInfoA(LOCALE_CUSTOM_UI_DEFAULT, LOCALE_SISO639LANGNAME, text, 3), 3);
+}
+
 TEST(SystemTest, LowersLetters) {
     WideString text = W("EN-gb \u00C4\u0416");
     EXPECT_EQ(CharLowerW(text.data()), text.data());

@@ -3,8 +3,8 @@
 // CoInitializeEx enters the calling thread into an apartment: S_OK, S_FALSE if it was in it already,
 // RPC_E_CHANGED_MODE if it is in one of the other kind. CoCreateInstance makes an object of a class that the layer
 // knows (win32/device.h, win32/dialog.h); CO_E_NOTINITIALIZED on a thread outside of every apartment while no thread is
-// in the multithreaded one, REGDB_E_CLASSNOTREG for an unknown class. Memory that an operation hands out is given back
-// by CoTaskMemFree, which takes null.
+// in the multithreaded one, REGDB_E_CLASSNOTREG for an unknown class, CLASS_E_NOAGGREGATION if `outer` isn't null.
+// Memory that an operation hands out is given back by CoTaskMemFree, which takes null.
 #pragma once
 
 #include "win32/error.h"
@@ -21,6 +21,7 @@
 #define COINIT_MULTITHREADED 0x0U
 #define COINIT_APARTMENTTHREADED 0x2U
 #define CLSCTX_INPROC_SERVER 0x1U
+#define CLASS_E_NOAGGREGATION (static_cast<HRESULT>(0x80040110U))
 #define CO_E_NOTINITIALIZED (static_cast<HRESULT>(0x800401F0U))
 #define RPC_E_CHANGED_MODE (static_cast<HRESULT>(0x80010106U))
 

@@ -8,7 +8,8 @@
 // shared, never given back. Null with ERROR_RESOURCE_NAME_NOT_FOUND.
 // GlobalAlloc, GlobalLock, GlobalUnlock, GlobalFree: GlobalFree gives null on success, and GlobalUnlock FALSE with
 // NO_ERROR when the last lock is gone. A handle of GMEM_FIXED is the memory's address; other operations hand such
-// memory out, and GlobalFree takes it back. CreateStreamOnHGlobal (movable memory only): with `deleteOnRelease` the
+// memory out, and GlobalFree takes it back. Movable memory of size 0 can't be locked: ERROR_DISCARDED.
+// CreateStreamOnHGlobal (movable memory only, or null for memory of the stream's own): with `deleteOnRelease` the
 // memory belongs to the stream from the moment of success. Any thread.
 #pragma once
 

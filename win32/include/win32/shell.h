@@ -12,9 +12,10 @@
 // it has one, else the file manager's list of devices. The verb "runas" starts a program with the rights of an
 // administrator, for which the desktop asks the user first (polkit), and returns with the answer: ERROR_CANCELLED if
 // that was no, ERROR_ACCESS_DENIED if there was nobody to ask. With SEE_MASK_NOCLOSEPROCESS a started program's handle
-// (win32/process.h) is the caller's; null for what the opener shows. False with the error code if nothing was started;
-// hInstApp is above 32 for success, else one of the old codes up to 32. Any thread. ShellExecuteA, ShellExecuteW: the
-// same; a value of 33 or more is success. Narrow text is UTF-8.
+// (win32/process.h) is the caller's; null for what the opener shows. The case of verbs doesn't matter; none is "open",
+// and any other is ERROR_NO_ASSOCIATION. False with the error code if nothing was started; hInstApp is above 32 for
+// success, else one of the old codes up to 32. Any thread. ShellExecuteA, ShellExecuteW: the same; a value of 33 or
+// more is success. Narrow text is UTF-8.
 #pragma once
 
 #include "win32/com.h"

@@ -7,9 +7,9 @@
 // programs of the desktop read them; "en-US" if these name none. Any thread. CharLowerW: makes a text lower case in
 // place and returns it. A value below 0x10000 is one character instead. GetUserDefaultUILanguage: the first of these
 // languages as an identifier, on Linux always LOCALE_CUSTOM_UI_DEFAULT, which stands for it. GetLocaleInfoA: the ISO
-// code of the language or the country of such an identifier, with its zero; gives the length with that. 0 with
-// ERROR_INVALID_PARAMETER for any other identifier or question and where no country is known, with
-// ERROR_INSUFFICIENT_BUFFER for a buffer that is too small.
+// code of the language or the country of such an identifier, with its zero; gives the length with that, or for size 0
+// what it takes. 0 with ERROR_INVALID_PARAMETER for any other identifier or question and where no country is known,
+// with ERROR_INSUFFICIENT_BUFFER for a buffer that is too small.
 #pragma once
 
 #include "win32/error.h"

@@ -23,15 +23,14 @@
 // WM_TIMER each `milliseconds` (10 to 2^31 - 1, others are moved there) until KillTimer; a tick that isn't fetched is
 // not doubled; setting it again starts it anew. By the window's thread.
 //
-// ShowWindow (SW_HIDE, SW_SHOW): true if the window was visible before. SetWindowPos: SWP_NOSIZE, SWP_NOMOVE,
-// SWP_NOZORDER, SWP_NOACTIVATE, SWP_SHOWWINDOW, SWP_HIDEWINDOW. GetWindowRect: on the screen. A window that becomes
-// visible gets WM_PAINT when nothing else waits, or at once by UpdateWindow, and so do its children. Without a display
-// the window is visible in the model only.
+// ShowWindow (SW_HIDE, SW_SHOW): true if the window was visible before. IsWindowVisible: with all of its parents.
+// SetWindowPos: SWP_NOSIZE, SWP_NOMOVE, SWP_NOZORDER, SWP_NOACTIVATE, SWP_SHOWWINDOW, SWP_HIDEWINDOW. GetWindowRect: on
+// the screen. A window that becomes visible gets WM_PAINT when nothing else waits, or at once by UpdateWindow, and so
+// do its children. Without a display the window is visible in the model only.
 // SetForegroundWindow: gives a visible window the activation. WM_ACTIVATE tells it, and with WA_INACTIVE of the loss,
 // to another window of the desktop, too. On a hidden window it succeeds and does nothing. False with
 // ERROR_ACCESS_DENIED without a display. GetForegroundWindow: this process's window that has it, or null.
-// GetSystemMetrics: SM_CXSMICON, SM_CYSMICON, SM_MENUDROPALIGNMENT; 0 for
-// others. GetDoubleClickTime: milliseconds.
+// GetSystemMetrics: SM_CXSMICON, SM_CYSMICON, SM_MENUDROPALIGNMENT; 0 for others. GetDoubleClickTime: milliseconds.
 //
 // CalculatePopupWindowPosition: where a window of a size belongs that pops up at `anchor`: aligned to it by the TPM_
 // flags, kept inside of the nearest monitor, with TPM_WORKAREA inside of its work area, and moved off `exclude` (may be
