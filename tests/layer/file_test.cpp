@@ -128,6 +128,8 @@ TEST_F(FileTest, RefusesWhatAHolderDoesNotShare) {
     const HANDLE reader = open("file", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
     EXPECT_EQ(codeOf("file", GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING), ERROR_SUCCESS);
     EXPECT_EQ(codeOf("file", GENERIC_WRITE, shareAll, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, shareAll, CREATE_ALWAYS), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(codeOf("file", 0, 0, OPEN_EXISTING), ERROR_SUCCESS);  // uses nothing, so it denies nothing
     CloseHandle(reader);
     EXPECT_EQ(codeOf("file", readWrite, 0, CREATE_ALWAYS), ERROR_ALREADY_EXISTS);
 }

@@ -148,9 +148,9 @@ int modeOf(DWORD access) { return (access & GENERIC_WRITE) != 0 ? O_RDWR : O_RDO
 
 // An opened and claimed file. A holder that deletes the file lets go of it only after its name is gone, so that what
 // was opened just before is seen to be nameless here, and is left for a new file.
-Opened openClaimed(const std::string& path, DWORD access, const FileClaim& claim, DWORD disposition) {
+Opened openClaimed(const std::string& path, const FileClaim& claim, DWORD disposition) {
     while (true) {
-        Opened opened = openOrCreate(path, modeOf(access), disposition);
+        Opened opened = openOrCreate(path, modeOf(claim.access), disposition);
         if (!opened.descriptor) {
             return {};
         }
@@ -160,7 +160,7 @@ Opened openClaimed(const std::string& path, DWORD access, const FileClaim& claim
             failWithErrno(errno);
             return {};
         }
-        if (!isUsable(status, (access & GENERIC_WRITE) != 0 || (claim.deletes && opened.existed))) {
+        if (!isUsable(status, (claim.access & GENERIC_WRITE) != 0 || (claim.deletes && opened.existed))) {
             SetLastError(ERROR_ACCESS_DENIED);
             return {};
         }
@@ -181,8 +181,8 @@ void makeReadOnly(int descriptor) {
 HANDLE openFile(const std::string& path, DWORD access, DWORD sharing, DWORD disposition, DWORD flags) {
     const bool truncates = disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING;
     const bool deletes = (flags & FILE_FLAG_DELETE_ON_CLOSE) != 0;
-    Opened opened =
-        openClaimed(path, truncates ? access | GENERIC_WRITE : access, {access, sharing, deletes, false}, disposition);
+    const DWORD used = truncates ? access | GENERIC_WRITE : access;
+    Opened opened = openClaimed(path, {used, sharing, deletes, false}, disposition);
     if (!opened.descriptor) {
         return INVALID_HANDLE_VALUE;
     }

@@ -60,6 +60,9 @@ bool noOtherHolds(int descriptor, unsigned set) {
 }  // namespace
 
 bool claimFile(int descriptor, const FileClaim& claim) {
+    if ((claim.access & (GENERIC_READ | GENERIC_WRITE)) == 0 && !claim.deletes) {
+        return true;  // such a handle denies nothing, and nothing is denied to it
+    }
     unsigned own = 0;
     unsigned contrary = 0;
     const auto add = [&](bool uses, DWORD share, const Access& access) {
