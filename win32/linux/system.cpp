@@ -3,6 +3,7 @@
 #include <cpuid.h>
 #endif
 #include <sys/utsname.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -80,6 +81,8 @@ void WINAPI GetNativeSystemInfo(SYSTEM_INFO* information) {
     uname(&kernel);
     *information = {};
     information->wProcessorArchitecture = architectureOf(kernel.machine);
+    information->dwPageSize = static_cast<DWORD>(sysconf(_SC_PAGESIZE));
+    information->dwNumberOfProcessors = static_cast<DWORD>(sysconf(_SC_NPROCESSORS_ONLN));
 }
 
 BOOL WINAPI GlobalMemoryStatusEx(MEMORYSTATUSEX* status) {

@@ -66,6 +66,9 @@ TEST(MachineTest, IsDescribedAsTheKernelDoes) {
     version.dwOSVersionInfoSize = 0;
     EXPECT_EQ(GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version)), FALSE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    SYSTEM_INFO processor{};
+    GetNativeSystemInfo(&processor);
+    EXPECT_TRUE(processor.dwPageSize >= 4096 && processor.dwNumberOfProcessors > 0);
     MEMORYSTATUSEX memory{};
     memory.dwLength = sizeof memory;
     ASSERT_NE(GlobalMemoryStatusEx(&memory), FALSE);
