@@ -73,7 +73,8 @@ TEST_F(FileTest, DispositionsMakeKeepAndEmpty) {
                                     FILE_ATTRIBUTE_READONLY, nullptr);
     EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     EXPECT_NE(GetFileAttributesW(directory_.wide("locked").c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
-    EXPECT_TRUE(WriteFile(made, "x", 1, nullptr, nullptr) && FlushFileBuffers(made));
+    DWORD done = 0;
+    EXPECT_TRUE(WriteFile(made, "x", 1, &done, nullptr) && FlushFileBuffers(made));
     EXPECT_EQ(ReOpenFile(made, GENERIC_WRITE, shareAll, 0), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     CloseHandle(made);

@@ -42,7 +42,8 @@ TEST(FindTest, TellsAttributes) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_EQ(GetFileAttributesW(directory.wide("none/none").c_str()), INVALID_FILE_ATTRIBUTES);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
-    EXPECT_EQ(GetFileAttributesW(directory.wide("file").c_str()), FILE_ATTRIBUTE_ARCHIVE);
+    constexpr DWORD usual = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_ARCHIVE;
+    EXPECT_EQ(GetFileAttributesW(directory.wide("file").c_str()) & usual, DWORD{FILE_ATTRIBUTE_ARCHIVE});
     EXPECT_NE(GetFileAttributesW(directory.wide("").c_str()) & FILE_ATTRIBUTE_DIRECTORY, 0U);
 }
 
@@ -57,8 +58,8 @@ TEST(VolumeTest, TellsOfAPathsVolume) {
     EXPECT_EQ(GetVolumePathNameW(directory.wide("").c_str(), volume.data(), 1), FALSE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILENAME_EXCED_RANGE});
     EXPECT_EQ(GetDriveTypeW(directory.wide("none").c_str()), DRIVE_NO_ROOT_DIR);
-    EXPECT_EQ(GetVolumeInformationW(directory.wide("").c_str(), nullptr, 0, nullptr, nullptr, &flags, nullptr, 0),
-              FALSE);
+    const WideString folder = directory.wide("") + W("\\");
+    EXPECT_EQ(GetVolumeInformationW(folder.c_str(), nullptr, 0, nullptr, nullptr, &flags, nullptr, 0), FALSE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_DIR_NOT_ROOT});
     EXPECT_GE(GetDriveTypeW(nullptr), DRIVE_REMOVABLE);
     EXPECT_NE(GetVolumeInformationW(nullptr, nullptr, 0, nullptr, nullptr, &flags, nullptr, 0), FALSE);
