@@ -35,7 +35,7 @@ LSTATUS readHive(Hive hive, RegistryContent& content);
 // name, since its content would be lost.
 LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& change);
 
-// The form in which names are compared: ASCII letters in lower case.
+// The form in which names are compared: all letters in lower case.
 std::string foldName(const std::string& name);
 
 }  // namespace win32
