@@ -1,10 +1,43 @@
 #include "base/paths.h"
 
+#include <algorithm>
 #include <type_traits>
+
+#include "base/utf8.h"
 
 namespace base {
 
 namespace {
+
+// Where names of files are bytes they need not be UTF-8. In the wide text that the operations take, each byte that
+// isn't stands as a lone surrogate, U+DC00 plus the byte.
+constexpr WCHAR strayByte = 0xDC00;
+
+[[maybe_unused]] WideString wideFromBytes(std::string_view bytes) {
+    WideString out;
+    while (!bytes.empty()) {
+        const std::size_t length = firstCodePoint(bytes).length;
+        if (length == 0) {
+            out += static_cast<WCHAR>(strayByte + static_cast<unsigned char>(bytes[0]));
+        } else {
+            out += widen(bytes.substr(0, length));
+        }
+        bytes.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return out;
+}
+
+[[maybe_unused]] std::string bytesFromWide(WideView text) {
+    std::string bytes = narrow(text);
+    for (std::size_t at = bytes.find('\xED'); at != std::string::npos; at = bytes.find('\xED', at + 1)) {
+        const auto second = static_cast<unsigned char>(bytes[at + 1]);
+        if (second == 0xB2 || second == 0xB3) {
+            const auto third = static_cast<unsigned char>(bytes[at + 2]);
+            bytes.replace(at, 3, 1, static_cast<char>((second & 3U) << 6U | (third & 0x3FU)));
+        }
+    }
+    return bytes;
+}
 
 // Boost's native form is wide on one system and UTF-8 on the other; as a template, only the branch that fits is
 // compiled.
@@ -13,7 +46,7 @@ WideString wideForm(const Native& native) {
     if constexpr (std::is_same_v<typename Native::value_type, WCHAR>) {
         return native;
     } else {
-        return widen(native);
+        return wideFromBytes(native);
     }
 }
 
@@ -22,7 +55,7 @@ Path pathForm(WideView text) {
     if constexpr (std::is_same_v<typename Path::value_type, WCHAR>) {
         return Path(typename Path::string_type(text));
     } else {
-        return Path(narrow(text));
+        return Path(bytesFromWide(text));
     }
 }
 

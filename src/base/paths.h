@@ -1,4 +1,5 @@
-// Between the paths of Boost.Filesystem and the wide text that the operating system's operations take.
+// Between the paths of Boost.Filesystem and the wide text that the operating system's operations take. A path of the
+// system comes through both ways unchanged, also one that isn't UTF-8. Any thread.
 #pragma once
 
 #include <boost/filesystem/path.hpp>

@@ -82,8 +82,8 @@ class Phones:
 class Home:
     """A home directory, with the suite installed in it, that goes when the object is closed."""
 
-    def __init__(self, phones=None, accept_unrecognized="yes"):
-        self.path = pathlib.Path(tempfile.mkdtemp(prefix="zd-home-"))
+    def __init__(self, phones=None, accept_unrecognized="yes", prefix="zd-home-"):
+        self.path = pathlib.Path(tempfile.mkdtemp(prefix=prefix))
         self.runtime = self.path / "runtime"
         self.runtime.mkdir(mode=0o700)
         self.suite = self.path / "installed suite"

@@ -138,7 +138,7 @@ class Settings(unittest.TestCase):
             entry = home.autostart_path
             subprocess.run(["desktop-file-validate", entry], check=True)
             self.assertIn(f'\nExec="{home.suite}/ZelmoDocksetAgent"\n', entry.read_text())
-            self.assertIn(f'\\"{home.suite}/ZelmoDocksetAgent.exe\\"'.replace("/", "/"),
+            self.assertIn(f'\\"{home.suite}/ZelmoDocksetAgent.exe\\"',
                           (home.path / ".config/zelmo-dockset/current_user.json").read_text())
         with Home() as home:
             home.settings_path.write_text('{"start_agent_on_system_start":false}')
@@ -146,6 +146,19 @@ class Settings(unittest.TestCase):
             home.autostart_path.write_text("[Desktop Entry]\n")
             home.start_agent().wait_until_listening()
             self.assertFalse(home.autostart_path.exists())
+
+    def test_directories_may_have_any_name(self):
+        name = b'zd "h`ome"\n%20$x\xc3\xa9\xe9-'
+        written = b'zd \\\\"h\\\\`ome\\\\"\\n%%20\\\\$x\xc3\xa9\xe9-'
+        with Home(prefix=os.fsdecode(name)) as home:
+            agent = home.start_agent()
+            agent.wait_until_listening()
+            self.assertEqual(agent.lines()[:8], NORMAL_START)
+            self.assertIn(b'\nExec="' + os.fsencode(home.suite).replace(name, written) + b'/ZelmoDocksetAgent"\n',
+                          home.autostart_path.read_bytes())
+            home.post("ZelmoDocksetAgent", 1028)
+            wait_for("the application", home.application_lines)
+            self.assertEqual(agent.stop(), 0)
 
 
 class Devices(unittest.TestCase):

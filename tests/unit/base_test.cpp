@@ -16,7 +16,12 @@ TEST(Text, ConvertsBothWaysWithoutLoss) {
     const WideString loneSurrogate{WCHAR{0xD83D}};
     EXPECT_EQ(base::narrow(loneSurrogate), "\xED\xA0\xBD");
     EXPECT_EQ(base::toLower(W("USB#VID_18D1")), W("usb#vid_18d1"));
+}
+
+TEST(Paths, ComeThroughBothWaysUnchanged) {
     EXPECT_EQ(base::pathFromWide(base::widePath("/home/\xC3\xA9")), boost::filesystem::path("/home/\xC3\xA9"));
+    const WideString strayBytes = W("/home/\u20AC\xDCE9\xDC80/\xDCED\xDCB3\xDCFF\U0001F4F1");
+    EXPECT_EQ(base::widePath(base::pathFromWide(strayBytes)), strayBytes);
 }
 
 TEST(Numbers, AreReadAlikeOnBothSystems) {

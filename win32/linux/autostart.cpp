@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
+#include <vector>
 
 #include "linux/command_line.h"
 #include "linux/directories.h"
@@ -54,15 +56,30 @@ std::string escapedValue(const std::string& value) {
     return escaped;
 }
 
+// The program as Linux has it, and its arguments. A program alone, in quotes, may have quotes in its path, as no path
+// of Windows has.
+std::vector<std::string> programAndArguments(const std::string& commandLine) {
+    if (commandLine.size() > 2 && commandLine.front() == '"' && commandLine.back() == '"') {
+        std::string program = resolveProgram(commandLine.substr(1, commandLine.size() - 2));
+        if (access(program.c_str(), F_OK) == 0) {
+            return {std::move(program)};
+        }
+    }
+    auto arguments = splitArguments(commandLine);
+    if (!arguments.empty()) {
+        std::replace(arguments[0].begin(), arguments[0].end(), '\\', '/');
+        arguments[0] = resolveProgram(arguments[0]);
+    }
+    return arguments;
+}
+
 }  // namespace
 
 bool writeAutostartEntry(const std::string& name, const std::string& commandLine) {
-    auto arguments = splitArguments(commandLine);
+    const auto arguments = programAndArguments(commandLine);
     if (arguments.empty()) {
         return removeAutostartEntry(name);
     }
-    std::replace(arguments[0].begin(), arguments[0].end(), '\\', '/');
-    arguments[0] = resolveProgram(arguments[0]);
     std::string exec;
     for (const std::string& argument : arguments) {
         exec += (exec.empty() ? "" : " ") + quotedArgument(argument);
