@@ -69,6 +69,7 @@ Bytes read(const std::string& path) {
 void replace(const std::string& path, const std::string& text) {
     const std::string fresh = path + ".new";
     std::ofstream file(fresh, std::ios::binary);
+    const bool isOurs = file.is_open();
     file << text;
     file.close();
     boost::system::error_code error;
@@ -76,6 +77,9 @@ void replace(const std::string& path, const std::string& text) {
         boost::filesystem::rename(fresh, path, error);
     }
     if (!file || error) {
+        if (isOurs) {
+            boost::filesystem::remove(fresh, error);
+        }
         throw Failure(noAccess, path + ": can't be written");
     }
 }
@@ -356,5 +360,8 @@ int main(int argc, char** argv) {
     } catch (const Failure& failure) {
         std::cerr << "zdmanifest: " << failure.what() << "\n";
         return failure.code;
+    } catch (const std::exception& error) {
+        std::cerr << "zdmanifest: " << error.what() << "\n";
+        return noAccess;
     }
 }
