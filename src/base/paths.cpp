@@ -27,6 +27,7 @@ constexpr WCHAR strayByte = 0xDC00;
     return out;
 }
 
+// Narrow text has a lone surrogate as ED, here with B2 or B3 behind it, and a third byte.
 [[maybe_unused]] std::string bytesFromWide(WideView text) {
     std::string bytes = narrow(text);
     for (std::size_t at = bytes.find('\xED'); at != std::string::npos; at = bytes.find('\xED', at + 1)) {
