@@ -25,7 +25,6 @@ namespace {
 
 constexpr const WCHAR* windowClassName = W("ZelmoDockset");
 constexpr UINT restartMessage = WM_USER + 1;
-constexpr UINT agentRestartMessage = WM_USER + 4;
 
 bool ended = false;
 
@@ -38,7 +37,7 @@ BOOL CALLBACK postToAgent(HWND window, LPARAM /*parameter*/) {
     std::array<char, 254> name{};
     GetClassNameA(window, name.data(), static_cast<int>(name.size()));
     if (base::WideView(base::agentWindowClass) == base::widen(name.data())) {
-        PostMessageW(window, agentRestartMessage, 0, 0);
+        PostMessageW(window, base::agentRestartMessage, 0, 0);
     }
     return TRUE;
 }

@@ -4,7 +4,6 @@
 
 #include "agent/log.h"
 #include "agent/logo.h"
-#include "base/object_names.h"
 
 namespace agent {
 

@@ -10,6 +10,7 @@
 
 #include "agent/menu.h"
 #include "agent/messages.h"
+#include "base/object_names.h"
 #include "update/check_rhythm.h"
 #include "update/launcher.h"
 #include "update/update_handler.h"
@@ -24,8 +25,8 @@ enum AgentMessage : UINT {
     AGENT_MSG_NOTIFY_ICON = WM_USER,
     AGENT_MSG_UPDATE_AVAILABLE = WM_USER + 1,
     AGENT_MSG_UPDATE_DOWNLOADED = WM_USER + 2,
-    AGENT_MSG_RESERVED = WM_USER + 3,             // accepted and ignored
-    AGENT_MSG_RESTART_APPLICATION = WM_USER + 4,  // posted by the main application: start it again when it has gone
+    AGENT_MSG_RESERVED = WM_USER + 3,  // accepted and ignored
+    AGENT_MSG_RESTART_APPLICATION = base::agentRestartMessage,
 };
 
 enum AgentTimer : UINT_PTR {

@@ -21,6 +21,9 @@ inline constexpr const char* cacheMutexName = "804311ce35-8f4bf195d3-cd35a64";
 // Window class: the main application posts to every window of it.
 inline constexpr const WCHAR* agentWindowClass = W("ZelmoDocksetAgent");
 
+// The message that it posts, WM_USER + 4: start it again when it has gone.
+inline constexpr UINT agentRestartMessage = 1028;
+
 // Pipes: served by the main application and by the suite's background service.
 inline constexpr const WCHAR* applicationPipeName =
     W("\\\\.\\pipe\\ZelmoDockset{8845C5F8-9A73-4591-A5C2-4E72B28175EA}");

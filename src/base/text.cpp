@@ -66,6 +66,14 @@ WideString widen(std::string_view text) {
     return out;
 }
 
+WideString widenBytes(std::string_view text) {
+    WideString out;
+    for (const char c : text) {
+        out += static_cast<WCHAR>(static_cast<unsigned char>(c));
+    }
+    return out;
+}
+
 WideString toLower(WideView text) {
     WideString out(text);
     std::transform(out.begin(), out.end(), out.begin(),

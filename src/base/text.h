@@ -17,6 +17,9 @@ std::string narrow(WideView text);
 // UTF-8 to UTF-16. Each byte that isn't part of a well-formed sequence becomes U+FFFD.
 WideString widen(std::string_view text);
 
+// Each byte as a unit of its own, for what is ASCII by contract.
+WideString widenBytes(std::string_view text);
+
 // Folds each code unit to lower case: ASCII, and what else the C++ locale of the process folds. The length stays.
 WideString toLower(WideView text);
 std::string toLower(std::string_view text);

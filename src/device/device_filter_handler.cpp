@@ -5,7 +5,6 @@
 
 #include "base/log_receiver.h"
 #include "base/paths.h"
-#include "base/text.h"
 #include "base/working_set.h"
 #include "platform/directories.h"
 #include "settings/configuration.h"
@@ -23,10 +22,8 @@ constexpr std::chrono::hours longestWait = 24h * 10;
 void log(const std::string& text) { base::logMessage("DeviceFilterHandler", text); }
 
 bool configuredForSystest() {
-    const data::Value configuration =
-        data::loadConfiguration(base::widePath(base::applicationDirectory(base::ApplicationSupport) / "zd-config.xml"));
-    const data::Value& interval = configuration.find("config", "device-support", "update-interval");
-    return interval.isString() && base::toLower(interval.text) == "systest";
+    const auto path = base::applicationDirectory(base::ApplicationSupport) / "zd-config.xml";
+    return data::isSystest(data::loadConfiguration(base::widePath(path)));
 }
 
 data::Value treeOf(DeviceListText& text) {

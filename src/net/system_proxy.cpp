@@ -22,14 +22,6 @@ struct Manner {
 constexpr Manner agentManner{"https://", false, false};
 constexpr Manner updateEngineManner{"http://", true, true};
 
-WideString widenBytes(const std::string& text) {
-    WideString wide;
-    for (const char c : text) {
-        wide += static_cast<WCHAR>(static_cast<unsigned char>(c));
-    }
-    return wide;
-}
-
 // The text that an operation handed out, which is then freed.
 WideString take(LPWSTR text) {
     if (text == nullptr) {

@@ -21,15 +21,6 @@ WideString quoted(const WideString& path) {
     return plain ? path : W("\"") + path + W("\"");
 }
 
-// Byte by byte: arguments are ASCII.
-WideString widened(const std::string& arguments) {
-    WideString wide;
-    for (const char c : arguments) {
-        wide += static_cast<WCHAR>(static_cast<unsigned char>(c));
-    }
-    return wide;
-}
-
 const WCHAR* textOrNull(const WideString& text) { return text.empty() ? nullptr : text.c_str(); }
 
 // Null, and `code` set, on failure.
@@ -104,7 +95,7 @@ void* PlatformWin32::startProcess(const WideString& path, const std::string& arg
     std::string& text = error == nullptr ? unreadError : *error;
     cancelled = 0;
     text.clear();
-    const WideString wideArguments = widened(arguments);
+    const WideString wideArguments = base::widenBytes(arguments);
     DWORD code = ERROR_SUCCESS;
     if (const HANDLE process = createProcess(path, wideArguments, workingDirectory, code)) {
         return process;

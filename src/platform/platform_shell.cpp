@@ -14,7 +14,6 @@ namespace dockset {
 namespace {
 
 constexpr const char* tag = "PlatformWin32";
-constexpr UINT restartMessage = WM_USER + 4;
 
 void browse(const WideString& path) {
     constexpr INT_PTR lowestSuccess = 33;
@@ -27,7 +26,8 @@ void browse(const WideString& path) {
 BOOL CALLBACK postRestart(HWND window, LPARAM found) {
     std::array<char, 254> name{};
     GetClassNameA(window, name.data(), static_cast<int>(name.size()));
-    if (base::widen(name.data()) == base::agentWindowClass && PostMessageW(window, restartMessage, 0, 0) != FALSE) {
+    if (base::widen(name.data()) == base::agentWindowClass &&
+        PostMessageW(window, base::agentRestartMessage, 0, 0) != FALSE) {
         *reinterpret_cast<bool*>(found) = true;
     }
     return TRUE;

@@ -1,5 +1,6 @@
 #include "settings/configuration.h"
 
+#include "base/text.h"
 #include "settings/whole_file.h"
 
 namespace data {
@@ -47,6 +48,11 @@ void completeConfiguration(Value& configuration) {
     for (const auto& [section, key] : skeleton) {
         ensure(ensure(config, section, ValueType::Object), key, ValueType::String);
     }
+}
+
+bool isSystest(const Value& configuration) {
+    const Value& interval = configuration.find("config", "device-support", "update-interval");
+    return interval.isString() && base::toLower(interval.text) == "systest";
 }
 
 Value loadConfiguration(const WideString& path) {

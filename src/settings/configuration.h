@@ -12,6 +12,9 @@ Value& ensure(Value& parent, std::string_view key, ValueType tag);
 // Makes sure that the tree has the sections and keys that everybody may look up, as Objects and Strings.
 void completeConfiguration(Value& configuration);
 
+// Whether the lists and the updates are to be looked for every few minutes, for tests of the whole system.
+bool isSystest(const Value& configuration);
+
 // The file's tree, completed, or Null if the file is absent or isn't well-formed.
 Value loadConfiguration(const WideString& path);
 

@@ -2,15 +2,13 @@
 
 #include <random>
 
-#include "base/text.h"
+#include "settings/configuration.h"
 
 namespace base {
 
 CheckRhythm updateCheckRhythm(const dockset::AppSettings& settings) {
     constexpr UINT minute = 60'000;
-    const data::Value config = settings.config();
-    const data::Value& interval = config.find("config", "device-support", "update-interval");
-    const bool systest = interval.isString() && toLower(interval.text) == "systest";
+    const bool systest = data::isSystest(settings.config());
     std::random_device device;
     return {std::uniform_int_distribution<UINT>(minute, 2 * minute)(device), systest ? minute : 6 * 60 * minute};
 }
