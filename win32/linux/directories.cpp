@@ -21,6 +21,12 @@ std::string environment(const char* name) {
     return value == nullptr ? std::string() : std::string(value);
 }
 
+// Empty for a relative one, which would be another directory for each program of the suite.
+std::string directoryIn(const char* variable) {
+    std::string path = environment(variable);
+    return path.starts_with('/') ? path : std::string();
+}
+
 // In a directory that everybody may write, somebody else may have been first with our name.
 bool isOursAlone(const std::string& path) {
     struct stat status {};
@@ -60,12 +66,12 @@ std::string machineDirectory(const char* usual) {
 }
 
 std::string sessionDirectory() {
-    const std::string runtime = environment("XDG_RUNTIME_DIR");
+    const std::string runtime = directoryIn("XDG_RUNTIME_DIR");
     std::string path;
-    if (!runtime.empty() && runtime.front() == '/') {
+    if (!runtime.empty()) {
         path = runtime + "/" + folder;
     } else {
-        const std::string temporary = environment("TMPDIR");
+        const std::string temporary = directoryIn("TMPDIR");
         path = (temporary.empty() ? "/tmp" : temporary) + "/" + folder + "-" + std::to_string(geteuid());
     }
     return makeDirectories(path, 0700) && isOursAlone(path) ? path : std::string();
@@ -81,7 +87,7 @@ std::string sessionDirectory(const std::string& name) {
 }
 
 std::string homeDirectory() {
-    std::string home = environment("HOME");
+    std::string home = directoryIn("HOME");
     if (!home.empty()) {
         return home;
     }
@@ -90,8 +96,8 @@ std::string homeDirectory() {
 }
 
 std::string baseDirectory(const char* variable, const std::string& fallback) {
-    const std::string value = environment(variable);
-    return !value.empty() && value.front() == '/' ? value : homeDirectory() + "/" + fallback;
+    const std::string value = directoryIn(variable);
+    return value.empty() ? homeDirectory() + "/" + fallback : value;
 }
 
 }  // namespace win32

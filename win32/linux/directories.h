@@ -6,7 +6,7 @@
 namespace win32 {
 
 // The session's place for sockets and locks: a folder of ours below XDG_RUNTIME_DIR, or, without that, one of the
-// user's own below the temporary directory. Made with mode 0700 when missing. Empty, with the last error set, if it
+// user's own below TMPDIR or /tmp. Made with mode 0700 when missing. Empty, with the last error set, if it
 // can't be made or is not a directory that belongs to this user alone. No slash at its end.
 std::string sessionDirectory();
 
@@ -20,7 +20,7 @@ std::string machineDirectory(const char* usual);
 // Makes `path` with its missing parents, each with `mode`; false with the last error set if it isn't there then.
 bool makeDirectories(const std::string& path, unsigned mode);
 
-// The user's home: HOME, or the password file's when that isn't set.
+// The user's home: HOME if it is absolute, else the password file's.
 std::string homeDirectory();
 
 // A base directory of freedesktop.org (XDG): the variable if it holds an absolute path, else `fallback` below the
