@@ -14,7 +14,12 @@ namespace {
 constexpr WCHAR strayByte = 0xDC00;
 
 [[maybe_unused]] WideString wideFromBytes(std::string_view bytes) {
-    WideString out;
+    constexpr WCHAR replacement = 0xFFFD;  // for what isn't UTF-8
+    WideString out = widen(bytes);
+    if (out.find(replacement) == WideString::npos) {
+        return out;
+    }
+    out.clear();
     while (!bytes.empty()) {
         const std::size_t length = firstCodePoint(bytes).length;
         if (length == 0) {
