@@ -67,8 +67,8 @@ private:
 
 #else
 
-// A user's session of the test's own: runtime directory, home and base directories below one temporary directory, and
-// neither a bus nor a display.
+// A user's session of the test's own: runtime directory, home, base directories and the one for temporary files below
+// one directory, and neither a bus nor a display.
 class TempSession {
 public:
     const boost::filesystem::path& path() const { return directory_.path(); }
@@ -86,6 +86,7 @@ private:
     EnvironmentSetting config_{"XDG_CONFIG_HOME", below("config").c_str()};
     EnvironmentSetting data_{"XDG_DATA_HOME", below("data").c_str()};
     EnvironmentSetting cache_{"XDG_CACHE_HOME", below("cache").c_str()};
+    EnvironmentSetting temporary_{"TMPDIR", below("temporary").c_str()};
     EnvironmentSetting bus_{"DBUS_SESSION_BUS_ADDRESS", nullptr};
     EnvironmentSetting display_{"DISPLAY", nullptr};
     EnvironmentSetting machine_{"WIN32_MACHINE_DIRECTORY", below("machine").c_str()};

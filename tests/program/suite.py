@@ -86,6 +86,9 @@ class Home:
         self.path = pathlib.Path(tempfile.mkdtemp(prefix=prefix))
         self.runtime = self.path / "runtime"
         self.runtime.mkdir(mode=0o700)
+        self.temporary = self.path / "tmp"
+        self.temporary.mkdir()
+        self.temporary.chmod(0o1777)
         self.suite = self.path / "installed suite"
         shutil.copytree(SUITE, self.suite)
         self.support = self.path / "Documents/Tavrin/Zelmo Dockset"
@@ -114,7 +117,8 @@ class Home:
     def environment(self, **extra):
         kept = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8"}
         phones = self._phones.environment if self._phones else {}
-        return {**kept, "HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.runtime), **phones, **extra}
+        return {**kept, "HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.runtime), "TMPDIR": str(self.temporary),
+                **phones, **extra}
 
     def start_agent(self, **extra):
         return self.adopt(Agent(self, extra))
