@@ -15,9 +15,6 @@ namespace win32 {
 
 namespace {
 
-// A system error as the component model carries it.
-constexpr HRESULT resultOf(DWORD error) { return static_cast<HRESULT>(0x80070000U | error); }
-
 std::string bytesOf(LPCWSTR text) { return text == nullptr ? std::string() : toBytes(text); }
 
 bool exists(const std::string& path) {
@@ -30,6 +27,9 @@ public:
     explicit ShellItem(std::string path) : path_(std::move(path)) {}
 
     HRESULT GetDisplayName(SIGDN /*kind*/, LPWSTR* name) override {
+        if (name == nullptr) {
+            return E_INVALIDARG;
+        }
         WIN32_MAY_RETURN("IShellItem::GetDisplayName", HRESULT);
         const WideString wide = toWide(path_);
         const std::size_t bytes = (wide.size() + 1) * sizeof(WCHAR);
@@ -67,12 +67,18 @@ public:
 
     HRESULT GetOptions(FILEOPENDIALOGOPTIONS* options) override {
         WIN32_MAY_RETURN("IFileOpenDialog::GetOptions", HRESULT);
+        if (options == nullptr) {
+            return E_INVALIDARG;
+        }
         *options = options_;
         return S_OK;
     }
 
     HRESULT SetDefaultFolder(IShellItem* folder) override {
         WIN32_MAY_RETURN("IFileOpenDialog::SetDefaultFolder", HRESULT);
+        if (folder == nullptr) {
+            return E_INVALIDARG;
+        }
         LPWSTR path = nullptr;
         const HRESULT status = folder->GetDisplayName(SIGDN_FILESYSPATH, &path);
         if (SUCCEEDED(status)) {
@@ -88,13 +94,17 @@ public:
     }
 
     HRESULT GetResult(IShellItem** item) override {
+        if (item == nullptr) {
+            return E_INVALIDARG;
+        }
+        *item = nullptr;
         WIN32_MAY_RETURN("IFileOpenDialog::GetResult", HRESULT);
         *item = result_.empty() ? nullptr : new ShellItem(result_);
         return *item == nullptr ? E_FAIL : S_OK;
     }
 
 private:
-    FILEOPENDIALOGOPTIONS options_ = FOS_PATHMUSTEXIST;
+    FILEOPENDIALOGOPTIONS options_ = FOS_PATHMUSTEXIST | FOS_FILEMUSTEXIST;
     std::string title_;
     std::string folder_;
     std::string result_;
@@ -116,7 +126,11 @@ private:
 class KnownFolderManager final : public ComObject<IKnownFolderManager, IID_IKnownFolderManager> {
 public:
     HRESULT GetFolderIds(KNOWNFOLDERID** ids, UINT* count) override {
+        if (ids == nullptr || count == nullptr) {
+            return E_INVALIDARG;
+        }
         *ids = nullptr;
+        *count = 0;
         WIN32_MAY_RETURN("IKnownFolderManager::GetFolderIds", HRESULT);
         const auto known = knownFolderIds();
         *ids = static_cast<KNOWNFOLDERID*>(CoTaskMemAlloc(known.size() * sizeof(KNOWNFOLDERID)));
@@ -129,6 +143,10 @@ public:
     }
 
     HRESULT GetFolder(REFKNOWNFOLDERID id, IKnownFolder** folder) override {
+        if (folder == nullptr) {
+            return E_INVALIDARG;
+        }
+        *folder = nullptr;
         WIN32_MAY_RETURN("IKnownFolderManager::GetFolder", HRESULT);
         PWSTR path = nullptr;
         const HRESULT status = SHGetKnownFolderPath(id, 0, nullptr, &path);
@@ -152,17 +170,32 @@ std::string withExtension(const std::string& path, const std::string& extension)
     return extension.empty() || name.find('.') != std::string::npos || exists(longer) ? path : longer;
 }
 
+BOOL giveChosen(const WideString& chosen, OPENFILENAMEW& dialog) {
+    const auto needed = static_cast<DWORD>(chosen.size()) + 1;
+    if (dialog.lpstrFile == nullptr || dialog.nMaxFile < needed) {
+        if (dialog.lpstrFile != nullptr && dialog.nMaxFile > 0) {
+            dialog.lpstrFile[0] = static_cast<WCHAR>(needed);
+        }
+        return FALSE;
+    }
+    dialog.lpstrFile[chosen.copy(dialog.lpstrFile, chosen.size())] = 0;
+    const std::size_t name = chosen.rfind(u'/') + 1;
+    const std::size_t dot = chosen.find(u'.', name) == WideString::npos ? chosen.size() - 1 : chosen.rfind(u'.');
+    dialog.nFileOffset = static_cast<WORD>(name);
+    dialog.nFileExtension = static_cast<WORD>(chosen.ends_with(u'.') ? 0 : dot + 1);
+    if (dialog.lpstrFileTitle != nullptr && dialog.nMaxFileTitle >= needed - name) {
+        dialog.lpstrFileTitle[chosen.copy(dialog.lpstrFileTitle, chosen.size() - name, name)] = 0;
+    }
+    return TRUE;
+}
+
 BOOL askByStructure(OPENFILENAMEW& dialog, bool saves) {
     FileQuestion question{bytesOf(dialog.lpstrTitle), dialog.hwndOwner, {}, saves, false};
     question.folder = dialog.lpstrInitialDir == nullptr ? "" : toNativePath(dialog.lpstrInitialDir);
     readFilter(dialog.lpstrFilter, question);
     const auto [outcome, path] = askForFile(question);
     const WideString chosen = toWide(saves && !path.empty() ? withExtension(path, bytesOf(dialog.lpstrDefExt)) : path);
-    if (outcome != FileAnswer::Outcome::chosen || chosen.size() >= dialog.nMaxFile) {
-        return FALSE;
-    }
-    dialog.lpstrFile[chosen.copy(dialog.lpstrFile, chosen.size())] = 0;
-    return TRUE;
+    return outcome == FileAnswer::Outcome::chosen && giveChosen(chosen, dialog) != FALSE ? TRUE : FALSE;
 }
 
 }  // namespace
@@ -178,11 +211,20 @@ HRESULT createKnownFolderManager(REFIID interfaceId, void** object) {
 }  // namespace win32
 
 HRESULT WINAPI SHCreateItemFromParsingName(PCWSTR path, IBindCtx* /*context*/, REFIID interfaceId, void** item) {
+    if (item == nullptr) {
+        return E_INVALIDARG;
+    }
     *item = nullptr;
     WIN32_MAY_RETURN("SHCreateItemFromParsingName", HRESULT);
-    const std::string native = win32::toNativePath(path);
-    return win32::exists(native) ? win32::handOut(new win32::ShellItem(native), interfaceId, item)
-                                 : win32::resultOf(ERROR_FILE_NOT_FOUND);
+    if (path == nullptr) {
+        return E_INVALIDARG;
+    }
+    std::string native = win32::toNativePath(path);
+    if (!native.starts_with('/') || !win32::exists(native)) {
+        return win32::resultOf(ERROR_FILE_NOT_FOUND);
+    }
+    native.erase(std::max<std::size_t>(native.find_last_not_of('/') + 1, 1));
+    return win32::handOut(new win32::ShellItem(native), interfaceId, item);
 }
 
 BOOL WINAPI GetOpenFileNameW(OPENFILENAMEW* dialog) {

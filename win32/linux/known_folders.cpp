@@ -90,11 +90,14 @@ std::vector<KNOWNFOLDERID> win32::knownFolderIds() {
 }
 
 HRESULT WINAPI SHGetKnownFolderPath(REFKNOWNFOLDERID folder, DWORD /*flags*/, HANDLE /*token*/, PWSTR* path) {
+    if (path == nullptr) {
+        return E_INVALIDARG;
+    }
     *path = nullptr;
     WIN32_MAY_RETURN("SHGetKnownFolderPath", HRESULT);
     const WideString wide = win32::toWide(folderPath(folder));
     if (wide.empty()) {
-        return E_INVALIDARG;
+        return win32::resultOf(ERROR_FILE_NOT_FOUND);
     }
     const std::size_t bytes = (wide.size() + 1) * sizeof(WCHAR);
     *path = static_cast<PWSTR>(CoTaskMemAlloc(bytes));

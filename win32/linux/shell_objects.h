@@ -7,6 +7,9 @@
 
 namespace win32 {
 
+// A system error as the component model carries it.
+constexpr HRESULT resultOf(DWORD error) { return static_cast<HRESULT>(0x80070000U | error); }
+
 // Each makes an object and hands it out through the interface asked for; E_NOINTERFACE for one that it doesn't have.
 HRESULT createFileOpenDialog(REFIID interfaceId, void** object);
 HRESULT createKnownFolderManager(REFIID interfaceId, void** object);

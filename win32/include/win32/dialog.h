@@ -1,15 +1,16 @@
 // Dialogs in which the user picks a file or a folder, and the manager of known folders.
 //
-// GetOpenFileNameW, GetSaveFileNameW block until the dialog is closed: true with the path in lpstrFile, false if
-// nothing was chosen, for whatever cause. Of the flags, saving's question before a file is replaced is always asked. A
-// saved file's name without an extension gets lpstrDefExt, unless a file of that longer name exists. IFileOpenDialog
+// GetOpenFileNameW, GetSaveFileNameW block until the dialog is closed: true with the path in lpstrFile and the places
+// of its name and its ending, false if nothing was chosen, for whatever cause; lpstrFile too short for the path begins
+// with the number of characters needed then. Of the flags, saving's question before a file is replaced is always asked.
+// A saved file's name without an extension gets lpstrDefExt, unless a file of that longer name exists. IFileOpenDialog
 // picks a folder or a file: Show gives S_OK, the code of ERROR_CANCELLED (0x800704C7) if the user closed it, or a
 // failure. All other operations of these interfaces give E_INVALIDARG, E_NOINTERFACE or E_FAIL on failure. On Linux the
 // dialog is that of the desktop's portal (org.freedesktop.portal.FileChooser), above the owner's window where that is
 // shown, and the owner's messages are dispatched meanwhile. Without a portal, or when it goes away, Show gives the code
 // of ERROR_NOT_SUPPORTED (0x80070032) and the functions false. Each of our interfaces has only the operations that the
-// agent calls. SHCreateItemFromParsingName: the code of ERROR_FILE_NOT_FOUND (0x80070002) for a path where nothing is.
-// IKnownFolderManager: GetFolderIds gives the folders of win32/shell.h, to be freed by CoTaskMemFree.
+// agent calls. SHCreateItemFromParsingName: of a whole path; the code of ERROR_FILE_NOT_FOUND (0x80070002) where
+// nothing is. IKnownFolderManager: GetFolderIds gives the folders of win32/shell.h, to be freed by CoTaskMemFree.
 #pragma once
 
 #include "win32/com.h"
@@ -62,6 +63,7 @@ using FILEOPENDIALOGOPTIONS = DWORD;
 #define FOS_PICKFOLDERS 0x20U
 #define FOS_FORCEFILESYSTEM 0x40U
 #define FOS_PATHMUSTEXIST 0x800U
+#define FOS_FILEMUSTEXIST 0x1000U
 #define FOS_NOTESTFILECREATE 0x10000U
 #define FOS_DONTADDTORECENT 0x2000000U
 

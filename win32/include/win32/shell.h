@@ -1,8 +1,8 @@
 // Known folders, and starting programs and documents as the desktop's shell does.
 //
 // SHGetKnownFolderPath: the folder's path, which need not exist; the caller frees it by CoTaskMemFree, also on
-// failure. On Linux the XDG user and base directories; docs/locations.md has the table. E_INVALIDARG for a folder
-// that isn't declared here.
+// failure. On Linux the XDG user and base directories; docs/locations.md has the table. The code of
+// ERROR_FILE_NOT_FOUND (0x80070002) for a folder that isn't declared here.
 // ShellExecuteExW (recorded: verb, file, parameters, directory): the verb "open" starts a program with the parameters
 // split as the Windows C runtime splits them, detached from the caller: it inherits no handle, its standard streams
 // are /dev/null, and it leaves no zombie. On Linux programs carry no ".exe": where NAME.exe is absent, NAME is
