@@ -18,6 +18,8 @@ constexpr DWORD largestImage = 64;
 struct IconTable {
     std::mutex mutex;
     std::map<HICON, std::shared_ptr<const Icon>> icons;
+    std::mutex sharedMutex;
+    std::map<ULONG_PTR, HICON> shared;  // the desktop's own at 0, then the program's by number
 };
 
 IconTable& table() {
@@ -57,9 +59,10 @@ DWORD pngWidth(const EmbeddedResource& resource) {
 
 // Null if the program has no such icon. Its images come in the order of their sizes.
 std::shared_ptr<Icon> loadGroup(LPCWSTR name) {
+    const ULONG_PTR number = resourceNumber(name);
     std::map<DWORD, const EmbeddedResource*> group;
     for (const EmbeddedResource* each = embeddedResources(); each != nullptr; each = each->next) {
-        if (each->kind == ResourceKind::groupIcon && each->number == reinterpret_cast<ULONG_PTR>(name)) {
+        if (each->kind == ResourceKind::groupIcon && each->number == number) {
             group.emplace(pngWidth(*each), each);
         }
     }
@@ -71,7 +74,7 @@ std::shared_ptr<Icon> loadGroup(LPCWSTR name) {
         }
     }
     if (icon->images.empty()) {
-        SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+        SetLastError(missingResource(static_cast<ULONG_PTR>(ResourceKind::groupIcon)));
         return nullptr;
     }
     return icon;
@@ -106,24 +109,34 @@ HANDLE WINAPI LoadImageW(HINSTANCE /*instance*/, LPCWSTR name, UINT type, int /*
 
 HICON WINAPI LoadIconW(HINSTANCE instance, LPCWSTR name) {
     WIN32_MAY_FAIL("LoadIconW", nullptr);
-    if (instance != nullptr) {
-        return static_cast<HICON>(LoadImageW(instance, name, IMAGE_ICON, 0, 0, LR_DEFAULTCOLOR));
-    }
-    if (name != IDI_APPLICATION) {
+    if (instance == nullptr && name != IDI_APPLICATION) {
         SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
         return nullptr;
     }
-    static const HICON application =
-        win32::addIcon(std::make_shared<win32::Icon>(win32::Icon{"application-x-executable", {}}));
-    return application;
+    const std::lock_guard lock(win32::table().sharedMutex);
+    HICON& icon = win32::table().shared[instance == nullptr ? 0 : win32::resourceNumber(name) + 1];
+    if (icon == nullptr) {
+        const auto made = instance != nullptr
+                              ? win32::loadGroup(name)
+                              : std::make_shared<win32::Icon>(win32::Icon{"application-x-executable", {}});
+        if (made) {
+            made->isShared = true;
+            icon = win32::addIcon(made);
+        }
+    }
+    return icon;
 }
 
 BOOL WINAPI DestroyIcon(HICON icon) {
     WIN32_MAY_FAIL("DestroyIcon", FALSE);
     const std::lock_guard lock(win32::table().mutex);
-    if (win32::table().icons.erase(icon) == 0) {
+    const auto found = win32::table().icons.find(icon);
+    if (found == win32::table().icons.end()) {
         SetLastError(ERROR_INVALID_CURSOR_HANDLE);
         return FALSE;
+    }
+    if (!found->second->isShared) {
+        win32::table().icons.erase(found);
     }
     return TRUE;
 }

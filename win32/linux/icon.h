@@ -18,6 +18,7 @@ struct IconImage {
 struct Icon {
     std::string themeName;          // of an icon of the desktop's own
     std::vector<IconImage> images;  // the group's, smallest first
+    bool isShared = false;          // lives as long as the process
 };
 
 // Null if there is none.

@@ -17,7 +17,35 @@ const EmbeddedResource* resourceOf(HRSRC handle) {
     return reinterpret_cast<const EmbeddedResource*>(handle);
 }
 
+constexpr ULONG_PTR numberMost = 0xFFFF;
+
+bool isOf(const EmbeddedResource& resource, ULONG_PTR type) { return static_cast<ULONG_PTR>(resource.kind) == type; }
+
 }  // namespace
+
+ULONG_PTR resourceNumber(LPCWSTR name) {
+    const auto value = reinterpret_cast<ULONG_PTR>(name);
+    if (value <= numberMost) {
+        return value;
+    }
+    ULONG_PTR number = 0;
+    for (LPCWSTR digit = name + 1; *name == u'#' && *digit >= u'0' && *digit <= u'9' && number <= numberMost; ++digit) {
+        number = number * 10 + (*digit - u'0');
+    }
+    return number;
+}
+
+DWORD missingResource(ULONG_PTR type) {
+    if (last == nullptr) {
+        return ERROR_RESOURCE_DATA_NOT_FOUND;
+    }
+    for (const auto* each = last; each != nullptr; each = each->next) {
+        if (isOf(*each, type)) {
+            return ERROR_RESOURCE_NAME_NOT_FOUND;
+        }
+    }
+    return ERROR_RESOURCE_TYPE_NOT_FOUND;
+}
 
 EmbeddedResource::EmbeddedResource(ResourceKind ofKind, unsigned itsNumber, const unsigned char* from,
                                    const unsigned char* to)
@@ -31,13 +59,14 @@ const EmbeddedResource* embeddedResources() { return last; }
 
 HRSRC WINAPI FindResourceW(HMODULE /*module*/, LPCWSTR name, LPCWSTR type) {
     WIN32_MAY_FAIL("FindResourceW", nullptr);
+    const ULONG_PTR number = win32::resourceNumber(name);
+    const ULONG_PTR kind = win32::resourceNumber(type);
     for (const auto* each = win32::last; each != nullptr; each = each->next) {
-        if (each->number == reinterpret_cast<ULONG_PTR>(name) &&
-            static_cast<ULONG_PTR>(each->kind) == reinterpret_cast<ULONG_PTR>(type)) {
+        if (each->number == number && win32::isOf(*each, kind)) {
             return reinterpret_cast<HRSRC>(reinterpret_cast<ULONG_PTR>(each));
         }
     }
-    SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+    SetLastError(win32::missingResource(kind));
     return nullptr;
 }
 

@@ -1,11 +1,12 @@
 // What is embedded into the program, icons, movable memory and streams over it.
 //
 // FindResourceW, LoadResource, LockResource, SizeofResource: the bytes of a resource of the running program (module
-// null), by number. They live as long as the program. Null with ERROR_RESOURCE_NAME_NOT_FOUND; 0 as the size of none.
+// null), by number, also written as "#101". They live as long as the program. Null with ERROR_RESOURCE_NAME_NOT_FOUND,
+// ERROR_RESOURCE_TYPE_NOT_FOUND or, for a program without any, ERROR_RESOURCE_DATA_NOT_FOUND; 0 as the size of none.
 // On Linux win32/embedded.h is how resources come into a program.
 // LoadImageW: an icon (IMAGE_ICON) of the icon group `name`, made to cx by cy pixels from the next larger image; given
 // back by DestroyIcon. LoadIconW: an icon of the program or, with a null module, of the desktop (IDI_APPLICATION);
-// shared, never given back. Null with ERROR_RESOURCE_NAME_NOT_FOUND.
+// shared: the same handle each time, and never given back. Both give null with the same errors.
 // GlobalAlloc, GlobalLock, GlobalUnlock, GlobalFree: GlobalFree gives null on success, and GlobalUnlock FALSE with
 // NO_ERROR when the last lock is gone. A handle of GMEM_FIXED is the memory's address; other operations hand such
 // memory out, and GlobalFree takes it back. Movable memory of size 0 can't be locked: ERROR_DISCARDED.
