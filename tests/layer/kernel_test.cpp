@@ -120,16 +120,26 @@ TEST(Device, QuestionsAboutUnknownDevicesFail) {
     EXPECT_EQ(CM_Get_Device_Interface_PropertyW(W("\\\\?\\usb#none"), &DEVPKEY_Device_InstanceId, &type, buffer.data(),
                                                 &size, 0),
               CR_NO_SUCH_DEVICE_INTERFACE);
+    EXPECT_EQ(
+        CM_Get_Device_Interface_PropertyW(W("\\\\?\\usb#none"), &DEVPKEY_Device_InstanceId, &type, nullptr, &size, 0),
+        CR_INVALID_POINTER);
+    EXPECT_EQ(CM_Get_DevNode_PropertyW(1, nullptr, &type, buffer.data(), &size, 0), CR_INVALID_POINTER);
+    EXPECT_EQ(CM_Get_DevNode_PropertyW(1, &DEVPKEY_Device_TransportRelations, &type, buffer.data(), &size, 1),
+              CR_INVALID_FLAG);
     EXPECT_EQ(CM_Get_DevNode_PropertyW(1, &DEVPKEY_Device_TransportRelations, &type, buffer.data(), &size, 0),
               CR_INVALID_DEVNODE);
     const HDEVINFO set =
         SetupDiGetClassDevsW(&GUID_DEVINTERFACE_WPD, W("USB\\NONE"), nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
     ASSERT_NE(set, INVALID_HANDLE_VALUE);
     SP_DEVINFO_DATA device{};
-    EXPECT_EQ(SetupDiEnumDeviceInfo(set, 0, &device), FALSE);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
     device.cbSize = sizeof device;
     EXPECT_EQ(SetupDiEnumDeviceInfo(set, 0, &device), FALSE);
     EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
     EXPECT_NE(SetupDiDestroyDeviceInfoList(set), FALSE);
+    constexpr GUID otherClass = {0x1B3C5D7E, 0, 0, {}};
+    const HDEVINFO none = SetupDiGetClassDevsW(&otherClass, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
+    ASSERT_NE(none, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(SetupDiEnumDeviceInfo(none, 0, &device), FALSE);
+    EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
+    EXPECT_NE(SetupDiDestroyDeviceInfoList(none), FALSE);
 }

@@ -24,12 +24,23 @@ namespace win32 {
 
 namespace {
 
+// What portable devices are installed as, which isn't the class of their interface.
+constexpr GUID setupClass = {0xEEC5AD98, 0x8080, 0x425F, {0x92, 0x2A, 0xDA, 0xBF, 0x3D, 0xE3, 0xF6, 0x9A}};
+
 // The devices of the latest look. Questions about one device of it don't go round the whole system again.
 class LatestLook {
 public:
     void replace(const std::vector<PortableDevice>& devices) {
         const std::lock_guard lock(mutex_);
         devices_ = devices;
+    }
+
+    // Those of a new look.
+    std::vector<PortableDevice> again() {
+        const std::lock_guard lock(mutex_);
+        devices_.clear();
+        findPortableDevices(devices_);
+        return devices_;
     }
 
     // The device that `matches`, if it is still connected; one that the latest look hadn't seen is looked for.
@@ -63,6 +74,15 @@ bool sameText(std::u16string_view a, std::u16string_view b) {
 }
 
 bool sameKey(const DEVPROPKEY& a, const DEVPROPKEY& b) { return a.fmtid == b.fmtid && a.pid == b.pid; }
+
+// What is wrong with the arguments themselves; CR_SUCCESS if nothing is.
+CONFIGRET checkProperty(const DEVPROPKEY* key, const DEVPROPTYPE* type, const BYTE* buffer, const ULONG* size,
+                        ULONG flags) {
+    if (key == nullptr || type == nullptr || size == nullptr || (buffer == nullptr && *size != 0)) {
+        return CR_INVALID_POINTER;
+    }
+    return flags == 0 ? CR_SUCCESS : CR_INVALID_FLAG;
+}
 
 // A device node's number is made from its identifier, so that it means the same node at each look.
 DEVINST nodeNumber(const PortableDevice& device) {
@@ -152,8 +172,12 @@ using win32::DeviceInfoSet;
 using win32::PortableDevice;
 
 CONFIGRET WINAPI CM_Get_Device_Interface_PropertyW(LPCWSTR path, const DEVPROPKEY* key, DEVPROPTYPE* type, PBYTE buffer,
-                                                   PULONG size, ULONG /*flags*/) {
+                                                   PULONG size, ULONG flags) {
     WIN32_MAY_RETURN("CM_Get_Device_Interface_PropertyW", CONFIGRET);
+    if (const CONFIGRET wrong = win32::checkProperty(key, type, buffer, size, flags);
+        path == nullptr || wrong != CR_SUCCESS) {
+        return path == nullptr ? CR_INVALID_POINTER : wrong;
+    }
     const auto device = win32::latestLook().find(
         [&](const PortableDevice& candidate) { return win32::sameText(candidate.interfacePath, path); });
     if (!device) {
@@ -165,8 +189,11 @@ CONFIGRET WINAPI CM_Get_Device_Interface_PropertyW(LPCWSTR path, const DEVPROPKE
 }
 
 CONFIGRET WINAPI CM_Get_DevNode_PropertyW(DEVINST node, const DEVPROPKEY* key, DEVPROPTYPE* type, PBYTE buffer,
-                                          PULONG size, ULONG /*flags*/) {
+                                          PULONG size, ULONG flags) {
     WIN32_MAY_RETURN("CM_Get_DevNode_PropertyW", CONFIGRET);
+    if (const CONFIGRET wrong = win32::checkProperty(key, type, buffer, size, flags); wrong != CR_SUCCESS) {
+        return wrong;
+    }
     const auto device =
         win32::latestLook().find([&](const PortableDevice& candidate) { return win32::nodeNumber(candidate) == node; });
     if (!device) {
@@ -184,14 +211,19 @@ CONFIGRET WINAPI CM_Get_DevNode_PropertyW(DEVINST node, const DEVPROPKEY* key, D
 
 HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* interfaceClass, LPCWSTR enumerator, HWND /*parent*/, DWORD /*flags*/) {
     WIN32_MAY_FAIL("SetupDiGetClassDevsW", INVALID_HANDLE_VALUE);
-    if (interfaceClass == nullptr || enumerator == nullptr || !(*interfaceClass == GUID_DEVINTERFACE_WPD)) {
+    if (interfaceClass == nullptr) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }
-    const auto device = win32::latestLook().find(
-        [&](const PortableDevice& candidate) { return win32::sameText(candidate.instanceId, enumerator); });
     std::vector<PortableDevice> devices;
-    if (device) {
+    if (!(*interfaceClass == GUID_DEVINTERFACE_WPD)) {
+        return win32::openHandle(std::make_shared<DeviceInfoSet>(std::move(devices)));
+    }
+    if (enumerator == nullptr) {
+        devices = win32::latestLook().again();
+    } else if (const auto device = win32::latestLook().find([&](const PortableDevice& candidate) {
+                   return win32::sameText(candidate.instanceId, enumerator);
+               })) {
         devices.push_back(*device);
     }
     return win32::openHandle(std::make_shared<DeviceInfoSet>(std::move(devices)));
@@ -203,15 +235,16 @@ BOOL WINAPI SetupDiEnumDeviceInfo(HDEVINFO set, DWORD index, PSP_DEVINFO_DATA de
     if (!object) {
         return FALSE;
     }
-    if (device->cbSize != sizeof(SP_DEVINFO_DATA)) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return FALSE;
-    }
     if (index >= object->devices().size()) {
         SetLastError(ERROR_NO_MORE_ITEMS);
         return FALSE;
     }
-    device->ClassGuid = GUID_DEVINTERFACE_WPD;
+    if (device == nullptr || device->cbSize != sizeof(SP_DEVINFO_DATA)) {
+        SetLastError(ERROR_INVALID_USER_BUFFER);
+        return FALSE;
+    }
+    device->ClassGuid = win32::setupClass;
+    device->Reserved = 0;
     device->DevInst = win32::nodeNumber(object->devices()[index]);
     return TRUE;
 }

@@ -9,8 +9,11 @@
 // IPortableDeviceManager::GetDevices looks at the system afresh: with a null array it counts, else it fills at most
 // `*count` entries with texts that the caller frees by CoTaskMemFree, and sets the count.
 // CM_Get_Device_Interface_PropertyW knows DEVPKEY_Device_InstanceId, CM_Get_DevNode_PropertyW
-// DEVPKEY_Device_TransportRelations; CR_BUFFER_SMALL sets the size that is needed (in bytes).
-// SetupDiGetClassDevsW finds the device that has the instance identifier given as enumerator. Any thread.
+// DEVPKEY_Device_TransportRelations; CR_BUFFER_SMALL sets the size that is needed (in bytes), CR_INVALID_POINTER is the
+// answer to null but for a buffer of size 0, CR_INVALID_FLAG to flags.
+// SetupDiGetClassDevsW finds the device that has the instance identifier given as enumerator, or every one for null; no
+// device is of a class but GUID_DEVINTERFACE_WPD. SetupDiEnumDeviceInfo: ERROR_NO_MORE_ITEMS behind the last one,
+// ERROR_INVALID_USER_BUFFER for a wrong cbSize. Any thread.
 #pragma once
 
 #include "win32/com.h"
@@ -55,6 +58,8 @@ static_assert(sizeof(SP_DEVINFO_DATA) == 32);
 using PSP_DEVINFO_DATA = SP_DEVINFO_DATA*;
 
 #define CR_SUCCESS 0x0U
+#define CR_INVALID_POINTER 0x3U
+#define CR_INVALID_FLAG 0x4U
 #define CR_INVALID_DEVNODE 0x5U
 #define CR_BUFFER_SMALL 0x1AU
 #define CR_NO_SUCH_VALUE 0x25U
