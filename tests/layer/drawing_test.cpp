@@ -63,7 +63,13 @@ TEST_F(DrawingTest, BlendsByTheAlphaOfThePicture) {
     ASSERT_TRUE(AlphaBlend(to, 1, 1, 1, 1, from, 1, 1, 1, 1, over));
     EXPECT_EQ(GetPixel(to, 1, 1), RGB(0, 255, 0));
     EXPECT_EQ(GetPixel(to, 2, 0), CLR_INVALID);
-    EXPECT_FALSE(DeleteObject(source));  // selected
+    // A part of the source that isn't there.
+    EXPECT_FALSE(AlphaBlend(to, 0, 0, 2, 2, from, 1, 0, 2, 2, over));
+    ASSERT_TRUE(StretchBlt(to, 0, 0, 2, 2, from, 1, 0, 2, 2, SRCCOPY));
+    EXPECT_EQ(GetPixel(to, 0, 0), RGB(0, 0, 128));
+    EXPECT_EQ(GetPixel(to, 1, 0), RGB(0, 255, 0));
+    EXPECT_EQ(SelectObject(to, source), nullptr);  // another's
+    EXPECT_FALSE(DeleteObject(source));            // selected
     EXPECT_EQ(SelectObject(from, before), static_cast<HGDIOBJ>(source));
     EXPECT_TRUE(DeleteObject(source));
     EXPECT_FALSE(AlphaBlend(to, 0, 0, 0, 1, from, 0, 0, 1, 1, over));
@@ -78,7 +84,7 @@ TEST_F(DrawingTest, RefusesWhatIsNoPicture) {
     Gdiplus::GpBitmap* bitmap = nullptr;
     EXPECT_NE(decode(smallPicture, 40, &bitmap), Gdiplus::Ok);
     const unsigned char text[] = "not a picture";
-    EXPECT_NE(decode(text, sizeof(text), &bitmap), Gdiplus::Ok);
+    EXPECT_EQ(decode(text, sizeof(text), &bitmap), Gdiplus::InvalidParameter);
     EXPECT_EQ(bitmap, nullptr);
 }
 

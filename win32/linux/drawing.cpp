@@ -40,19 +40,24 @@ struct Area {
     int height;
 };
 
-bool isInside(cairo_surface_t* surface, int x, int y) {
+RECT extents(cairo_surface_t* surface) {
     const Cairo context(cairo_create(surface));
     double left = 0;
     double top = 0;
     double right = 0;
     double bottom = 0;
     cairo_clip_extents(context.get(), &left, &top, &right, &bottom);
-    return x >= left && x < right && y >= top && y < bottom;
+    return {static_cast<LONG>(left), static_cast<LONG>(top), static_cast<LONG>(right), static_cast<LONG>(bottom)};
+}
+
+bool isInside(cairo_surface_t* surface, int x, int y) {
+    const RECT whole = extents(surface);
+    return x >= whole.left && x < whole.right && y >= whole.top && y < whole.bottom;
 }
 
 // Scales a part of one context's picture into another's; false with ERROR_INVALID_HANDLE or ERROR_INVALID_PARAMETER.
 bool transfer(HDC targetContext, const Area& to, HDC sourceContext, const Area& from, cairo_operator_t how,
-              double alpha) {
+              double alpha, bool mustBeInside) {
     const DeviceContext* const target = findObject<DeviceContext>(targetContext);
     const DeviceContext* const source = target == nullptr ? nullptr : findObject<DeviceContext>(sourceContext);
     if (source == nullptr) {
@@ -62,12 +67,23 @@ bool transfer(HDC targetContext, const Area& to, HDC sourceContext, const Area& 
         SetLastError(ERROR_INVALID_PARAMETER);
         return false;
     }
+    const RECT whole = extents(source->target());
+    if (mustBeInside && (from.x < whole.left || from.y < whole.top || from.x > whole.right - from.width ||
+                         from.y > whole.bottom - from.height)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return false;
+    }
     const Cairo context(cairo_create(target->target()));
+    cairo_set_antialias(context.get(), CAIRO_ANTIALIAS_NONE);
     cairo_rectangle(context.get(), to.x, to.y, to.width, to.height);
     cairo_clip(context.get());
     cairo_translate(context.get(), to.x, to.y);
     cairo_scale(context.get(), static_cast<double>(to.width) / from.width,
                 static_cast<double>(to.height) / from.height);
+    // Where the source ends, the target stays.
+    cairo_rectangle(context.get(), whole.left - from.x, whole.top - from.y, whole.right - whole.left,
+                    whole.bottom - whole.top);
+    cairo_clip(context.get());
     // A picture of its own, so that nothing around it is mixed in; scaled without mixing, as Windows does.
     const Surface part(cairo_surface_create_for_rectangle(source->target(), from.x, from.y, from.width, from.height));
     cairo_set_source_surface(context.get(), part.get(), 0, 0);
@@ -153,6 +169,10 @@ HGDIOBJ WINAPI SelectObject(HDC context, HGDIOBJ object) {
         SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
+    if (bitmap->selections > 0 && bitmap != found->bitmap && bitmap != win32::stockBitmap()) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
     --found->bitmap->selections;
     ++bitmap->selections;
     return static_cast<win32::GdiObject*>(std::exchange(found->bitmap, bitmap));
@@ -194,7 +214,7 @@ BOOL WINAPI AlphaBlend(HDC target, int targetX, int targetY, int targetWidth, in
     }
     return win32::transfer(target, {targetX, targetY, targetWidth, targetHeight}, source,
                            {sourceX, sourceY, sourceWidth, sourceHeight}, CAIRO_OPERATOR_OVER,
-                           blend.SourceConstantAlpha / 255.0);
+                           blend.SourceConstantAlpha / 255.0, true);
 }
 
 BOOL WINAPI StretchBlt(HDC target, int targetX, int targetY, int targetWidth, int targetHeight, HDC source, int sourceX,
@@ -205,5 +225,5 @@ BOOL WINAPI StretchBlt(HDC target, int targetX, int targetY, int targetWidth, in
         return FALSE;
     }
     return win32::transfer(target, {targetX, targetY, targetWidth, targetHeight}, source,
-                           {sourceX, sourceY, sourceWidth, sourceHeight}, CAIRO_OPERATOR_SOURCE, 1);
+                           {sourceX, sourceY, sourceWidth, sourceHeight}, CAIRO_OPERATOR_SOURCE, 1, false);
 }

@@ -33,9 +33,9 @@ Surface copyOf(cairo_surface_t* surface) {
 
 namespace Gdiplus {
 
-GpStatus WINAPI GdiplusStartup(ULONG_PTR* token, const GdiplusStartupInput* input, GdiplusStartupOutput* /*output*/) {
+GpStatus WINAPI GdiplusStartup(ULONG_PTR* token, const GdiplusStartupInput* input, GdiplusStartupOutput* output) {
     WIN32_MAY_RETURN("GdiplusStartup", GpStatus);
-    if (token == nullptr || input == nullptr) {
+    if (token == nullptr || input == nullptr || (input->SuppressBackgroundThread != FALSE && output == nullptr)) {
         return InvalidParameter;
     }
     if (input->GdiplusVersion != 1) {
@@ -73,7 +73,7 @@ GpStatus WINAPI GdipCreateBitmapFromStream(IStream* stream, GpBitmap** bitmap) {
     const auto bytes = win32::bytesOf(stream);
     win32::Surface surface = win32::decodePng(bytes.data(), bytes.size());
     if (!surface) {
-        return UnknownImageFormat;
+        return InvalidParameter;
     }
     auto* const decoded = new win32::DecodedBitmap;
     decoded->surface = std::move(surface);
@@ -100,6 +100,9 @@ GpStatus WINAPI GdipCreateHBITMAPFromBitmap(GpBitmap* bitmap, HBITMAP* result, A
 
 GpStatus WINAPI GdipDisposeImage(GpImage* image) {
     WIN32_MAY_RETURN("GdipDisposeImage", GpStatus);
+    if (win32::users == 0) {
+        return GdiplusNotInitialized;
+    }
     if (image == nullptr) {
         return InvalidParameter;
     }

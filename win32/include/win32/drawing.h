@@ -4,14 +4,17 @@
 // SS_OWNERDRAW ask their parent to draw them: WM_CTLCOLORSTATIC, then WM_DRAWITEM with a DRAWITEMSTRUCT, whose hDC is
 // good until the message returns. Coordinates are pixels from the upper left corner. By the window's thread.
 //
-// CreateCompatibleDC: a device context that draws into the bitmap selected by SelectObject; the caller gives it back by
-// DeleteDC. AlphaBlend (AC_SRC_OVER with AC_SRC_ALPHA, premultiplied) and StretchBlt (SRCCOPY) scale from one context
-// to another; false with ERROR_INVALID_HANDLE for a context or ERROR_INVALID_PARAMETER for sizes and modes that aren't
-// there. DeleteObject: a brush or bitmap that isn't selected. SetBkColor: the former colour, CLR_INVALID on failure.
-// GetPixel: 0x00BBGGRR, CLR_INVALID outside.
+// CreateCompatibleDC: a device context that draws into the bitmap selected by SelectObject, which takes nothing else
+// and no bitmap that another context has selected; the caller gives it back by DeleteDC. AlphaBlend (AC_SRC_OVER with
+// AC_SRC_ALPHA, premultiplied) and StretchBlt (SRCCOPY) scale from one context to another; false with
+// ERROR_INVALID_HANDLE for a context or ERROR_INVALID_PARAMETER for sizes and modes that aren't there, for AlphaBlend
+// also a part that isn't wholly inside of the source. StretchBlt leaves what lies outside of the source as it was.
+// DeleteObject: a brush or bitmap that isn't selected. SetBkColor: the former colour, CLR_INVALID on failure. GetPixel:
+// 0x00BBGGRR, CLR_INVALID outside.
 //
 // GDI+ (namespaces Gdiplus and Gdiplus::DllExports): pictures are PNG. Any call but GdiplusStartup answers
-// GdiplusNotInitialized outside of startup and shutdown. GdipCreateBitmapFromStream keeps no hold of the stream; a
+// GdiplusNotInitialized outside of startup and shutdown. GdipCreateBitmapFromStream keeps no hold of the stream, and
+// answers InvalidParameter if it holds no picture; a
 // GpBitmap is given back by GdipDisposeImage. GdipCreateHBITMAPFromBitmap: 32 bits a pixel, premultiplied, with its
 // alpha; given back by DeleteObject.
 #pragma once
