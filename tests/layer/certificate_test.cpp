@@ -82,6 +82,7 @@ TEST(CertificateTest, DecodesAndComparesPublicKeys) {
     EXPECT_EQ(static_cast<HRESULT>(GetLastError()), CRYPT_E_ASN1_BADTAG);
     bytes.resize(keySize - 1);
     EXPECT_FALSE(decode(bytes));
+    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), CRYPT_E_ASN1_EOD);
     const auto empty = decode({0x30, 0x0C, 0x30, 0x07, 0x06, 0x05, 0x2B, 0x0E, 0x03, 0x02, 0x1A, 0x03, 0x01, 0x00});
     EXPECT_TRUE(empty && empty->PublicKey.cbData == 0);
 }

@@ -7,6 +7,7 @@
 #include <openssl/x509.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -50,6 +51,21 @@ std::optional<std::vector<BYTE>> decodeBase64(std::string_view text) {
     }
     bytes.resize(static_cast<std::size_t>(size) + static_cast<std::size_t>(rest));
     return bytes;
+}
+
+// A sequence whose length goes beyond the bytes.
+bool isCutShort(const BYTE* encoded, DWORD size) {
+    constexpr BYTE sequence = 0x30;
+    constexpr unsigned longForm = 0x80;
+    if (size < 2 || encoded[0] != sequence) {
+        return size == 0 || encoded[0] == sequence;
+    }
+    const DWORD lengthSize = encoded[1] < longForm ? 0 : encoded[1] - longForm;
+    std::uint64_t length = lengthSize == 0 ? encoded[1] : 0;
+    for (DWORD i = 0; i < std::min(lengthSize, size - 2); ++i) {
+        length = length << 8U | encoded[2 + i];
+    }
+    return std::uint64_t{size} < 2 + lengthSize + length;
 }
 
 std::string dottedName(const ASN1_OBJECT* object) {
@@ -127,6 +143,9 @@ BOOL fail(DWORD code) {
 BOOL WINAPI CryptStringToBinaryA(LPCSTR text, DWORD length, DWORD flags, BYTE* binary, DWORD* size, DWORD* skipped,
                                  DWORD* foundFlags) {
     WIN32_MAY_FAIL("CryptStringToBinaryA", FALSE);
+    if (text == nullptr || size == nullptr) {
+        return win32::fail(ERROR_INVALID_PARAMETER);
+    }
     const std::string_view all(text, length != 0 ? length : std::strlen(text));
     const auto part = win32::encodedPart(all);
     const auto bytes = flags == CRYPT_STRING_BASE64HEADER && part ? win32::decodeBase64(*part) : std::nullopt;
@@ -155,10 +174,14 @@ BOOL WINAPI CryptDecodeObjectEx(DWORD /*encoding*/, LPCSTR type, const BYTE* enc
     if (type != X509_PUBLIC_KEY_INFO) {
         return win32::fail(ERROR_FILE_NOT_FOUND);
     }
-    if (flags != CRYPT_DECODE_ALLOC_FLAG) {
+    if (flags != CRYPT_DECODE_ALLOC_FLAG || decoded == nullptr || decodedSize == nullptr ||
+        (encoded == nullptr && encodedSize != 0)) {
         return win32::fail(ERROR_INVALID_PARAMETER);
     }
     const win32::QuietErrors quiet;
+    if (win32::isCutShort(encoded, encodedSize)) {
+        return win32::fail(static_cast<DWORD>(CRYPT_E_ASN1_EOD));
+    }
     const win32::Owned<X509_PUBKEY> key(d2i_X509_PUBKEY(nullptr, &encoded, static_cast<long>(encodedSize)));
     if (!key) {
         return win32::fail(static_cast<DWORD>(CRYPT_E_ASN1_BADTAG));
@@ -177,7 +200,9 @@ BOOL WINAPI CertComparePublicKeyInfo(DWORD /*encoding*/, PCERT_PUBLIC_KEY_INFO k
 
 DWORD WINAPI CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD type, DWORD /*flags*/, void* /*parameter*/,
                                 LPSTR name, DWORD size) {
-    const std::string text = type == CERT_NAME_SIMPLE_DISPLAY_TYPE ? win32::displayName(*certificate) : std::string();
+    const std::string text = certificate != nullptr && type == CERT_NAME_SIMPLE_DISPLAY_TYPE
+                                 ? win32::displayName(*certificate)
+                                 : std::string();
     if (name == nullptr || size == 0) {
         return static_cast<DWORD>(text.size()) + 1;
     }

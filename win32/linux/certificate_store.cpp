@@ -83,6 +83,10 @@ std::set<std::string> trustedCertificates() {
 
 HCERTSTORE WINAPI CertOpenSystemStoreW(HCRYPTPROV_LEGACY /*provider*/, LPCWSTR name) {
     WIN32_MAY_FAIL("CertOpenSystemStoreW", nullptr);
+    if (name == nullptr) {
+        SetLastError(static_cast<DWORD>(E_INVALIDARG));
+        return nullptr;
+    }
     auto store = std::make_unique<win32::Store>();
     std::string upper = win32::toBytes(name);
     std::transform(upper.begin(), upper.end(), upper.begin(),
@@ -95,6 +99,10 @@ HCERTSTORE WINAPI CertOpenSystemStoreW(HCRYPTPROV_LEGACY /*provider*/, LPCWSTR n
 
 PCCERT_CONTEXT WINAPI CertEnumCertificatesInStore(HCERTSTORE handle, PCCERT_CONTEXT previous) {
     WIN32_MAY_FAIL("CertEnumCertificatesInStore", nullptr);
+    if (handle == nullptr) {
+        SetLastError(static_cast<DWORD>(E_INVALIDARG));
+        return nullptr;
+    }
     auto& store = *static_cast<win32::Store*>(handle);
     store.next = previous == nullptr ? store.certificates.begin() : std::next(store.next);
     if (store.next == store.certificates.end()) {

@@ -10,7 +10,8 @@
 // label); length 0 stands for a text with a zero at its end. Without a buffer it tells the bytes needed; into a short
 // one ERROR_MORE_DATA, and ERROR_INVALID_DATA for any other text.
 // CryptDecodeObjectEx: X509_PUBLIC_KEY_INFO (DER, RFC 5280 SubjectPublicKeyInfo) with CRYPT_DECODE_ALLOC_FLAG, which
-// gives a CERT_PUBLIC_KEY_INFO in one block for LocalFree. CRYPT_E_ASN1_BADTAG for other bytes.
+// gives a CERT_PUBLIC_KEY_INFO in one block for LocalFree. CRYPT_E_ASN1_EOD for a beginning of it,
+// CRYPT_E_ASN1_BADTAG for other bytes.
 // CertComparePublicKeyInfo: whether both keys are the same. Sets no error.
 // CertGetNameStringA: with CERT_NAME_SIMPLE_DISPLAY_TYPE the subject's common name, else its unit, organization or
 // address, else the first name that it has; cut to fit, and zero-terminated. Gives the length with the zero; 1 and an
@@ -146,6 +147,7 @@ struct CRYPT_DECODE_PARA;
 #define INTERNET_OPTION_SERVER_CERT_CHAIN_CONTEXT 105U
 
 #define CRYPT_E_NOT_FOUND (static_cast<HRESULT>(0x80092004U))
+#define CRYPT_E_ASN1_EOD (static_cast<HRESULT>(0x80093102U))
 #define CRYPT_E_ASN1_BADTAG (static_cast<HRESULT>(0x8009310BU))
 
 extern "C" {
