@@ -40,8 +40,10 @@ BOOL fail(DWORD code) {
 
 HINTERNET WINAPI WinHttpOpen(LPCWSTR userAgent, DWORD accessType, LPCWSTR proxy, LPCWSTR bypass, DWORD flags) {
     WIN32_MAY_FAIL("WinHttpOpen", nullptr);
-    if (accessType != WINHTTP_ACCESS_TYPE_DEFAULT_PROXY || proxy != nullptr || bypass != nullptr ||
-        flags != WINHTTP_FLAG_ASYNC) {
+    const bool isNamed = accessType == WINHTTP_ACCESS_TYPE_NAMED_PROXY;
+    const bool isKnown = isNamed || accessType <= WINHTTP_ACCESS_TYPE_NO_PROXY;
+    const bool hasItsNames = isNamed ? proxy != nullptr && *proxy != 0 : proxy == nullptr && bypass == nullptr;
+    if (!isKnown || !hasItsNames || (flags & ~WINHTTP_FLAG_ASYNC) != 0) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
@@ -83,7 +85,8 @@ BOOL WINAPI WinHttpGetProxyForUrl(HINTERNET session, LPCWSTR url, WINHTTP_AUTOPR
     const bool isDetection = options->dwFlags == WINHTTP_AUTOPROXY_AUTO_DETECT;
     const std::string script = bytesOf(options->lpszAutoConfigUrl);
     const bool isScript = options->dwFlags == WINHTTP_AUTOPROXY_CONFIG_URL && !script.empty();
-    if (!isDetection && !isScript) {
+    if ((!isDetection && !isScript) || isDetection != (options->dwAutoDetectFlags != 0) ||
+        options->lpvReserved != nullptr || options->dwReserved != 0) {
         return fail(ERROR_INVALID_PARAMETER);
     }
     const std::string address = bytesOf(url);

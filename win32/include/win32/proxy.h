@@ -1,7 +1,8 @@
 // What the system says about proxies.
 //
-// WinHttpOpen gives a session for look-ups, to be closed by WinHttpCloseHandle; access type 0 without names and the
-// asynchronous flag are all that is used. Its user agent is what downloads of scripts carry.
+// WinHttpOpen gives a session for look-ups, to be closed by WinHttpCloseHandle. Its user agent is what downloads of
+// scripts carry; its access type and names change nothing, but names without WINHTTP_ACCESS_TYPE_NAMED_PROXY, or this
+// without a proxy, are ERROR_INVALID_PARAMETER.
 // WinHttpGetIEProxyConfigForCurrentUser: the user's settings. The texts are null when there is nothing to tell, and the
 // caller frees each by GlobalFree. lpszProxy is a list as WinHttpGetProxyForUrl gives it, or "scheme=host:port" pieces.
 // WinHttpGetProxyForUrl blocks: it loads the script that is named or, by WINHTTP_AUTOPROXY_AUTO_DETECT, found in the
