@@ -3,6 +3,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -20,21 +21,67 @@ constexpr int closeOnExec = 02000000;
 
 int numberOf(SOCKET socket) { return static_cast<int>(socket); }
 
-int resultOf(long status) { return status == 0 ? 0 : (win32::failWithErrno(errno), SOCKET_ERROR); }
+// Sockets have codes of their own.
+DWORD socketCode(int error) {
+    switch (error) {
+        case EBADF:
+        case ENOTSOCK:
+            return WSAENOTSOCK;
+        case EACCES:
+            return WSAEACCES;
+        case EFAULT:
+            return WSAEFAULT;
+        case EINVAL:
+            return WSAEINVAL;
+        case EMFILE:
+        case ENFILE:
+            return WSAEMFILE;
+        case EPROTONOSUPPORT:
+            return WSAEPROTONOSUPPORT;
+        case ESOCKTNOSUPPORT:
+            return WSAESOCKTNOSUPPORT;
+        case EAFNOSUPPORT:
+            return WSAEAFNOSUPPORT;
+        case EADDRINUSE:
+            return WSAEADDRINUSE;
+        case EADDRNOTAVAIL:
+            return WSAEADDRNOTAVAIL;
+        default:
+            return WSAENOBUFS;
+    }
+}
+
+int resultOf(long status) { return status == 0 ? 0 : (SetLastError(socketCode(errno)), SOCKET_ERROR); }
+
+bool isSocket(SOCKET socket) {
+    constexpr int level = 1;
+    constexpr int typeOption = 3;
+    int type = 0;
+    unsigned size = sizeof type;
+    return syscall(SYS_getsockopt, numberOf(socket), level, typeOption, &type, &size) == 0;
+}
 
 }  // namespace
 
-DWORD WINAPI GetIpAddrTable(MIB_IPADDRTABLE* table, PULONG size, BOOL /*ordered*/) {
+DWORD WINAPI GetIpAddrTable(MIB_IPADDRTABLE* table, PULONG size, BOOL ordered) {
     WIN32_MAY_RETURN("GetIpAddrTable", DWORD);
-    const auto addresses = win32::ipv4Addresses();
+    if (size == nullptr) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    auto addresses = win32::ipv4Addresses();
     if (!addresses) {
         return win32::codeOfErrno(errno);
     }
     const auto needed = static_cast<ULONG>(sizeof(DWORD) + addresses->size() * sizeof(MIB_IPADDRROW));
-    const bool fits = *size >= needed;
+    const bool fits = table != nullptr && *size >= needed;
     *size = needed;
     if (!fits) {
         return ERROR_INSUFFICIENT_BUFFER;
+    }
+    if (ordered != FALSE) {
+        std::sort(addresses->begin(), addresses->end(), [](const auto& a, const auto& b) {
+            return std::memcmp(&a.address, &b.address, sizeof a.address) < 0;
+        });
     }
     table->dwNumEntries = 0;
     for (const auto& [address, mask, index] : *addresses) {
@@ -46,7 +93,7 @@ DWORD WINAPI GetIpAddrTable(MIB_IPADDRTABLE* table, PULONG size, BOOL /*ordered*
 SOCKET WINAPI socket(int family, int type, int protocol) {
     WIN32_MAY_FAIL("socket", INVALID_SOCKET);
     const long number = syscall(SYS_socket, family, type | closeOnExec, protocol);
-    return number < 0 ? (win32::failWithErrno(errno), INVALID_SOCKET) : static_cast<SOCKET>(number);
+    return number < 0 ? (SetLastError(socketCode(errno)), INVALID_SOCKET) : static_cast<SOCKET>(number);
 }
 
 int WINAPI bind(SOCKET socket, const sockaddr* address, int size) {
@@ -61,16 +108,19 @@ int WINAPI getsockname(SOCKET socket, sockaddr* address, int* size) {
 
 int WINAPI closesocket(SOCKET socket) {
     WIN32_MAY_FAIL("closesocket", SOCKET_ERROR);
-    return resultOf(close(numberOf(socket)));
+    return resultOf(isSocket(socket) ? close(numberOf(socket)) : -1);
 }
 
 const CHAR* WINAPI inet_ntop(INT family, const void* address, CHAR* buffer, SIZE_T size) {
     WIN32_MAY_FAIL("inet_ntop", nullptr);
+    if (family != AF_INET || address == nullptr || buffer == nullptr) {
+        SetLastError(family != AF_INET ? WSAEAFNOSUPPORT : ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
     std::array<unsigned char, 4> bytes{};
     std::memcpy(bytes.data(), address, bytes.size());
-    const int length =
-        family == AF_INET ? std::snprintf(buffer, size, "%u.%u.%u.%u", bytes[0], bytes[1], bytes[2], bytes[3]) : -1;
-    if (length < 0 || static_cast<SIZE_T>(length) >= size) {
+    const int length = std::snprintf(buffer, size, "%u.%u.%u.%u", bytes[0], bytes[1], bytes[2], bytes[3]);
+    if (static_cast<SIZE_T>(length) >= size) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }

@@ -1,10 +1,11 @@
 // The machine's own addresses, and a socket to find a free port with (IPv4).
 //
-// GetIpAddrTable: the addresses of all interfaces that are up; *size in bytes is the buffer's size and then what the
-// table takes. Gives 0 or the error code, ERROR_INSUFFICIENT_BUFFER among them. On Linux every address is one that
-// stays (no flags). socket, bind, getsockname, closesocket: as in Berkeley's interface; INVALID_SOCKET and SOCKET_ERROR
-// are failure. Only AF_INET with SOCK_STREAM. inet_ntop: AF_INET only, null if the buffer is too small. Any thread.
-// Windows wants its library of sockets started first, which libcurl's own start does.
+// GetIpAddrTable: the addresses of all interfaces that are up, by their numbers if `ordered`; *size in bytes is the
+// buffer's size and then what the table takes. Gives 0 or the error code, ERROR_INSUFFICIENT_BUFFER among them. On
+// Linux every address is one that stays (no flags). socket, bind, getsockname, closesocket: as in Berkeley's interface;
+// INVALID_SOCKET and SOCKET_ERROR are failure, with one of the WSAE codes as the last error. Only AF_INET with
+// SOCK_STREAM. inet_ntop: AF_INET only, null if the buffer is too small. Any thread. Windows wants its library of
+// sockets started first, which libcurl's own start does.
 #pragma once
 
 #include "win32/error.h"
@@ -26,6 +27,18 @@ using PULONG = ULONG*;
 #define SOCK_STREAM 1
 #define IPPROTO_TCP 6
 #define INADDR_ANY 0U
+
+#define WSAEACCES 10013
+#define WSAEFAULT 10014
+#define WSAEINVAL 10022
+#define WSAEMFILE 10024
+#define WSAENOTSOCK 10038
+#define WSAEPROTONOSUPPORT 10043
+#define WSAESOCKTNOSUPPORT 10044
+#define WSAEAFNOSUPPORT 10047
+#define WSAEADDRINUSE 10048
+#define WSAEADDRNOTAVAIL 10049
+#define WSAENOBUFS 10055
 
 struct sockaddr {
     USHORT sa_family;
