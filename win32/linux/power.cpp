@@ -91,11 +91,14 @@ private:
 };
 
 std::shared_ptr<PowerRequest> requestFor(HANDLE handle, POWER_REQUEST_TYPE type) {
-    if (type != PowerRequestSystemRequired) {
-        SetLastError(ERROR_NOT_SUPPORTED);
+    auto request = objectAs<PowerRequest>(handle);
+    if (request && type != PowerRequestSystemRequired) {
+        SetLastError(type >= PowerRequestDisplayRequired && type <= PowerRequestExecutionRequired
+                         ? ERROR_NOT_SUPPORTED
+                         : ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    return objectAs<PowerRequest>(handle);
+    return request;
 }
 
 }  // namespace
@@ -104,7 +107,8 @@ std::shared_ptr<PowerRequest> requestFor(HANDLE handle, POWER_REQUEST_TYPE type)
 
 HANDLE WINAPI PowerCreateRequest(REASON_CONTEXT* context) {
     WIN32_MAY_FAIL("PowerCreateRequest", INVALID_HANDLE_VALUE);
-    if (context->Version != POWER_REQUEST_CONTEXT_VERSION || context->Flags != POWER_REQUEST_CONTEXT_SIMPLE_STRING) {
+    if (context == nullptr || context->Version != POWER_REQUEST_CONTEXT_VERSION ||
+        context->Flags != POWER_REQUEST_CONTEXT_SIMPLE_STRING) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return INVALID_HANDLE_VALUE;
     }

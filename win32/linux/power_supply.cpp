@@ -26,6 +26,7 @@ struct Supplies {
     bool isMainsOn = false;
     bool hasBattery = false;
     bool isDischarging = false;
+    bool isCharging = false;
     int charge = -1;
 
     void add(const std::string& supply) {
@@ -35,7 +36,9 @@ struct Supplies {
             isMainsOn |= wordOf(supply + "/online") == "1";
         } else if (type == "Battery" && wordOf(supply + "/scope") != "Device") {
             hasBattery = true;
-            isDischarging |= wordOf(supply + "/status") == "Discharging";
+            const std::string state = wordOf(supply + "/status");
+            isDischarging |= state == "Discharging";
+            isCharging |= state == "Charging";
             const std::string percent = wordOf(supply + "/capacity");
             std::from_chars(percent.data(), percent.data() + percent.size(), charge);
         }
@@ -46,6 +49,21 @@ struct Supplies {
             return 1;
         }
         return hasMains || isDischarging ? 0 : unknown;
+    }
+
+    BYTE battery() const {
+        constexpr int highAbove = 66;
+        constexpr int lowBelow = 33;
+        constexpr int criticalBelow = 5;
+        if (!hasBattery) {
+            return noBattery;
+        }
+        const int level = charge < 0               ? 0
+                          : charge > highAbove     ? 1
+                          : charge < criticalBelow ? 6
+                          : charge < lowBelow      ? 2
+                                                   : 0;
+        return static_cast<BYTE>(level + (isCharging ? 8 : 0));
     }
 };
 
@@ -62,7 +80,7 @@ BOOL WINAPI GetSystemPowerStatus(SYSTEM_POWER_STATUS* status) {
     }
     *status = {};
     status->ACLineStatus = supplies.mains();
-    status->BatteryFlag = supplies.hasBattery ? 0 : noBattery;
+    status->BatteryFlag = supplies.battery();
     status->BatteryLifePercent = supplies.charge < 0 ? unknown : static_cast<BYTE>(std::min(supplies.charge, 100));
     status->BatteryLifeTime = status->BatteryFullLifeTime = 0xFFFFFFFFU;
     return TRUE;

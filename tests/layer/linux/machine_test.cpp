@@ -51,6 +51,17 @@ TEST_F(PowerSupplyTest, TellsOfMainsAndBattery) {
     EXPECT_EQ(status(), Status(1, 83));
     supply("AC", "online", "0");
     EXPECT_EQ(status(), Status(0, 83));
+    const auto flag = [&](const char* percent, const char* state) {
+        supply("BAT0", "capacity", percent);
+        supply("BAT0", "status", state);
+        SYSTEM_POWER_STATUS power{};
+        GetSystemPowerStatus(&power);
+        return int{power.BatteryFlag};
+    };
+    EXPECT_EQ(flag("83", "Charging"), 1 + 8);
+    EXPECT_EQ(flag("66", "Discharging"), 0);
+    EXPECT_EQ(flag("32", "Charging"), 2 + 8);
+    EXPECT_EQ(flag("4", "Discharging"), 2 + 4);
 }
 
 TEST(MachineTest, IsDescribedAsTheKernelDoes) {
@@ -115,9 +126,14 @@ TEST(NetworkTest, FindsAFreePort) {
     EXPECT_EQ(getsockname(one, plain, &length), 0);
     EXPECT_NE(ntohs(address.sin_port), 0);
     EXPECT_EQ(bind(other, plain, length), SOCKET_ERROR);
+    EXPECT_EQ(GetLastError(), DWORD{WSAEADDRINUSE});
     EXPECT_EQ(closesocket(one), 0);
     EXPECT_EQ(bind(other, plain, length), 0);
     closesocket(other);
+    for (const SOCKET none : {INVALID_SOCKET, other, SOCKET{0}}) {  // the last one is a file
+        EXPECT_EQ(closesocket(none), SOCKET_ERROR);
+        EXPECT_EQ(GetLastError(), DWORD{WSAENOTSOCK});
+    }
 }
 
 TEST(PowerRequestTest, FailsWithoutASystemBus) {
@@ -130,6 +146,9 @@ TEST(PowerRequestTest, FailsWithoutASystemBus) {
     EXPECT_EQ(PowerSetRequest(request, PowerRequestSystemRequired), FALSE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_SUPPORTED});
     EXPECT_EQ(PowerClearRequest(request, PowerRequestSystemRequired), FALSE);
+    EXPECT_EQ(PowerSetRequest(nullptr, PowerRequestDisplayRequired), FALSE);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
+    EXPECT_EQ(PowerCreateRequest(nullptr), INVALID_HANDLE_VALUE);
     EXPECT_NE(CloseHandle(request), FALSE);
 }
 
