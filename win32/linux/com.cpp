@@ -29,8 +29,11 @@ constexpr Class classes[] = {
 
 }  // namespace
 
-HRESULT WINAPI CoInitializeEx(LPVOID /*reserved*/, DWORD flags) {
+HRESULT WINAPI CoInitializeEx(LPVOID reserved, DWORD flags) {
     WIN32_MAY_RETURN("CoInitializeEx", HRESULT);
+    if (reserved != nullptr) {
+        return E_INVALIDARG;
+    }
     const Apartment wanted = (flags & COINIT_APARTMENTTHREADED) != 0 ? Apartment::single : Apartment::multithreaded;
     if (apartment != Apartment::none) {
         return apartment == wanted ? S_FALSE : RPC_E_CHANGED_MODE;

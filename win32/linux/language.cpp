@@ -91,7 +91,7 @@ WCHAR lowerCase(WCHAR c) {
 
 BOOL WINAPI GetUserPreferredUILanguages(DWORD flags, ULONG* count, LPWSTR buffer, ULONG* size) {
     WIN32_MAY_FAIL("GetUserPreferredUILanguages", FALSE);
-    if (flags != MUI_LANGUAGE_NAME || count == nullptr || size == nullptr || (buffer == nullptr && *size != 0)) {
+    if ((flags & ~MUI_LANGUAGE_NAME) != 0 || count == nullptr || size == nullptr || (buffer == nullptr && *size != 0)) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }

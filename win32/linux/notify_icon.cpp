@@ -155,11 +155,11 @@ void announceTaskbar() {
 }  // namespace win32
 
 BOOL WINAPI Shell_NotifyIconW(DWORD message, PNOTIFYICONDATAW data) {
-    WIN32_RECORD("Shell_NotifyIconW", win32::description(message, *data));
-    WIN32_MAY_FAIL("Shell_NotifyIconW", FALSE);
-    if (data->cbSize != sizeof(NOTIFYICONDATAW)) {
+    if (data == nullptr || data->cbSize != sizeof(NOTIFYICONDATAW)) {
         return win32::failWith(ERROR_INVALID_PARAMETER);
     }
+    WIN32_RECORD("Shell_NotifyIconW", win32::description(message, *data));
+    WIN32_MAY_FAIL("Shell_NotifyIconW", FALSE);
     switch (message) {
         case NIM_ADD:
             return win32::add(*data);

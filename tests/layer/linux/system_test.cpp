@@ -54,7 +54,9 @@ TEST(SystemTest, LanguageListSaysHowMuchItTakes) {
     EXPECT_FALSE(GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, buffer, &size));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
     EXPECT_EQ(size, 7U);
-    EXPECT_FALSE(GetUserPreferredUILanguages(0, &count, buffer, &size));
+    EXPECT_TRUE(GetUserPreferredUILanguages(0, &count, buffer, &size));
+    EXPECT_EQ(WideString(buffer, size), WideString(W("de-DE\0"), 7));
+    EXPECT_FALSE(GetUserPreferredUILanguages(0x8000, &count, buffer, &size));
 }
 
 TEST(SystemTest, LocaleTellsTheRoomThatItTakes) {

@@ -3,10 +3,10 @@
 // Shell_NotifyIconW (recorded: message, then for NIM_ADD the id and the tip, for NIM_MODIFY with NIF_INFO title and
 // text): NIM_ADD, NIM_MODIFY, NIM_DELETE and NIM_SETVERSION (version 4 only). An icon is known by guidItem if uFlags
 // has NIF_GUID, else by hWnd and uID; NIM_DELETE without NIF_GUID takes all icons of hWnd with uID. The picture is
-// copied: the caller keeps hIcon. NIM_MODIFY changes what uFlags names; NIF_INFO with an empty szInfo takes the balloon
-// away. False with ERROR_TIMEOUT if there is no desktop (on Linux: no session bus), E_FAIL if there is no such icon or,
-// for NIM_ADD, one already. Never waits for a panel or a service, at most 30 ms for a bus just met: true says that the
-// desktop was told. By the thread of hWnd.
+// copied: the caller keeps hIcon. On Linux a thread shows one icon, the last one added. NIM_MODIFY changes what uFlags
+// names; NIF_INFO with an empty szInfo takes the balloon away. False with ERROR_TIMEOUT if there is no desktop (on
+// Linux: no session bus), E_FAIL if there is no such icon or, for NIM_ADD, one already. Never waits for a panel or a
+// service, at most 30 ms for a bus just met: true says that the desktop was told. By the thread of hWnd.
 //
 // Events come to hWnd as uCallbackMessage in the form of version 4: wParam holds x and y of the screen (low and high
 // word, signed 16 bits each), lParam the event and uID. NIN_SELECT is posted with each single click, at once; a second

@@ -1,15 +1,15 @@
 // What the system says about the user and itself.
 //
-// GetUserPreferredUILanguages (MUI_LANGUAGE_NAME only): the languages of the user interface as names ("de-DE"), the
-// preferred one first, each ended by a zero and the list by one more. *size is the buffer's size in characters and then
-// what the list takes; with a null buffer and *size 0 only that is told, and the count. ERROR_INSUFFICIENT_BUFFER if
-// the buffer is too small. On Linux they are read at each call from LANGUAGE, LC_ALL, LC_MESSAGES and LANG, as the
-// programs of the desktop read them; "en-US" if these name none. Any thread. CharLowerW: makes a text lower case in
-// place and returns it. A value below 0x10000 is one character instead. GetUserDefaultUILanguage: the first of these
-// languages as an identifier, on Linux always LOCALE_CUSTOM_UI_DEFAULT, which stands for it. GetLocaleInfoA: the ISO
-// code of the language or the country of such an identifier, with its zero; gives the length with that, or for size 0
-// what it takes. 0 with ERROR_INVALID_PARAMETER for any other identifier or question and where no country is known,
-// with ERROR_INSUFFICIENT_BUFFER for a buffer that is too small.
+// GetUserPreferredUILanguages (MUI_LANGUAGE_NAME, which is also meant by 0): the languages of the user interface as
+// names ("de-DE"), the preferred one first, each ended by a zero and the list by one more. *size is the buffer's size
+// in characters and then what the list takes; with a null buffer and *size 0 only that is told, and the count.
+// ERROR_INSUFFICIENT_BUFFER if the buffer is too small. On Linux they are read at each call from LANGUAGE, LC_ALL,
+// LC_MESSAGES and LANG, as the programs of the desktop read them; "en-US" if these name none. Any thread. CharLowerW:
+// makes a text lower case in place and returns it. A value below 0x10000 is one character instead.
+// GetUserDefaultUILanguage: the first of these languages as an identifier, on Linux always LOCALE_CUSTOM_UI_DEFAULT,
+// which stands for it. GetLocaleInfoA: the ISO code of the language or the country of such an identifier, with its
+// zero; gives the length with that, or for size 0 what it takes. 0 with ERROR_INVALID_PARAMETER for any other
+// identifier or question and where no country is known, with ERROR_INSUFFICIENT_BUFFER for a buffer that is too small.
 #pragma once
 
 #include "win32/error.h"
