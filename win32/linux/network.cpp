@@ -51,7 +51,12 @@ DWORD socketCode(int error) {
     }
 }
 
-int resultOf(long status) { return status == 0 ? 0 : (SetLastError(socketCode(errno)), SOCKET_ERROR); }
+int failWith(DWORD code) {
+    SetLastError(code);
+    return SOCKET_ERROR;
+}
+
+int resultOf(long status) { return status == 0 ? 0 : failWith(socketCode(errno)); }
 
 bool isSocket(SOCKET socket) {
     constexpr int level = 1;
@@ -98,12 +103,28 @@ SOCKET WINAPI socket(int family, int type, int protocol) {
 
 int WINAPI bind(SOCKET socket, const sockaddr* address, int size) {
     WIN32_MAY_FAIL("bind", SOCKET_ERROR);
-    return resultOf(syscall(SYS_bind, numberOf(socket), address, size));
+    const bool isWhole = address != nullptr && size >= static_cast<int>(sizeof(sockaddr_in));
+    return isSocket(socket) && !isWhole ? failWith(WSAEFAULT)
+                                        : resultOf(syscall(SYS_bind, numberOf(socket), address, size));
 }
 
 int WINAPI getsockname(SOCKET socket, sockaddr* address, int* size) {
     WIN32_MAY_FAIL("getsockname", SOCKET_ERROR);
-    return resultOf(syscall(SYS_getsockname, numberOf(socket), address, size));
+    const bool hasRoom = address != nullptr && size != nullptr && *size >= static_cast<int>(sizeof(sockaddr_in));
+    if (isSocket(socket) && !hasRoom) {
+        return failWith(WSAEFAULT);
+    }
+    sockaddr_in own{};
+    unsigned length = sizeof own;
+    const int result = resultOf(syscall(SYS_getsockname, numberOf(socket), &own, &length));
+    if (result == 0 && own.sin_port == 0) {
+        return failWith(WSAEINVAL);  // not bound
+    }
+    if (result == 0) {
+        std::memcpy(address, &own, sizeof own);
+        *size = static_cast<int>(length);
+    }
+    return result;
 }
 
 int WINAPI closesocket(SOCKET socket) {

@@ -77,7 +77,7 @@ HGLOBAL WINAPI LoadResource(HMODULE /*module*/, HRSRC resource) {
 
 LPVOID WINAPI LockResource(HGLOBAL data) {
     WIN32_MAY_FAIL("LockResource", nullptr);
-    const auto* const resource = win32::resourceOf(static_cast<HRSRC>(data));
+    const auto* const resource = static_cast<const win32::EmbeddedResource*>(data);
     // Windows, too, hands out read-only bytes by a pointer that may write.
     return resource == nullptr ? nullptr : const_cast<unsigned char*>(resource->begin);
 }

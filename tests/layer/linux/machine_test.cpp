@@ -122,6 +122,10 @@ TEST(NetworkTest, FindsAFreePort) {
     address.sin_family = AF_INET;
     int length = sizeof address;
     auto* const plain = reinterpret_cast<sockaddr*>(&address);
+    EXPECT_EQ(getsockname(one, plain, &length), SOCKET_ERROR);
+    EXPECT_EQ(GetLastError(), DWORD{WSAEINVAL});
+    EXPECT_EQ(bind(one, plain, 4), SOCKET_ERROR);
+    EXPECT_EQ(GetLastError(), DWORD{WSAEFAULT});
     EXPECT_EQ(bind(one, plain, length), 0);
     EXPECT_EQ(getsockname(one, plain, &length), 0);
     EXPECT_NE(ntohs(address.sin_port), 0);
