@@ -68,9 +68,14 @@ TEST_F(DrawingTest, BlendsByTheAlphaOfThePicture) {
     ASSERT_TRUE(StretchBlt(to, 0, 0, 2, 2, from, 1, 0, 2, 2, SRCCOPY));
     EXPECT_EQ(GetPixel(to, 0, 0), RGB(0, 0, 128));
     EXPECT_EQ(GetPixel(to, 1, 0), RGB(0, 255, 0));
+    // Within one picture.
+    EXPECT_FALSE(AlphaBlend(to, 0, 0, 2, 1, to, 1, 0, 1, 1, over));
+    ASSERT_TRUE(StretchBlt(to, 0, 0, 2, 2, to, 0, 0, 1, 1, SRCCOPY));
+    EXPECT_EQ(GetPixel(to, 1, 1), RGB(0, 0, 128));
     EXPECT_EQ(SelectObject(to, source), nullptr);  // another's
     EXPECT_FALSE(DeleteObject(source));            // selected
     EXPECT_EQ(SelectObject(from, before), static_cast<HGDIOBJ>(source));
+    EXPECT_TRUE(DeleteObject(before));  // the context's own stays
     EXPECT_TRUE(DeleteObject(source));
     EXPECT_FALSE(AlphaBlend(to, 0, 0, 0, 1, from, 0, 0, 1, 1, over));
     EXPECT_TRUE(DeleteDC(from));

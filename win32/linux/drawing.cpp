@@ -50,6 +50,22 @@ RECT extents(cairo_surface_t* surface) {
     return {static_cast<LONG>(left), static_cast<LONG>(top), static_cast<LONG>(right), static_cast<LONG>(bottom)};
 }
 
+bool overlap(const Area& a, const Area& b) {
+    const auto end = [](LONGLONG begin, int size) { return begin + size; };
+    return a.x < end(b.x, b.width) && b.x < end(a.x, a.width) && a.y < end(b.y, b.height) && b.y < end(a.y, a.height);
+}
+
+// For a transfer within one picture, whose parts may overlap.
+Surface copyOf(cairo_surface_t* surface, const RECT& whole) {
+    Surface copy = makeSurface(whole.right, whole.bottom);
+    if (copy) {
+        const Cairo context(cairo_create(copy.get()));
+        cairo_set_source_surface(context.get(), surface, 0, 0);
+        cairo_paint(context.get());
+    }
+    return copy;
+}
+
 bool isInside(cairo_surface_t* surface, int x, int y) {
     const RECT whole = extents(surface);
     return x >= whole.left && x < whole.right && y >= whole.top && y < whole.bottom;
@@ -57,7 +73,7 @@ bool isInside(cairo_surface_t* surface, int x, int y) {
 
 // Scales a part of one context's picture into another's; false with ERROR_INVALID_HANDLE or ERROR_INVALID_PARAMETER.
 bool transfer(HDC targetContext, const Area& to, HDC sourceContext, const Area& from, cairo_operator_t how,
-              double alpha, bool mustBeInside) {
+              double alpha, bool isBlending) {
     const DeviceContext* const target = findObject<DeviceContext>(targetContext);
     const DeviceContext* const source = target == nullptr ? nullptr : findObject<DeviceContext>(sourceContext);
     if (source == nullptr) {
@@ -68,8 +84,10 @@ bool transfer(HDC targetContext, const Area& to, HDC sourceContext, const Area& 
         return false;
     }
     const RECT whole = extents(source->target());
-    if (mustBeInside && (from.x < whole.left || from.y < whole.top || from.x > whole.right - from.width ||
-                         from.y > whole.bottom - from.height)) {
+    const bool isSame = source->target() == target->target();
+    const bool isOutside = from.x < whole.left || from.y < whole.top || from.x > whole.right - from.width ||
+                           from.y > whole.bottom - from.height;
+    if (isBlending && (isOutside || (isSame && overlap(from, to)))) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return false;
     }
@@ -81,11 +99,13 @@ bool transfer(HDC targetContext, const Area& to, HDC sourceContext, const Area& 
     cairo_scale(context.get(), static_cast<double>(to.width) / from.width,
                 static_cast<double>(to.height) / from.height);
     // Where the source ends, the target stays.
-    cairo_rectangle(context.get(), whole.left - from.x, whole.top - from.y, whole.right - whole.left,
-                    whole.bottom - whole.top);
+    cairo_rectangle(context.get(), static_cast<double>(whole.left) - from.x, static_cast<double>(whole.top) - from.y,
+                    whole.right - whole.left, whole.bottom - whole.top);
     cairo_clip(context.get());
     // A picture of its own, so that nothing around it is mixed in; scaled without mixing, as Windows does.
-    const Surface part(cairo_surface_create_for_rectangle(source->target(), from.x, from.y, from.width, from.height));
+    const Surface copy = isSame ? copyOf(source->target(), whole) : nullptr;
+    cairo_surface_t* const picture = copy ? copy.get() : source->target();
+    const Surface part(cairo_surface_create_for_rectangle(picture, from.x, from.y, from.width, from.height));
     cairo_set_source_surface(context.get(), part.get(), 0, 0);
     cairo_pattern_set_filter(cairo_get_source(context.get()), CAIRO_FILTER_NEAREST);
     cairo_set_operator(context.get(), how);
@@ -130,6 +150,9 @@ BOOL WINAPI DeleteObject(HGDIOBJ object) {
     WIN32_MAY_FAIL("DeleteObject", FALSE);
     const win32::GdiObject* const found = win32::findAnyObject(object);
     const auto* const bitmap = dynamic_cast<const win32::Bitmap*>(found);
+    if (bitmap != nullptr && bitmap == win32::stockBitmap()) {
+        return TRUE;
+    }
     if (found == nullptr || dynamic_cast<const DeviceContext*>(found) != nullptr ||
         (bitmap != nullptr && bitmap->selections > 0)) {
         SetLastError(ERROR_INVALID_HANDLE);

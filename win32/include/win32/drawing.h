@@ -8,9 +8,9 @@
 // and no bitmap that another context has selected; the caller gives it back by DeleteDC. AlphaBlend (AC_SRC_OVER with
 // AC_SRC_ALPHA, premultiplied) and StretchBlt (SRCCOPY) scale from one context to another; false with
 // ERROR_INVALID_HANDLE for a context or ERROR_INVALID_PARAMETER for sizes and modes that aren't there, for AlphaBlend
-// also a part that isn't wholly inside of the source. StretchBlt leaves what lies outside of the source as it was.
-// DeleteObject: a brush or bitmap that isn't selected. SetBkColor: the former colour, CLR_INVALID on failure. GetPixel:
-// 0x00BBGGRR, CLR_INVALID outside.
+// also a part that isn't wholly inside of the source or lies over its own place. StretchBlt leaves what lies outside of
+// the source as it was. DeleteObject: a brush or bitmap that isn't selected; the one that a context begins with stays.
+// SetBkColor: the former colour, CLR_INVALID on failure. GetPixel: 0x00BBGGRR, CLR_INVALID outside.
 //
 // GDI+ (namespaces Gdiplus and Gdiplus::DllExports): pictures are PNG. Any call but GdiplusStartup answers
 // GdiplusNotInitialized outside of startup and shutdown. GdipCreateBitmapFromStream keeps no hold of the stream, and
