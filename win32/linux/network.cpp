@@ -110,9 +110,8 @@ int WINAPI bind(SOCKET socket, const sockaddr* address, int size) {
 
 int WINAPI getsockname(SOCKET socket, sockaddr* address, int* size) {
     WIN32_MAY_FAIL("getsockname", SOCKET_ERROR);
-    const bool hasRoom = address != nullptr && size != nullptr && *size >= static_cast<int>(sizeof(sockaddr_in));
-    if (isSocket(socket) && !hasRoom) {
-        return failWith(WSAEFAULT);
+    if (address == nullptr || size == nullptr || *size < static_cast<int>(sizeof(sockaddr_in))) {
+        return failWith(isSocket(socket) ? WSAEFAULT : WSAENOTSOCK);
     }
     sockaddr_in own{};
     unsigned length = sizeof own;
