@@ -125,7 +125,7 @@ TEST_F(AgentTest, StartsWithoutADesktop) {
     const auto written = lines();
     ASSERT_GE(written.size(), 4U);
     EXPECT_EQ(written[0], "Loading images");
-    EXPECT_EQ(written[1], "Failed to find logo resource, 1814");
+    EXPECT_EQ(written[1], "Failed to find logo resource, 1812");
     EXPECT_EQ(written[2], "Loading messages");
     EXPECT_NE(agent_->launcher(), nullptr);
 }
