@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -48,9 +49,11 @@ class TempSession {
 public:
     TempSession() {
         RegDeleteTreeW(HKEY_CURRENT_USER, name);  // what a run that was killed left
-        RegCreateKeyExW(HKEY_CURRENT_USER, name, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &key_,
-                        nullptr);
-        RegOverridePredefKey(HKEY_CURRENT_USER, key_);
+        if (RegCreateKeyExW(HKEY_CURRENT_USER, name, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
+                            &key_, nullptr) != ERROR_SUCCESS ||
+            RegOverridePredefKey(HKEY_CURRENT_USER, key_) != ERROR_SUCCESS) {
+            throw std::runtime_error("no key for the test; it would write the user's own");
+        }
     }
     TempSession(const TempSession&) = delete;
     TempSession& operator=(const TempSession&) = delete;

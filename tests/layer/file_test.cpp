@@ -135,6 +135,31 @@ TEST_F(FileTest, RefusesWhatAHolderDoesNotShare) {
     EXPECT_EQ(codeOf("file", readWrite, 0, CREATE_ALWAYS), ERROR_ALREADY_EXISTS);
 }
 
+// Each of two handles has to share what the other one uses; a handle that uses nothing doesn't count.
+TEST_F(FileTest, SharingIsMutual) {
+    directory_.write("file", "x");
+    constexpr std::array<DWORD, 4> accesses = {0, GENERIC_READ, GENERIC_WRITE, readWrite};
+    const auto shares = [](DWORD sharing, DWORD access) {
+        return ((access & GENERIC_READ) == 0 || (sharing & FILE_SHARE_READ) != 0) &&
+               ((access & GENERIC_WRITE) == 0 || (sharing & FILE_SHARE_WRITE) != 0);
+    };
+    for (const DWORD held : accesses) {
+        for (DWORD sharing = 0; sharing <= shareAll; ++sharing) {
+            const HANDLE holder = open("file", held, sharing, OPEN_EXISTING);
+            ASSERT_NE(holder, INVALID_HANDLE_VALUE);
+            for (const DWORD wanted : accesses) {
+                for (DWORD own = 0; own <= shareAll; ++own) {
+                    const bool agree = held == 0 || wanted == 0 || (shares(sharing, wanted) && shares(own, held));
+                    EXPECT_EQ(codeOf("file", wanted, own, OPEN_EXISTING),
+                              agree ? ERROR_SUCCESS : ERROR_SHARING_VIOLATION)
+                        << held << " " << sharing << ", then " << wanted << " " << own;
+                }
+            }
+            CloseHandle(holder);
+        }
+    }
+}
+
 TEST_F(FileTest, DeletesOnClose) {
     const HANDLE writer = open("file", readWrite, shareAll, CREATE_ALWAYS);
     const HANDLE last = ReOpenFile(writer, GENERIC_READ, shareAll, FILE_FLAG_DELETE_ON_CLOSE);
