@@ -1,0 +1,116 @@
+#include "linux/network/proxy_helper.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <sstream>
+
+#include "linux/processes/spawn.h"
+#include "linux/support/scripted.h"
+#include "win32/proxy.h"
+#include "win32/script.h"
+
+namespace win32 {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds usualLimit(10);
+constexpr std::size_t longestAnswer = 1 << 20;
+constexpr const char* lastLine = "\nend\n";
+
+struct Helper {
+    std::string program;
+    std::chrono::milliseconds limit;
+};
+
+#ifdef WIN32_SCRIPTED
+script::Substitute<Helper>& substitute() {
+    static auto* const instance = new script::Substitute<Helper>;
+    return *instance;
+}
+#endif
+
+Helper helper() {
+#ifdef WIN32_SCRIPTED
+    if (auto scripted = substitute().get()) {
+        return *scripted;
+    }
+#endif
+    std::array<char, PATH_MAX> self{};
+    const ssize_t length = readlink("/proc/self/exe", self.data(), self.size());
+    const std::string program(self.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
+    return {program.substr(0, program.rfind('/') + 1) + "zdproxy", usualLimit};
+}
+
+bool waitForBytes(int descriptor, Clock::time_point deadline) {
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0) {
+            return false;
+        }
+        pollfd entry{descriptor, POLLIN, 0};
+        const int ready = poll(&entry, 1, static_cast<int>(left));
+        if (ready > 0 || (ready < 0 && errno != EINTR)) {
+            return true;
+        }
+    }
+}
+
+// All up to the last line, or less at the end of the program; the error code if the time ran out.
+DWORD hear(int descriptor, Clock::time_point deadline, std::string& answer) {
+    std::array<char, 4096> block{};
+    while (!answer.ends_with(lastLine) && answer.size() < longestAnswer) {
+        if (!waitForBytes(descriptor, deadline)) {
+            return ERROR_WINHTTP_TIMEOUT;
+        }
+        const ssize_t count = read(descriptor, block.data(), block.size());
+        if (count == 0 || (count < 0 && errno != EINTR)) {
+            break;
+        }
+        answer.append(block.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    return ERROR_SUCCESS;
+}
+
+ProxyAnswer parse(const std::string& text, std::size_t lines) {
+    ProxyAnswer broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
+    ProxyAnswer answer{};
+    if (!text.ends_with(lastLine) ||
+        std::from_chars(text.data(), text.data() + text.size(), answer.code).ptr[0] != '\n') {
+        return broken;
+    }
+    std::istringstream stream(text.substr(text.find('\n') + 1));
+    for (std::string line; answer.code == 0 && answer.lines.size() < lines && std::getline(stream, line);) {
+        answer.lines.push_back(line);
+    }
+    return answer.code != 0 || answer.lines.size() == lines ? answer : broken;
+}
+
+}  // namespace
+
+ProxyAnswer askProxyHelper(const std::vector<std::string>& arguments, std::size_t lines) {
+    const Helper asked = helper();
+    const auto deadline = Clock::now() + asked.limit;
+    SpeakingChild child;
+    if (child.start(asked.program, arguments) != 0) {
+        return {ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
+    }
+    std::string answer;
+    const DWORD code = hear(child.output(), deadline, answer);
+    return code == ERROR_SUCCESS ? parse(answer, lines) : ProxyAnswer{code, {}};
+}
+
+#ifdef WIN32_SCRIPTED
+void script::answerProxyLookups(const std::string& program, unsigned milliseconds) {
+    substitute().set(program.empty() ? std::nullopt
+                                     : std::optional(Helper{program, std::chrono::milliseconds(milliseconds)}));
+}
+#endif
+
+}  // namespace win32
