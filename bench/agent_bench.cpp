@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "../tests/temp_session.h"
-#include "agent/log.h"
+#include "base/log.h"
 #include "device/enumeration.h"
 #include "settings/app_settings.h"
 #include "win32/com.h"
@@ -42,8 +42,8 @@ std::string settingsFile() {
 
 void settingsReload(benchmark::State& state) {
     const tests::TempSession session;
-    const auto log = agent::createLog();
-    const auto receiver = std::make_shared<agent::AgentLogReceiver>(log);
+    const auto log = base::createLog();
+    const auto receiver = std::make_shared<base::AgentLogReceiver>(log);
     base::globalLogReceiver().publish(receiver);
     dockset::AppSettings settings;
     reportMedian(state, [&] { benchmark::DoNotOptimize(settings.settings()); });
@@ -71,10 +71,10 @@ constexpr const char* logText = "Loading app settings from disk";
 
 void logLine(benchmark::State& state) {
     static std::unique_ptr<tests::TempDirectory> directory;
-    static std::unique_ptr<agent::Log> log;
+    static std::unique_ptr<base::Log> log;
     if (state.thread_index() == 0) {
         directory = std::make_unique<tests::TempDirectory>();
-        log = std::make_unique<agent::Log>(directory->file("log.txt").string());
+        log = std::make_unique<base::Log>(directory->file("log.txt").string());
     }
     for (auto _ : state) {
         log->write("AppSettings", ' ', logText);

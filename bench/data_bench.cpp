@@ -13,8 +13,8 @@
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
-#include "settings/json_value.h"
-#include "settings/xml_value.h"
+#include "data/json_value.h"
+#include "data/xml_value.h"
 #include "xml/xml_reader.h"
 
 namespace {

@@ -13,18 +13,18 @@
 #include <vector>
 
 #include "../tests/temp_session.h"
+#include "base/directories.h"
 #include "base/paths.h"
+#include "cache/file_cache.h"
+#include "data/json_value.h"
+#include "data/whole_file.h"
+#include "data/xml_value.h"
 #include "device/device_filter_handler.h"
 #include "net/cached_get.h"
 #include "net/http_handler.h"
 #include "net/http_provider.h"
 #include "net/installed_pins.h"
 #include "net/perform_request.h"
-#include "platform/directories.h"
-#include "settings/file_cache.h"
-#include "settings/json_value.h"
-#include "settings/whole_file.h"
-#include "settings/xml_value.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "settings/xml_value.h"
+#include "data/xml_value.h"
 #include "update/manifest.h"
 
 namespace {

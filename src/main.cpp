@@ -8,11 +8,11 @@
 
 #include "agent/agent.h"
 #include "agent/http_handler_win32.h"
-#include "agent/log.h"
 #include "agent/main_loop.h"
-#include "agent/pipe_client.h"
 #include "base/handle.h"
+#include "base/log.h"
 #include "base/object_names.h"
+#include "base/pipe_client.h"
 #include "device/scanner.h"
 #include "net/certificate_verify_win.h"
 #include "net/installed_pins.h"
@@ -42,7 +42,7 @@ void restrictLibrarySearch() {
 void stopScanner(device::ScannerContext& context, std::thread& scanner) {
     context.stopFlag.exchange(true);
     if (scanner.joinable()) {
-        agent::logLine("joining scanner thread");
+        base::logLine("joining scanner thread");
         scanner.join();
     }
 }
@@ -63,10 +63,10 @@ std::int32_t runAgent(agent::ZelmoDocksetAgent& zelmoDocksetAgent) {
     context.settings = dockset::AppSettings::instance();
     std::thread scanner([&context] { device::scannerMain(context); });
     zelmoDocksetAgent.startUpdates(makeUpdateHandler(context.settings), base::updateCheckRhythm(*context.settings));
-    agent::logLine("Started listening for devices");
+    base::logLine("Started listening for devices");
     const std::int32_t exitCode = agent::runMainLoop(zelmoDocksetAgent);
-    if (!agent::sendPipeMessage(base::applicationPipeName, agent::quitMessage, nullptr)) {
-        agent::logLine("Failed to send piped message, QUIT");
+    if (!base::sendPipeMessage(base::applicationPipeName, base::quitMessage, nullptr)) {
+        base::logLine("Failed to send piped message, QUIT");
     }
     stopScanner(context, scanner);
     return exitCode;
@@ -75,12 +75,12 @@ std::int32_t runAgent(agent::ZelmoDocksetAgent& zelmoDocksetAgent) {
 std::int32_t runSingleInstance(HINSTANCE instance) {
     const base::Handle singleInstance(CreateMutexW(nullptr, FALSE, base::agentMutexName));
     if (GetLastError() == ERROR_ALREADY_EXISTS) {
-        agent::logLine("Another instance is running. Exiting.");
+        base::logLine("Another instance is running. Exiting.");
         return 0;
     }
     const auto zelmoDocksetAgent = agent::ZelmoDocksetAgent::create();
     if (!zelmoDocksetAgent->init(instance)) {
-        agent::logLine("Failed to initialize agent.");
+        base::logLine("Failed to initialize agent.");
         return 0;
     }
     return runAgent(*zelmoDocksetAgent);
@@ -90,11 +90,11 @@ std::int32_t runSingleInstance(HINSTANCE instance) {
 
 int main() {
     restrictLibrarySearch();
-    const auto log = agent::createLog();
+    const auto log = base::createLog();
     curl_global_init(CURL_GLOBAL_ALL);
     const auto httpHandler = std::make_shared<agent::AgentWin32HttpHandler>();
     base::globalHttpHandler().publish(httpHandler);
-    const auto receiver = std::make_shared<agent::AgentLogReceiver>(log);
+    const auto receiver = std::make_shared<base::AgentLogReceiver>(log);
     base::globalLogReceiver().publish(receiver);
     base::certificatePins().publish(base::installedPins());
     const auto certificateVerify = std::make_shared<base::CertificateVerifyWin>();

@@ -11,10 +11,10 @@
 #include <string>
 #include <thread>
 
+#include "base/directories.h"
 #include "base/handle.h"
 #include "base/object_names.h"
 #include "base/paths.h"
-#include "platform/directories.h"
 #include "win32/file.h"
 #include "win32/kernel.h"
 #include "win32/mutex.h"

@@ -16,8 +16,8 @@
 #include "base/paths.h"
 #include "base/string_table.h"
 #include "base/text.h"
+#include "data/json_value.h"
 #include "platform/platform_win32.h"
-#include "settings/json_value.h"
 #include "win32/com.h"
 #include "win32/window.h"
 

@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "base/log_receiver.h"
+#include "data/xml_value.h"
 #include "net/certificate_set.h"
 #include "net/url.h"
-#include "settings/xml_value.h"
 #include "update/installer_check.h"
 #include "update/manifest.h"
 #include "update/signature.h"

@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
-#include "agent/log.h"
 #include "agent/logo.h"
+#include "base/log.h"
 
 namespace agent {
 
@@ -26,7 +26,7 @@ ZelmoDocksetAgent::ZelmoDocksetAgent() : whiteBrush_(CreateSolidBrush(white)) {}
 
 ZelmoDocksetAgent::~ZelmoDocksetAgent() {
     if (Shell_NotifyIconW(NIM_DELETE, &notifyIcon_) == FALSE) {
-        logLine("Shell_NotifyIcon(NIM_DELETE) failed.");
+        base::logLine("Shell_NotifyIcon(NIM_DELETE) failed.");
     }
     DeleteObject(whiteBrush_);
     messages_.reset();
@@ -38,16 +38,16 @@ ZelmoDocksetAgent::~ZelmoDocksetAgent() {
 bool ZelmoDocksetAgent::init(HINSTANCE instance) {
     instance_ = instance;
     if (!createWindow()) {
-        logLine("CreateWindowW failed.");
-        logLine("Failed to initialize instance.");
+        base::logLine("CreateWindowW failed.");
+        base::logLine("Failed to initialize instance.");
         return false;
     }
-    logLine("Loading messages");
+    base::logLine("Loading messages");
     messages_ = std::make_shared<Messages>();
     loadLocalizedMessages(*messages_);
     taskbarCreatedMessage_ = RegisterWindowMessageW(W("TaskbarCreated"));
     if (!addNotifyIcon()) {
-        logLine("Failed to initialize notifications at startup. Ignored.");
+        base::logLine("Failed to initialize notifications at startup. Ignored.");
     }
     if (!createMenu()) {
         return false;
@@ -76,7 +76,7 @@ bool ZelmoDocksetAgent::createMenu() {
         menu_ = std::make_unique<ShortcutMenu>(messages_);
         return true;
     } catch (const std::runtime_error& error) {
-        logLine("Failed to create shortcut menu, ", std::string(error.what()));
+        base::logLine("Failed to create shortcut menu, ", std::string(error.what()));
         return false;
     }
 }
@@ -135,7 +135,7 @@ LRESULT ZelmoDocksetAgent::windowProc(HWND window, UINT message, WPARAM wParam, 
             return 0;
         default:
             if (message == taskbarCreatedMessage_ && message != WM_NULL) {
-                logLine("taskbar restart");
+                base::logLine("taskbar restart");
                 addNotifyIcon();
             }
             return DefWindowProcW(window, message, wParam, lParam);
@@ -145,16 +145,16 @@ LRESULT ZelmoDocksetAgent::windowProc(HWND window, UINT message, WPARAM wParam, 
 void ZelmoDocksetAgent::onCreate(HWND window) {
     const Gdiplus::GdiplusStartupInput input;
     Gdiplus::GdiplusStartup(&gdiplusToken_, &input, nullptr);
-    logLine("Loading images");
+    base::logLine("Loading images");
     logoBitmap_ = loadLogo();
     if (logoBitmap_ == nullptr) {
         return;
     }
-    logLine("Creating controls");
+    base::logLine("Creating controls");
     logoControl_ = CreateWindowExW(0, W("Static"), W(""), WS_CHILD | WS_VISIBLE | SS_OWNERDRAW, 0, 0, logoWidth,
                                    logoHeight, window, nullptr, instance_, nullptr);
     if (logoControl_ == nullptr) {
-        logLine("Failed to create logo control\n");
+        base::logLine("Failed to create logo control\n");
     }
 }
 

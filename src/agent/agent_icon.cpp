@@ -4,8 +4,8 @@
 #include <iterator>
 
 #include "agent/agent.h"
-#include "agent/log.h"
 #include "agent/logo.h"
+#include "base/log.h"
 #include "base/log_receiver.h"
 #include "base/number.h"
 #include "win32/identifier.h"
@@ -35,7 +35,7 @@ HICON loadIcon(HINSTANCE instance, bool& ownsIt) {
     HANDLE icon = LoadImageW(instance, MAKEINTRESOURCEW(iconId), IMAGE_ICON, size, size, 0);
     ownsIt = icon != nullptr;
     if (icon == nullptr) {
-        logLine("LoadImage failed.");
+        base::logLine("LoadImage failed.");
         return LoadIconW(nullptr, IDI_APPLICATION);
     }
     return static_cast<HICON>(icon);
@@ -43,9 +43,9 @@ HICON loadIcon(HINSTANCE instance, bool& ownsIt) {
 
 void tellShell(NOTIFYICONDATAW& icon) {
     if (Shell_NotifyIconW(NIM_ADD, &icon) == FALSE) {
-        logLine("Shell_NotifyIcon(NIM_ADD) failed with ", GetLastError(), ".");
+        base::logLine("Shell_NotifyIcon(NIM_ADD) failed with ", GetLastError(), ".");
     } else if (Shell_NotifyIconW(NIM_SETVERSION, &icon) == FALSE) {
-        logLine("Shell_NotifyIcon(NIM_SETVERSION) failed.");
+        base::logLine("Shell_NotifyIcon(NIM_SETVERSION) failed.");
     }
 }
 
@@ -65,7 +65,7 @@ bool ZelmoDocksetAgent::addNotifyIcon() {
     notifyIcon_.uCallbackMessage = AGENT_MSG_NOTIFY_ICON;
     UuidCreate(&notifyIcon_.guidItem);
     if (!copyText(notifyIcon_.szTip, W("Zelmo Dockset"))) {
-        logLine("StringCchCopy szTip failed.");
+        base::logLine("StringCchCopy szTip failed.");
         return false;
     }
     bool ownsIcon = false;
@@ -103,15 +103,15 @@ bool ZelmoDocksetAgent::showBalloon(const WideString& title, const WideString& t
     notifyIcon_.uFlags = NIF_INFO | NIF_GUID | NIF_SHOWTIP;
     notifyIcon_.dwInfoFlags = NIIF_INFO | NIIF_RESPECT_QUIET_TIME;
     if (!copyText(notifyIcon_.szInfoTitle, title)) {
-        logLine("StringCchCopy szInfoTitle failed");
+        base::logLine("StringCchCopy szInfoTitle failed");
         return false;
     }
     if (!copyText(notifyIcon_.szInfo, text)) {
-        logLine("StringCchCopy szInfo failed");
+        base::logLine("StringCchCopy szInfo failed");
         return false;
     }
     if (Shell_NotifyIconW(NIM_MODIFY, &notifyIcon_) == FALSE) {
-        logLine("Shell_NotifyIcon(NIM_MODIFY) failed with 0x", base::hexadecimal(GetLastError()));
+        base::logLine("Shell_NotifyIcon(NIM_MODIFY) failed with 0x", base::hexadecimal(GetLastError()));
         return false;
     }
     return true;

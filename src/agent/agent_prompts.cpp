@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "agent/agent.h"
-#include "agent/log.h"
+#include "base/log.h"
 
 namespace agent {
 
@@ -112,14 +112,14 @@ void ZelmoDocksetAgent::closeDownloadPrompt() {
     launcher_->startMainApplication();
     state_ = AgentState::Idle;
     if (!menu_->removeEntry(AGENT_CMD_DOWNLOAD_UPDATE)) {
-        logLine("Failed to disable menu option, download");
+        base::logLine("Failed to disable menu option, download");
     }
 }
 
 void ZelmoDocksetAgent::installDownloadedUpdate() {
     state_ = AgentState::Idle;
     if (!menu_->removeEntry(AGENT_CMD_INSTALL_UPDATE)) {
-        logLine("Failed to disable menu option, update");
+        base::logLine("Failed to disable menu option, update");
     }
     if (updateHandler_) {
         base::UpdateHandler& handler = *updateHandler_;

@@ -4,7 +4,7 @@
 #include <memory>
 #include <type_traits>
 
-#include "agent/log.h"
+#include "base/log.h"
 #include "win32/error.h"
 #include "win32/resource.h"
 
@@ -39,22 +39,22 @@ using Bitmap = std::unique_ptr<Gdiplus::GpBitmap, DisposeImage>;
 PackagedBytes findLogo() {
     HRSRC found = FindResourceW(nullptr, MAKEINTRESOURCEW(logoResource), RT_RCDATA);
     if (found == nullptr) {
-        logLine("Failed to find logo resource, ", GetLastError());
+        base::logLine("Failed to find logo resource, ", GetLastError());
         return {};
     }
     HGLOBAL loaded = LoadResource(nullptr, found);
     if (loaded == nullptr) {
-        logLine("Failed to load logo resource, ", GetLastError());
+        base::logLine("Failed to load logo resource, ", GetLastError());
         return {};
     }
     const void* const bytes = LockResource(loaded);
     if (bytes == nullptr) {
-        logLine("Failed to lock logo resource");
+        base::logLine("Failed to lock logo resource");
         return {};
     }
     const DWORD size = SizeofResource(nullptr, found);
     if (size == 0) {
-        logLine("Failed to get resource size, ", GetLastError());
+        base::logLine("Failed to get resource size, ", GetLastError());
         return {};
     }
     return {bytes, size};
@@ -63,19 +63,19 @@ PackagedBytes findLogo() {
 Stream streamOver(const PackagedBytes& logo) {
     GlobalMemory memory(GlobalAlloc(GMEM_MOVEABLE, logo.size));
     if (!memory) {
-        logLine("Failed to allocate memory for image resource, ", GetLastError());
+        base::logLine("Failed to allocate memory for image resource, ", GetLastError());
         return nullptr;
     }
     void* const target = GlobalLock(memory.get());
     if (target == nullptr) {
-        logLine("Failed to lock global memory");
+        base::logLine("Failed to lock global memory");
         return nullptr;
     }
     std::memcpy(target, logo.bytes, logo.size);
     GlobalUnlock(memory.get());
     IStream* stream = nullptr;
     if (FAILED(CreateStreamOnHGlobal(memory.get(), TRUE, &stream))) {
-        logLine("Failed to allocate stream from global memory");
+        base::logLine("Failed to allocate stream from global memory");
         return nullptr;
     }
     static_cast<void>(memory.release());  // the stream's now
@@ -86,11 +86,11 @@ Bitmap decode(IStream* stream) {
     Gdiplus::GpBitmap* bitmap = nullptr;
     const auto status = Gdiplus::DllExports::GdipCreateBitmapFromStream(stream, &bitmap);
     if (status == Gdiplus::OutOfMemory) {
-        logLine("Failed to allocate bitmap from stream");
+        base::logLine("Failed to allocate bitmap from stream");
         return nullptr;
     }
     if (status != Gdiplus::Ok) {
-        logLine("Failed to load bitmpa from stream");
+        base::logLine("Failed to load bitmpa from stream");
         return nullptr;
     }
     return Bitmap(bitmap);
@@ -107,7 +107,7 @@ HBITMAP loadLogo() {
     }
     HBITMAP result = nullptr;
     if (Gdiplus::DllExports::GdipCreateHBITMAPFromBitmap(bitmap.get(), &result, background) != Gdiplus::Ok) {
-        logLine("Failed to convert GDI+ bitmap into HBITMAP");
+        base::logLine("Failed to convert GDI+ bitmap into HBITMAP");
         return nullptr;
     }
     return result;
@@ -118,7 +118,7 @@ void drawLogo(const DRAWITEMSTRUCT& item, HBITMAP logo) {
     const int height = item.rcItem.bottom - item.rcItem.top;
     HDC memory = CreateCompatibleDC(item.hDC);
     if (memory == nullptr) {
-        logLine("Failed to create compatible device context");
+        base::logLine("Failed to create compatible device context");
         return;
     }
     HGDIOBJ before = SelectObject(memory, logo);

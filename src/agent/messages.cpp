@@ -6,14 +6,14 @@
 #include <string_view>
 #include <vector>
 
-#include "agent/log.h"
+#include "base/directories.h"
 #include "base/language.h"
+#include "base/log.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
 #include "base/text.h"
 #include "base/utf8.h"
-#include "platform/directories.h"
-#include "settings/whole_file.h"
+#include "data/whole_file.h"
 #include "win32/system.h"
 
 namespace agent {
@@ -96,13 +96,13 @@ bool loadMessages(Messages& messages, const boost::filesystem::path& path) {
 bool loadLocalizedMessages(Messages& messages) {
     const auto languages = preferredLanguages();
     if (!languages) {
-        logLine("Failed to get user's preferred UI languages");
+        base::logLine("Failed to get user's preferred UI languages");
         return false;
     }
     const std::string name = "agent-" + base::pickSupportedLanguage(*languages) + ".xml";
-    logLine("getting messages from ", name);
+    base::logLine("getting messages from ", name);
     if (!loadMessages(messages, base::applicationDirectory(base::Resources) / "locales" / name)) {
-        logLine("Failed to load localized messages");
+        base::logLine("Failed to load localized messages");
         return false;
     }
     return true;

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <system_error>
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
 #include "base/working_set.h"
-#include "platform/directories.h"
+#include "data/xml_value.h"
 #include "settings/configuration.h"
-#include "settings/xml_value.h"
 
 namespace device {
 

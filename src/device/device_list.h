@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "settings/value.h"
+#include "data/value.h"
 
 namespace device {
 

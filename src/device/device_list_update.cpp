@@ -4,14 +4,14 @@
 #include <map>
 #include <mutex>
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
+#include "data/whole_file.h"
+#include "data/xml_value.h"
 #include "device/device_list.h"
 #include "net/http_handler.h"
 #include "net/servers.h"
-#include "platform/directories.h"
-#include "settings/whole_file.h"
-#include "settings/xml_value.h"
 
 namespace device {
 

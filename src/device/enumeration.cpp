@@ -7,7 +7,7 @@
 #include <optional>
 #include <span>
 
-#include "agent/log.h"
+#include "base/log.h"
 #include "base/number.h"
 #include "base/text.h"
 #include "win32/com.h"
@@ -79,7 +79,7 @@ private:
 };
 
 void logFailure(const char* text, HRESULT result) {
-    agent::logLine(text, base::hexadecimal(static_cast<std::uint32_t>(result)));
+    base::logLine(text, base::hexadecimal(static_cast<std::uint32_t>(result)));
 }
 
 Manager createManager() {
@@ -172,7 +172,7 @@ ConnectedDeviceSet enumerateDevices(const List& list) {
     }
     DevicePaths paths(count);
     if (!paths.allocated()) {
-        agent::logLine("! Failed to allocate memory for PWSTR array");
+        base::logLine("! Failed to allocate memory for PWSTR array");
         return {};
     }
     if (const HRESULT result = paths.fillFrom(*manager); FAILED(result)) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "agent/log.h"
+#include "base/log.h"
 #include "base/number.h"
 #include "device/device_filter_handler.h"
 #include "device/enumeration.h"
@@ -43,7 +43,7 @@ void startOnArrival(const std::shared_ptr<dockset::AppSettings>& settings) {
 
 void scannerMain(ScannerContext& context) {
     if (const HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED); FAILED(result)) {
-        agent::logLine("CoInitializeEx failed hr = 0x", base::hexadecimal(static_cast<std::uint32_t>(result)));
+        base::logLine("CoInitializeEx failed hr = 0x", base::hexadecimal(static_cast<std::uint32_t>(result)));
         return;
     }
     readConfiguration(context.settings);

@@ -3,8 +3,8 @@
 
 #include <functional>
 
+#include "cache/file_cache.h"
 #include "net/http_request.h"
-#include "settings/file_cache.h"
 
 namespace base {
 

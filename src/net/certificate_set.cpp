@@ -1,7 +1,7 @@
 #include "net/certificate_set.h"
 
+#include "base/directories.h"
 #include "net/url.h"
-#include "platform/directories.h"
 
 namespace base {
 

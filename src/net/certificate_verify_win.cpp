@@ -6,8 +6,8 @@
 
 #include "base/log_receiver.h"
 #include "base/paths.h"
+#include "data/whole_file.h"
 #include "net/usage_event.h"
-#include "settings/whole_file.h"
 #include "win32/kernel.h"
 
 namespace base {

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "base/paths.h"
+#include "data/whole_file.h"
 #include "net/public_key.h"
 #include "net/system_stores.h"
-#include "settings/whole_file.h"
 
 namespace base {
 

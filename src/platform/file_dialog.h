@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "settings/value.h"
+#include "data/value.h"
 #include "win32/types.h"
 
 namespace dockset {

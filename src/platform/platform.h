@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "cache/file_cache.h"
 #include "net/http_provider.h"
 #include "platform/file_dialog.h"
 #include "platform/storage_info.h"
-#include "settings/file_cache.h"
 #include "win32/types.h"
 
 namespace dockset {

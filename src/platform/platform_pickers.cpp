@@ -4,10 +4,10 @@
 #include <map>
 #include <memory>
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/number.h"
 #include "base/paths.h"
-#include "platform/directories.h"
 #include "platform/platform_win32.h"
 #include "win32/dialog.h"
 #include "win32/file.h"

@@ -3,9 +3,9 @@
 #include <cstring>
 #include <vector>
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/text.h"
-#include "platform/directories.h"
 #include "platform/os_version.h"
 #include "platform/platform_win32.h"
 #include "win32/file.h"

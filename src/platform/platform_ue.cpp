@@ -3,12 +3,12 @@
 #include <array>
 #include <boost/filesystem/operations.hpp>
 
+#include "base/directories.h"
 #include "base/handle.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
 #include "net/system_proxy.h"
 #include "net/usage_event.h"
-#include "platform/directories.h"
 #include "platform/platform.h"
 #include "platform/ue_registry.h"
 #include "platform/ue_service.h"

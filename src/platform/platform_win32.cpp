@@ -1,10 +1,10 @@
 #include "platform/platform_win32.h"
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
 #include "base/string_table.h"
-#include "platform/directories.h"
-#include "settings/whole_file.h"
+#include "data/whole_file.h"
 
 namespace dockset {
 

@@ -9,7 +9,7 @@
 
 #include "platform/platform.h"
 #include "platform/platform_ue.h"
-#include "settings/sleep_lock.h"
+#include "platform/sleep_lock.h"
 
 namespace dockset {
 

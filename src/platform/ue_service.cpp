@@ -3,9 +3,9 @@
 #include <optional>
 #include <sstream>
 
-#include "agent/pipe_client.h"
 #include "base/log_receiver.h"
 #include "base/object_names.h"
+#include "base/pipe_client.h"
 #include "base/text.h"
 #include "win32/kernel.h"
 
@@ -30,12 +30,12 @@ std::optional<Reply> parseReply(const WideString& reply) {
 }
 
 bool send(const WideString& message, WideString& reply) {
-    return agent::sendPipeMessage(base::servicePipeName, message, &reply);
+    return base::sendPipeMessage(base::servicePipeName, message, &reply);
 }
 
 WideString composeRequest(const WideString& installerPath, const WideString& servicePath) {
     const WideString quote = W("\"");
-    return agent::updateEngineDriverInstallMessage + (W(" ") + quote) + installerPath + quote + W(" ") + quote +
+    return base::updateEngineDriverInstallMessage + (W(" ") + quote) + installerPath + quote + W(" ") + quote +
            servicePath + quote;
 }
 
@@ -48,7 +48,7 @@ UEServiceResult refused(const WideString& reply) {
 
 UEServiceResult finished(const WideString& reply) {
     const auto parsed = parseReply(reply);
-    if (!parsed || parsed->word != base::narrow(agent::successReply)) {
+    if (!parsed || parsed->word != base::narrow(base::successReply)) {
         log("Unexpected response from service.");
         return {false, "PipeMessagePollUnexpected"};
     }
@@ -64,11 +64,11 @@ UEServiceResult awaitResult() {
     constexpr DWORD pause = 5'000;
     for (int round = 0; round < rounds; ++round) {
         WideString reply;
-        if (!send(agent::updateEnginePollResultMessage, reply)) {
+        if (!send(base::updateEnginePollResultMessage, reply)) {
             log("Failed to send poll result message.");
             return {false, "PipeMessagePollResult"};
         }
-        if (reply != agent::failureReply) {
+        if (reply != base::failureReply) {
             return finished(reply);
         }
         log("Service failed to get result of Update Engine install.");
@@ -85,10 +85,10 @@ UEServiceResult installByService(const WideString& installerPath, const WideStri
         log("Failed to send install message.");
         return {false, "PipeMessageResult"};
     }
-    if (reply.starts_with(agent::failureReply)) {
+    if (reply.starts_with(base::failureReply)) {
         return refused(reply);
     }
-    return reply == agent::successReply ? awaitResult() : UEServiceResult{false, "PipeMessageUnexpected"};
+    return reply == base::successReply ? awaitResult() : UEServiceResult{false, "PipeMessageUnexpected"};
 }
 
 }  // namespace dockset

@@ -3,16 +3,16 @@
 #include <atomic>
 #include <string>
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
-#include "platform/directories.h"
+#include "data/data_file.h"
+#include "data/json_value.h"
+#include "data/whole_file.h"
 #include "settings/autostart.h"
 #include "settings/configuration.h"
-#include "settings/data_file.h"
-#include "settings/json_value.h"
 #include "settings/settings_merge.h"
 #include "settings/settings_mutex.h"
-#include "settings/whole_file.h"
 #include "win32/identifier.h"
 
 namespace dockset {

@@ -8,7 +8,7 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include "settings/value.h"
+#include "data/value.h"
 
 namespace dockset {
 

@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
-#include "platform/directories.h"
 #include "win32/registry.h"
 
 namespace dockset {

@@ -1,7 +1,7 @@
 #include "settings/configuration.h"
 
 #include "base/text.h"
-#include "settings/whole_file.h"
+#include "data/whole_file.h"
 
 namespace data {
 

@@ -1,7 +1,7 @@
 // The configuration file zd-config.xml: read, never written.
 #pragma once
 
-#include "settings/value.h"
+#include "data/value.h"
 #include "win32/types.h"
 
 namespace data {

@@ -1,7 +1,7 @@
 // What may stand in app_settings.json, and how a stored object is taken over.
 #pragma once
 
-#include "settings/value.h"
+#include "data/value.h"
 
 namespace dockset {
 

@@ -6,12 +6,12 @@
 #include <optional>
 #include <string>
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
-#include "platform/directories.h"
-#include "settings/data_file.h"
-#include "settings/json_value.h"
-#include "settings/whole_file.h"
+#include "data/data_file.h"
+#include "data/json_value.h"
+#include "data/whole_file.h"
 #include "update/registry_version.h"
 #include "win32/shell.h"
 

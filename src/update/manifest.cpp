@@ -7,9 +7,9 @@
 
 #include "base/log_receiver.h"
 #include "base/paths.h"
+#include "data/whole_file.h"
+#include "data/xml_value.h"
 #include "net/certificate_set.h"
-#include "settings/whole_file.h"
-#include "settings/xml_value.h"
 #include "update/signature.h"
 
 namespace base {

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "data/value.h"
 #include "net/http_request.h"
 #include "net/result_code.h"
-#include "settings/value.h"
 
 namespace base {
 

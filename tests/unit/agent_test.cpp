@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "agent/log.h"
 #include "agent/main_loop.h"
+#include "base/log.h"
 #include "base/object_names.h"
 #include "captured_log.h"
 #include "manifests.h"
@@ -114,7 +114,7 @@ protected:
     tests::EnvironmentSetting noBus_{"DBUS_SESSION_BUS_ADDRESS", nullptr};
     tests::EnvironmentSetting noDisplay_{"DISPLAY", nullptr};
     tests::CapturedLog moduleLog_;
-    std::shared_ptr<agent::Log> log_ = agent::createLog();
+    std::shared_ptr<base::Log> log_ = base::createLog();
     std::shared_ptr<agent::ZelmoDocksetAgent> agent_ = agent::ZelmoDocksetAgent::create();
 };
 

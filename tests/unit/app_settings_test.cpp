@@ -10,7 +10,7 @@
 #include "base/handle.h"
 #include "base/object_names.h"
 #include "captured_log.h"
-#include "settings/json_value.h"
+#include "data/json_value.h"
 #include "settings/settings_merge.h"
 #include "temp_session.h"
 #include "win32/mutex.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "settings/json_value.h"
+#include "data/json_value.h"
 #include "temp_directory.h"
 
 namespace {

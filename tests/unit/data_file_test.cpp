@@ -1,4 +1,4 @@
-#include "settings/data_file.h"
+#include "data/data_file.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <string>
 
-#include "settings/xml_value.h"
+#include "data/xml_value.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/directories.h"
+#include "base/directories.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/log.h"
+#include "base/log.h"
 #include "device/scanner.h"
 #include "temp_session.h"
 #include "win32/com.h"
@@ -49,7 +49,7 @@ protected:
     }
 
     tests::TempSession session_;
-    std::shared_ptr<agent::Log> log_ = agent::createLog();
+    std::shared_ptr<base::Log> log_ = base::createLog();
 };
 
 TEST_F(EnumerationTest, LogsALastingFailureOfTheManagerOnce) {

@@ -1,4 +1,4 @@
-#include "settings/file_cache.h"
+#include "cache/file_cache.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@
 #include "base/object_names.h"
 #include "base/paths.h"
 #include "captured_log.h"
-#include "settings/whole_file.h"
+#include "data/whole_file.h"
 #include "temp_session.h"
 #include "win32/error.h"
 #include "win32/mutex.h"

@@ -11,12 +11,12 @@
 #include <set>
 #include <thread>
 
+#include "base/directories.h"
 #include "captured_log.h"
 #include "certificates.h"
 #include "fault_server.h"
 #include "manifests.h"
 #include "net/installed_pins.h"
-#include "platform/directories.h"
 #include "temp_session.h"
 #include "update/launcher.h"
 #include "update/update_handler.h"

@@ -1,10 +1,10 @@
-#include "settings/json_value.h"
+#include "data/json_value.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "settings/whole_file.h"
+#include "data/whole_file.h"
 #include "temp_directory.h"
 
 namespace {

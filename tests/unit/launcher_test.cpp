@@ -6,8 +6,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "base/directories.h"
 #include "captured_log.h"
-#include "platform/directories.h"
 #include "temp_session.h"
 #include "win32/error.h"
 #include "win32/script.h"

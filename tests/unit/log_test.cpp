@@ -1,4 +1,4 @@
-#include "agent/log.h"
+#include "base/log.h"
 
 #include <gtest/gtest.h>
 
@@ -42,11 +42,11 @@ protected:
 
 TEST_F(LogTest, NamesItsFileByTheClockAndWritesBothForms) {
     win32::script::answerClock([] { return 133590294157654321ULL; });
-    const auto log = agent::createLog();
+    const auto log = base::createLog();
     EXPECT_EQ(onlyFile(logDirectory()), logDirectory() + "/agent_log_2024_05_01T09_30_15Z.txt");
-    agent::logLine("direct ", 7U, std::string("."));
+    base::logLine("direct ", 7U, std::string("."));
     {
-        const auto receiver = std::make_shared<agent::AgentLogReceiver>(log);
+        const auto receiver = std::make_shared<base::AgentLogReceiver>(log);
         base::globalLogReceiver().publish(receiver);
         base::logMessage("agent", "x");
     }
@@ -59,20 +59,20 @@ TEST_F(LogTest, NamesItsFileByTheClockAndWritesBothForms) {
 
 TEST_F(LogTest, TakesTheFixedStampForATimeThatIsNoDate) {
     win32::script::answerClock([] { return 1ULL << 63U; });
-    const auto log = agent::createLog();
+    const auto log = base::createLog();
     EXPECT_EQ(onlyFile(logDirectory()), logDirectory() + "/agent_log_1970_01_01T00_00_01Z.txt");
 }
 
 TEST_F(LogTest, WritesNothingWhereItsFileCantBeOpened) {
     boost::filesystem::create_directories(session_.path() / "home/Documents/Tavrin");
     std::ofstream(session_.path() / "home/Documents/Tavrin/Zelmo Dockset") << "in the way";
-    const auto log = agent::createLog();
-    agent::logLine("goes nowhere");
+    const auto log = base::createLog();
+    base::logLine("goes nowhere");
     EXPECT_NE(log, nullptr);
 }
 
 TEST_F(LogTest, KeepsLinesOfManyThreadsWholeAndInTime) {
-    const auto log = agent::createLog();
+    const auto log = base::createLog();
     constexpr int threadCount = 4;
     constexpr int lineCount = 200;
     std::vector<std::thread> threads;

@@ -4,11 +4,11 @@
 
 #include <boost/filesystem.hpp>
 
-#include "agent/log.h"
 #include "base/language.h"
+#include "base/log.h"
 #include "base/text.h"
 #include "captured_log.h"
-#include "settings/whole_file.h"
+#include "data/whole_file.h"
 #include "temp_session.h"
 #include "win32/script.h"
 

@@ -1,4 +1,4 @@
-#include "agent/pipe_client.h"
+#include "base/pipe_client.h"
 
 #include <gtest/gtest.h>
 
@@ -61,7 +61,7 @@ TEST_F(PipeClientTest, SendsOneMessageAndReadsTheReply) {
     const WideString answer = W("SUCCESS \u20AC");
     Server server(&answer);
     WideString reply;
-    EXPECT_TRUE(agent::sendPipeMessage(pipeName, W("QUIT"), &reply));
+    EXPECT_TRUE(base::sendPipeMessage(pipeName, W("QUIT"), &reply));
     EXPECT_EQ(reply, answer);
     EXPECT_EQ(server.request(), WideString(W("QUIT")) + WCHAR{0});
     EXPECT_EQ(log_.take(),
@@ -73,7 +73,7 @@ TEST_F(PipeClientTest, JoinsAReplyThatIsLongerThanItsBuffer) {
         const WideString answer(length, W('x'));
         Server server(&answer);
         WideString reply;
-        EXPECT_TRUE(agent::sendPipeMessage(pipeName, W("Q"), &reply));
+        EXPECT_TRUE(base::sendPipeMessage(pipeName, W("Q"), &reply));
         EXPECT_EQ(reply, answer);
         EXPECT_EQ(log_.take().size(), 1 + length / 4096 + 1);
         server.request();
@@ -81,18 +81,18 @@ TEST_F(PipeClientTest, JoinsAReplyThatIsLongerThanItsBuffer) {
     const WideString empty;
     Server server(&empty);
     WideString reply = W("before");
-    EXPECT_TRUE(agent::sendPipeMessage(pipeName, W("Q"), &reply));
+    EXPECT_TRUE(base::sendPipeMessage(pipeName, W("Q"), &reply));
     EXPECT_EQ(reply, W(""));
     EXPECT_EQ(log_.take().back(), "base ");
 }
 
 TEST_F(PipeClientTest, ReportsWhatFails) {
     WideString reply = W("before");
-    EXPECT_FALSE(agent::sendPipeMessage(pipeName, W("QUIT"), &reply));
+    EXPECT_FALSE(base::sendPipeMessage(pipeName, W("QUIT"), &reply));
     EXPECT_EQ(log_.take(), Lines{"base Could not open pipe, 2"});
     {
         Server server(nullptr);
-        EXPECT_FALSE(agent::sendPipeMessage(pipeName, W("QUIT"), &reply));
+        EXPECT_FALSE(base::sendPipeMessage(pipeName, W("QUIT"), &reply));
         const std::string line = log_.take().back();
         EXPECT_TRUE(line == "base ReadFile from pipe failed. 109" || line == "base ReadFile from pipe failed. 233");
     }
@@ -103,7 +103,7 @@ TEST_F(PipeClientTest, ReportsWhatFails) {
           std::pair{"WriteFile", "base WriteFile to pipe failed. 5"}}) {
         Server server(&answer);
         win32::script::failNext(operation, ERROR_ACCESS_DENIED);
-        EXPECT_FALSE(agent::sendPipeMessage(pipeName, W("QUIT"), &reply));
+        EXPECT_FALSE(base::sendPipeMessage(pipeName, W("QUIT"), &reply));
         EXPECT_EQ(log_.take(), Lines{line});
     }
 }
@@ -113,11 +113,11 @@ TEST_F(PipeClientTest, WaitsForABusyPipeAndGivesUpWhenThatTimesOut) {
     {
         Server server(&answer);
         win32::script::failNext("CreateFileW", ERROR_PIPE_BUSY);
-        EXPECT_TRUE(agent::sendPipeMessage(pipeName, W("QUIT"), nullptr));
+        EXPECT_TRUE(base::sendPipeMessage(pipeName, W("QUIT"), nullptr));
     }
     log_.take();
     win32::script::failNext("CreateFileW", ERROR_PIPE_BUSY);
     win32::script::failNext("WaitNamedPipeW", ERROR_SEM_TIMEOUT);
-    EXPECT_FALSE(agent::sendPipeMessage(pipeName, W("QUIT"), nullptr));
+    EXPECT_FALSE(base::sendPipeMessage(pipeName, W("QUIT"), nullptr));
     EXPECT_EQ(log_.take(), Lines{"base Could not open pipe: 20 second wait timed out."});
 }

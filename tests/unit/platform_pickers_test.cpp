@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "captured_log.h"
+#include "data/json_value.h"
+#include "data/whole_file.h"
 #include "platform/platform_win32.h"
-#include "settings/json_value.h"
-#include "settings/whole_file.h"
 #include "temp_session.h"
 #include "win32/com.h"
 #include "win32/error.h"

@@ -11,9 +11,9 @@
 #include <iterator>
 #include <thread>
 
+#include "base/directories.h"
 #include "captured_log.h"
 #include "manifests.h"
-#include "platform/directories.h"
 #include "temp_session.h"
 #include "update/check_rhythm.h"
 #include "update/installer_check.h"

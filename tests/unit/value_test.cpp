@@ -1,4 +1,4 @@
-#include "settings/value.h"
+#include "data/value.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "settings/xml_value.h"
+#include "data/xml_value.h"
 #include "temp_directory.h"
 #include "xml/xml_reader.h"
 

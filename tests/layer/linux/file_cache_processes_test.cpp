@@ -5,8 +5,8 @@
 #include <memory>
 #include <random>
 
+#include "cache/file_cache.h"
 #include "layer/linux/child_process.h"
-#include "settings/file_cache.h"
 #include "temp_session.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "layer/linux/private_bus.h"
-#include "linux/file_chooser.h"
+#include "linux/desktop/file_chooser.h"
 #include "temp_session.h"
 #include "win32/dialog.h"
 #include "win32/file.h"

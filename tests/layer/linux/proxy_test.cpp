@@ -13,7 +13,7 @@
 #include "base/text.h"
 #include "fault_server.h"
 #include "layer/linux/child_process.h"
-#include "linux/spawn.h"
+#include "linux/processes/spawn.h"
 #include "temp_session.h"
 #include "win32/resource.h"
 #include "win32/script.h"

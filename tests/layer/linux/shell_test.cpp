@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "linux/command_line.h"
+#include "linux/processes/command_line.h"
 #include "temp_session.h"
 #include "win32/kernel.h"
 #include "win32/registry.h"

@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "settings/data_file.h"
-#include "settings/value.h"
+#include "data/data_file.h"
+#include "data/value.h"
 
 namespace data {
 

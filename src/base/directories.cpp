@@ -1,4 +1,4 @@
-#include "platform/directories.h"
+#include "base/directories.h"
 
 #include <array>
 #include <boost/filesystem/operations.hpp>

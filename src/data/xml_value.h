@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-#include "settings/value.h"
+#include "data/value.h"
 
 namespace data {
 

@@ -1,4 +1,4 @@
-#include "settings/value.h"
+#include "data/value.h"
 
 #include <array>
 #include <charconv>
@@ -15,7 +15,7 @@ constexpr int maximumRecursion = 64;
 
 // Children taken out of their parents, to be destroyed level by level.
 struct Orphans {
-    std::vector<RareList<Value>> items;
+    std::vector<OptionalList<Value>> items;
     std::vector<Value::Members> members;
 
     void adopt(Value& parent) {
@@ -30,7 +30,7 @@ struct Orphans {
     void destroy() {
         while (!items.empty() || !members.empty()) {
             if (!items.empty()) {
-                RareList<Value> level = std::move(items.back());
+                OptionalList<Value> level = std::move(items.back());
                 items.pop_back();
                 for (Value& item : level) {
                     adopt(item);

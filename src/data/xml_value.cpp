@@ -1,4 +1,4 @@
-#include "settings/xml_value.h"
+#include "data/xml_value.h"
 
 #include <string>
 #include <utility>

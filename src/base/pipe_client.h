@@ -6,7 +6,7 @@
 
 #include "win32/types.h"
 
-namespace agent {
+namespace base {
 
 // Requests to the main application.
 inline constexpr const WCHAR* quitMessage = W("QUIT");
@@ -29,4 +29,4 @@ inline constexpr const WCHAR* failureReply = W("FAILURE");
 // Waits 20 seconds at a time for a busy pipe, and for the reply as long as the server keeps the pipe open. Any thread.
 bool sendPipeMessage(const WideString& pipeName, const WideString& message, WideString* reply);
 
-}  // namespace agent
+}  // namespace base

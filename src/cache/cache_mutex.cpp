@@ -1,4 +1,4 @@
-#include "settings/cache_mutex.h"
+#include "cache/cache_mutex.h"
 
 #include "base/log_receiver.h"
 #include "win32/kernel.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "settings/cache_mutex.h"
+#include "cache/cache_mutex.h"
 
 namespace dockset {
 

@@ -1,14 +1,14 @@
-#include "agent/log.h"
+#include "base/log.h"
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
 #include <iomanip>
 #include <sstream>
 
-#include "platform/directories.h"
+#include "base/directories.h"
 #include "win32/kernel.h"
 
-namespace agent {
+namespace base {
 
 namespace {
 
@@ -62,4 +62,4 @@ std::shared_ptr<Log> createLog() {
     return log;
 }
 
-}  // namespace agent
+}  // namespace base

@@ -13,8 +13,8 @@
 #include <string_view>
 #include <utility>
 
-#include "settings/rare.h"
-#include "settings/rare_list.h"
+#include "data/optional_list.h"
+#include "data/optional_part.h"
 
 namespace data {
 
@@ -77,11 +77,11 @@ public:
     std::int64_t integer = 0;
     double real = 0;
     std::string text;
-    RareList<Value> items;
+    OptionalList<Value> items;
     Members members;
     // The XML attributes of the element, and the comment that stood before it.
-    Rare<Attributes> attributes;
-    Rare<std::string> comment;
+    OptionalPart<Attributes> attributes;
+    OptionalPart<std::string> comment;
 
 private:
     bool hasChildren() const { return !items.empty() || !members.empty(); }

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "settings/data_file.h"
-#include "settings/value.h"
+#include "data/data_file.h"
+#include "data/value.h"
 #include "win32/types.h"
 
 namespace data {

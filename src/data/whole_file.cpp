@@ -1,10 +1,10 @@
-#include "settings/whole_file.h"
+#include "data/whole_file.h"
 
 #include <cstddef>
 
-#include "settings/data_file.h"
-#include "settings/json_value.h"
-#include "settings/xml_value.h"
+#include "data/data_file.h"
+#include "data/json_value.h"
+#include "data/xml_value.h"
 
 namespace data {
 

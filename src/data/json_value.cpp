@@ -1,4 +1,4 @@
-#include "settings/json_value.h"
+#include "data/json_value.h"
 
 #include <jansson.h>
 
@@ -89,7 +89,7 @@ private:
     struct Open {
         const Value* container;
         Value::Members::const_iterator member;
-        RareList<Value>::const_iterator item;
+        OptionalList<Value>::const_iterator item;
         bool isObject() const { return container->type == ValueType::Object; }
         bool isDone() const { return isObject() ? member == container->members.end() : item == container->items.end(); }
     };

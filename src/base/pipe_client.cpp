@@ -1,4 +1,4 @@
-#include "agent/pipe_client.h"
+#include "base/pipe_client.h"
 
 #include <array>
 #include <sstream>
@@ -11,7 +11,7 @@
 #include "win32/kernel.h"
 #include "win32/pipe.h"
 
-namespace agent {
+namespace base {
 
 namespace {
 
@@ -97,4 +97,4 @@ bool sendPipeMessage(const WideString& pipeName, const WideString& message, Wide
     return true;
 }
 
-}  // namespace agent
+}  // namespace base

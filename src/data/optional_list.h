@@ -5,12 +5,12 @@
 #include <list>
 #include <utility>
 
-#include "settings/rare.h"
+#include "data/optional_part.h"
 
 namespace data {
 
 template <typename T>
-class RareList {
+class OptionalList {
 public:
     using iterator = typename std::list<T>::iterator;
     using const_iterator = typename std::list<T>::const_iterator;
@@ -31,10 +31,10 @@ public:
         return list_.make().emplace_back(std::forward<Arguments>(arguments)...);
     }
     void clear() { list_ = {}; }
-    void swap(RareList& other) noexcept { std::swap(list_, other.list_); }
+    void swap(OptionalList& other) noexcept { std::swap(list_, other.list_); }
 
 private:
-    Rare<std::list<T>> list_;
+    OptionalPart<std::list<T>> list_;
 };
 
 }  // namespace data

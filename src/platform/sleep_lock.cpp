@@ -1,4 +1,4 @@
-#include "settings/sleep_lock.h"
+#include "platform/sleep_lock.h"
 
 #include "base/log_receiver.h"
 #include "base/number.h"

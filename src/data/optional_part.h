@@ -8,16 +8,16 @@
 namespace data {
 
 template <typename T>
-class Rare {
+class OptionalPart {
 public:
-    Rare() = default;
-    Rare(const Rare& other) : part_(other.part_ ? std::make_unique<T>(*other.part_) : nullptr) {}
-    Rare(Rare&& other) noexcept = default;
-    Rare& operator=(Rare other) noexcept {
+    OptionalPart() = default;
+    OptionalPart(const OptionalPart& other) : part_(other.part_ ? std::make_unique<T>(*other.part_) : nullptr) {}
+    OptionalPart(OptionalPart&& other) noexcept = default;
+    OptionalPart& operator=(OptionalPart other) noexcept {
         part_ = std::move(other.part_);
         return *this;
     }
-    ~Rare() = default;
+    ~OptionalPart() = default;
 
     const T& operator*() const { return part_ ? *part_ : empty(); }
     const T* operator->() const { return &**this; }

@@ -1,4 +1,4 @@
-#include "settings/file_cache.h"
+#include "cache/file_cache.h"
 
 #include <openssl/sha.h>
 
@@ -10,13 +10,13 @@
 #include <string_view>
 #include <utility>
 
+#include "base/directories.h"
 #include "base/log_receiver.h"
 #include "base/object_names.h"
 #include "base/paths.h"
-#include "platform/directories.h"
-#include "settings/data_file.h"
-#include "settings/json_value.h"
-#include "settings/whole_file.h"
+#include "data/data_file.h"
+#include "data/json_value.h"
+#include "data/whole_file.h"
 #include "win32/identifier.h"
 
 namespace base {

@@ -15,7 +15,7 @@
 
 #include "base/log_receiver.h"
 
-namespace agent {
+namespace base {
 
 class Log {
 public:
@@ -73,4 +73,4 @@ void logLine(const Parts&... parts) {
     }
 }
 
-}  // namespace agent
+}  // namespace base
