@@ -35,10 +35,10 @@ def agent_memory(network, address, authority):
         lay_pins(home, authority.public_key("intermediate"))
         agent = home.adopt(NetworkAgent(home, network.enter(address, [authority.root])))
         agent.wait_until_listening()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         before = proportional_memory(agent.process.pid)
         agent.wait_for_line("DeviceFilterHandler Next update in 24 hours.", seconds=30)
-        agent.wait_for_look()
+        agent.wait_for_scan()
         after = proportional_memory(agent.process.pid)
         agent.stop()
     return {"before": before, "after": after}

@@ -121,7 +121,7 @@ def arrival_row(pass_seconds):
     phones = Phones()
     with Home(phones) as home:
         agent = home.start_agent()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         for number in range(ARRIVALS):
             time.sleep(random.uniform(0, PERIOD))
             phones.plug(f"1-{number + 1}", serial=f"SERIAL{number}")
@@ -129,7 +129,7 @@ def arrival_row(pass_seconds):
             agent.wait_for_line(LAUNCH, number + 1)
             waits.append(time.monotonic() - begin)
             # An arrival in the same look as the one before would start nothing of its own.
-            agent.wait_for_look()
+            agent.wait_for_scan()
         agent.stop()
     bound = PERIOD + SLEEP_GRAIN + pass_seconds + POLL
     return row(f"a phone's arrival to the start of the application, the worst of {ARRIVALS}; the scanner's period",
@@ -274,7 +274,7 @@ def idle_rows(seconds):
         wait_for("the first pass over the device lists", lambda: any("Next update in" in line for line in agent.lines()))
         loop = subprocess.Popen([BUILD / "bench_idle_loop"], env=own_environment())
         try:
-            agent.wait_for_look()
+            agent.wait_for_scan()
             pids = (agent.process.pid, loop.pid)
             before = [Usage(pid) for pid in pids]
             begin = time.monotonic()

@@ -18,7 +18,7 @@
 #include "net/installed_pins.h"
 #include "net/system_proxy.h"
 #include "settings/app_settings.h"
-#include "update/check_rhythm.h"
+#include "update/check_schedule.h"
 #include "update/http_downloader.h"
 #include "update/installer_check.h"
 #include "update/manifest.h"
@@ -48,7 +48,7 @@ void stopScanner(device::ScannerContext& context, std::thread& scanner) {
 }
 
 std::unique_ptr<base::UpdateHandler> makeUpdateHandler(const std::shared_ptr<dockset::AppSettings>& settings) {
-    return std::make_unique<base::UpdateHandler>(base::UpdateMeans{
+    return std::make_unique<base::UpdateHandler>(base::UpdateDependencies{
         .downloader = std::make_shared<base::HttpDownloader>(base::manifestLimit),
         .installerDownloader = std::make_shared<base::HttpDownloader>(base::installerLimit),
         .launcher = std::make_shared<base::LauncherWin>(),
@@ -62,7 +62,7 @@ std::int32_t runAgent(agent::ZelmoDocksetAgent& zelmoDocksetAgent) {
     device::ScannerContext context;
     context.settings = dockset::AppSettings::instance();
     std::thread scanner([&context] { device::scannerMain(context); });
-    zelmoDocksetAgent.startUpdates(makeUpdateHandler(context.settings), base::updateCheckRhythm(*context.settings));
+    zelmoDocksetAgent.startUpdates(makeUpdateHandler(context.settings), base::updateCheckSchedule(*context.settings));
     base::logLine("Started listening for devices");
     const std::int32_t exitCode = agent::runMainLoop(zelmoDocksetAgent);
     if (!base::sendPipeMessage(base::applicationPipeName, base::quitMessage, nullptr)) {

@@ -131,13 +131,13 @@ std::string sign(const Bytes& data, const Key& key) {
 }
 
 // Where the line of the signature goes: behind the start tag of the root element, and its line feed if it has one.
-std::size_t placeForSignature(const std::string& text) {
+std::size_t signatureOffset(const std::string& text) {
     const std::size_t root = text.find("<manifest>");
     if (root == std::string::npos) {
         throw Failure(notGood, "there is no <manifest>");
     }
-    const std::size_t place = root + std::string("<manifest>").size();
-    return place < text.size() && text[place] == '\n' ? place + 1 : place;
+    const std::size_t offset = root + std::string("<manifest>").size();
+    return offset < text.size() && text[offset] == '\n' ? offset + 1 : offset;
 }
 
 // Why a signature doesn't hold, as far as the line that it stands in tells; empty if that is in order.
@@ -286,7 +286,7 @@ ExitCode signManifest(const std::string& keyPath, const std::string& path) {
                                    "take it out, and it is put in anew");
     }
     const std::string line = "  " + (opening + sign(bytesOf(text), key)) + closing + "\n";
-    text.insert(placeForSignature(text), line);
+    text.insert(signatureOffset(text), line);
     verified(path, bytesOf(text), publicPartOf(key));
     replace(path, text);
     return good;

@@ -17,18 +17,34 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 FLOORS = {
     "win32/": 0,
     "src/base/": 1,
-    "src/platform/directories": 2,
-    "src/settings/data_file": 2,
-    "src/agent/log": 2,
-    "src/agent/pipe_client": 2,
-    "src/xml/": 3,
-    "src/settings/": 3,
-    "src/net/": 4,
-    "src/platform/": 5,
-    "src/update/": 6,
-    "src/device/": 7,
-    "src/agent/": 8,
-    "src/main.cpp": 9,
+    "src/xml/": 2,
+    "src/data/": 3,
+    "src/settings/": 4,
+    "src/cache/": 4,
+    "src/net/": 5,
+    "src/platform/": 6,
+    "src/update/": 7,
+    "src/device/": 8,
+    "src/agent/": 9,
+    "src/main.cpp": 10,
+}
+
+# The rooms of the layer on Linux, and the other rooms that each may include.
+LAYER = "win32/linux/"
+ROOMS = {
+    "support": (),
+    "kernel": ("support",),
+    "drawing": ("support", "kernel"),
+    "windows": ("support", "drawing"),
+    "desktop": ("support", "windows", "drawing"),
+    "pipes": ("support", "kernel"),
+    "files": ("support", "kernel", "pipes"),
+    "processes": ("support", "kernel"),
+    "registry": ("support", "kernel", "processes"),
+    "devices": ("support", "kernel"),
+    "network": ("support", "kernel", "processes"),
+    "system": ("support", "kernel"),
+    "shell": ("support", "kernel", "processes", "devices", "desktop"),
 }
 
 SYSTEM_HEADERS = re.compile(
@@ -54,6 +70,10 @@ def floor_of(name):
     return FLOORS[max(matches, key=len)] if matches else None
 
 
+def room_of(name):
+    return name.removeprefix(LAYER).split("/")[0] if name.startswith(LAYER) else None
+
+
 def resolve(include):
     for folder in ("src", "win32/include", "win32"):
         if (ROOT / folder / include).exists():
@@ -67,6 +87,16 @@ def include_graph():
         includes = (resolve(name) for name in INCLUDE.findall(path.read_text()))
         graph[name_of(path)] = [name for name in includes if name]
     return graph
+
+
+def modules(graph):
+    """The graph with a header and the source of the same name as one."""
+    result = {}
+    for name, targets in graph.items():
+        module = name.rsplit(".", 1)[0]
+        folded = {target.rsplit(".", 1)[0] for target in targets}
+        result.setdefault(module, set()).update(folded - {module})
+    return result
 
 
 def rings(graph):
@@ -88,6 +118,19 @@ def rings(graph):
             yield from visit(name)
 
 
+def broken_room_rules(name, target):
+    room, other = room_of(name), room_of(target)
+    if other is None:
+        return
+    if room is None:
+        yield f"{name}: includes the inside of the layer, {target}: include a header of win32/include/win32"
+    elif room not in ROOMS:
+        yield f"{name}: {room} is no room: move the file into one, or enter the new room in ROOMS ({__file__})"
+    elif other != room and other not in ROOMS[room]:
+        yield (f"{name}: the room {room} may not include {other} ({target}): move what both need into a room below "
+               "both, or let the lower room declare an interface that the upper one implements, as windows/presenter.h")
+
+
 def broken_rules():
     graph = include_graph()
     for name, targets in graph.items():
@@ -95,11 +138,10 @@ def broken_rules():
             if floor_of(name) is None:
                 yield f"{name}: stands on no floor"
             elif floor_of(target) > floor_of(name):
-                yield f"{name}: includes upward, {target}"
-            if target.startswith("win32/linux/") and not name.startswith("win32/linux/"):
-                yield f"{name}: includes the inside of the layer, {target}"
-    for ring in rings(graph):
-        yield f"include ring: {ring}"
+                yield f"{name}: includes upward, {target}: move what is needed down, or hand it in from above"
+            yield from broken_room_rules(name, target)
+    for ring in rings(modules(graph)):
+        yield f"include ring: {ring}: take what both ends need out into a file of its own"
     for path in sources("src", "suite", "win32/include", "tests/unit"):
         for number, line in enumerate(path.read_text().splitlines(), 1):
             if SYSTEM_HEADERS.match(line):

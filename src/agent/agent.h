@@ -11,7 +11,7 @@
 #include "agent/menu.h"
 #include "agent/messages.h"
 #include "base/object_names.h"
-#include "update/check_rhythm.h"
+#include "update/check_schedule.h"
 #include "update/launcher.h"
 #include "update/update_handler.h"
 #include "win32/drawing.h"
@@ -56,7 +56,7 @@ public:
     bool init(HINSTANCE instance);
 
     // Once, behind init: has updates checked in that rhythm from now on.
-    void startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckRhythm& rhythm);
+    void startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckSchedule& rhythm);
 
     // Null before init has succeeded.
     const std::shared_ptr<base::Launcher>& launcher() const { return launcher_; }
@@ -82,7 +82,7 @@ private:
     // Beside the icon. Not within a double-click time after it was closed, so that the click that closes it doesn't
     // open it again.
     bool showPopup();
-    bool findPopupPlace(RECT& place) const;
+    bool findPopupPosition(RECT& position) const;
 
     void onUpdateTimer(HWND window);
     void queueUpdateCheck(HWND window);

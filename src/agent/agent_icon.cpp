@@ -41,7 +41,7 @@ HICON loadIcon(HINSTANCE instance, bool& ownsIt) {
     return static_cast<HICON>(icon);
 }
 
-void tellShell(NOTIFYICONDATAW& icon) {
+void updateShellIcon(NOTIFYICONDATAW& icon) {
     if (Shell_NotifyIconW(NIM_ADD, &icon) == FALSE) {
         base::logLine("Shell_NotifyIcon(NIM_ADD) failed with ", GetLastError(), ".");
     } else if (Shell_NotifyIconW(NIM_SETVERSION, &icon) == FALSE) {
@@ -70,7 +70,7 @@ bool ZelmoDocksetAgent::addNotifyIcon() {
     }
     bool ownsIcon = false;
     notifyIcon_.hIcon = loadIcon(instance_, ownsIcon);
-    tellShell(notifyIcon_);
+    updateShellIcon(notifyIcon_);
     if (ownsIcon) {
         DestroyIcon(notifyIcon_.hIcon);
     }
@@ -117,7 +117,7 @@ bool ZelmoDocksetAgent::showBalloon(const WideString& title, const WideString& t
     return true;
 }
 
-bool ZelmoDocksetAgent::findPopupPlace(RECT& place) const {
+bool ZelmoDocksetAgent::findPopupPosition(RECT& position) const {
     NOTIFYICONIDENTIFIER identifier{};
     identifier.cbSize = sizeof identifier;
     identifier.guidItem = notifyIcon_.guidItem;
@@ -134,18 +134,18 @@ bool ZelmoDocksetAgent::findPopupPlace(RECT& place) const {
     }
     const SIZE size{logoWidth, logoHeight};
     if (CalculatePopupWindowPosition(&anchor, &size, TPM_WORKAREA | TPM_VERTICAL | TPM_VCENTERALIGN | TPM_CENTERALIGN,
-                                     &around, &place) == FALSE) {
+                                     &around, &position) == FALSE) {
         return failPopup("Failed to calculate popup position");
     }
     return true;
 }
 
 bool ZelmoDocksetAgent::showPopup() {
-    RECT place{};
-    if (!popupArmed_ || !findPopupPlace(place)) {
+    RECT position{};
+    if (!popupArmed_ || !findPopupPosition(position)) {
         return false;
     }
-    if (SetWindowPos(window_, HWND_TOPMOST, place.left, place.top, 0, 0, SWP_NOSIZE | SWP_SHOWWINDOW) == FALSE) {
+    if (SetWindowPos(window_, HWND_TOPMOST, position.left, position.top, 0, 0, SWP_NOSIZE | SWP_SHOWWINDOW) == FALSE) {
         return failPopup("Failed to set popup position");
     }
     if (SetForegroundWindow(window_) == FALSE) {

@@ -37,7 +37,7 @@ base::UpdateCallback onSuccess(Act act) {
 
 }  // namespace
 
-void ZelmoDocksetAgent::startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckRhythm& rhythm) {
+void ZelmoDocksetAgent::startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckSchedule& rhythm) {
     updateHandler_ = std::move(handler);
     updateInterval_ = rhythm.interval;
     updateHandler_->reportFetchesTo(

@@ -149,19 +149,19 @@ const Value& Value::find(std::string_view top, std::string_view section, std::st
 }
 
 Value& Value::member(std::string_view key) {
-    const auto place = members.lower_bound(key);
-    if (place != members.end() && place->first == key) {
-        return place->second;
+    const auto member = members.lower_bound(key);
+    if (member != members.end() && member->first == key) {
+        return member->second;
     }
-    return members.emplace_hint(place, key, ValueType::Null)->second;
+    return members.emplace_hint(member, key, ValueType::Null)->second;
 }
 
 Value& Value::set(std::string_view key, Value value) {
-    const auto place = members.lower_bound(key);
-    if (place != members.end() && place->first == key) {
-        return place->second = std::move(value);
+    const auto member = members.lower_bound(key);
+    if (member != members.end() && member->first == key) {
+        return member->second = std::move(value);
     }
-    return members.emplace_hint(place, key, std::move(value))->second;
+    return members.emplace_hint(member, key, std::move(value))->second;
 }
 
 Value& Value::append(Value value) { return items.emplace_back(std::move(value)); }

@@ -13,11 +13,11 @@ namespace {
 // The node of a new child element.
 Value& addElement(Value& parent, const std::string& name) {
     parent.type = ValueType::Object;
-    const auto place = parent.members.lower_bound(name);
-    if (place == parent.members.end() || place->first != name) {
-        return parent.members.emplace_hint(place, name, ValueType::String)->second;
+    const auto member = parent.members.lower_bound(name);
+    if (member == parent.members.end() || member->first != name) {
+        return parent.members.emplace_hint(member, name, ValueType::String)->second;
     }
-    Value& present = place->second;
+    Value& present = member->second;
     if (present.type != ValueType::Array) {
         Value array(ValueType::Array);
         array.append(std::move(present));

@@ -10,7 +10,7 @@ namespace base {
 namespace {
 
 constexpr std::chrono::seconds readLimit(30);
-constexpr std::chrono::seconds answerLimit(60);
+constexpr std::chrono::seconds responseTimeout(60);
 
 }  // namespace
 
@@ -75,7 +75,7 @@ bool HttpProviderCURL::send(const HeaderList& headers, std::size_t bodyLength, c
 bool HttpProviderCURL::statusCode(std::int32_t* status) {
     Request& request = *request_;
     std::unique_lock lock(request.mutex);
-    request.changed.wait_for(lock, answerLimit, [&] { return request.responseStarted || request.status > 0; });
+    request.changed.wait_for(lock, responseTimeout, [&] { return request.responseStarted || request.status > 0; });
     *status = request.status;
     return true;
 }
@@ -109,7 +109,7 @@ void HttpProviderCURL::disablePinning() {
 }
 
 bool HttpProviderCURL::waitForHeaders(std::unique_lock<std::mutex>& lock) const {
-    return request_->changed.wait_for(lock, answerLimit, [&] { return request_->responseStarted.load(); });
+    return request_->changed.wait_for(lock, responseTimeout, [&] { return request_->responseStarted.load(); });
 }
 
 }  // namespace base

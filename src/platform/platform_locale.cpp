@@ -44,7 +44,7 @@ std::vector<std::string> systemLocales() {
 }
 
 // False, and logged by the question's name, if the system doesn't tell.
-bool askLocale(const char* tag, LCTYPE type, const char* name, std::string& answer) {
+bool queryLocale(const char* tag, LCTYPE type, const char* name, std::string& answer) {
     std::array<char, 250> buffer{};
     if (GetLocaleInfoA(GetUserDefaultUILanguage(), type, buffer.data(), static_cast<int>(buffer.size())) == 0) {
         base::logMessage(tag, std::string(name) + " failed");
@@ -62,8 +62,8 @@ std::string PlatformWin32::getLocale() {
     }
     std::string language;
     std::string country;
-    if (!askLocale("getLocale", LOCALE_SISO639LANGNAME, "LOCALE_SISO639LANGNAME", language) ||
-        !askLocale("getLocale", LOCALE_SISO3166CTRYNAME, "LOCALE_SISO3166CTRYNAME", country)) {
+    if (!queryLocale("getLocale", LOCALE_SISO639LANGNAME, "LOCALE_SISO639LANGNAME", language) ||
+        !queryLocale("getLocale", LOCALE_SISO3166CTRYNAME, "LOCALE_SISO3166CTRYNAME", country)) {
         return "en-US";
     }
     std::string locale = language + "-" + country;
@@ -74,7 +74,7 @@ std::string PlatformWin32::getLocale() {
 std::string PlatformWin32::getCountryCode() {
     constexpr const char* tag = "getCountryCode";
     std::string country;
-    if (!askLocale(tag, LOCALE_SISO3166CTRYNAME, "LOCALE_SISO3166CTRYNAME", country)) {
+    if (!queryLocale(tag, LOCALE_SISO3166CTRYNAME, "LOCALE_SISO3166CTRYNAME", country)) {
         return "US";
     }
     base::logMessage(tag, "Found country " + country);

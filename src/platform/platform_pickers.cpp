@@ -104,7 +104,7 @@ WideString showFileDialog(const FileDialog& dialog, void* owner) {
     return chosen != FALSE ? WideString(path.data()) : WideString();
 }
 
-void tellFile(const WideString& path, const PlatformResultHandler& handler, std::uint64_t cookie) {
+void deliverFile(const WideString& path, const PlatformResultHandler& handler, std::uint64_t cookie) {
     if (!path.empty() && handler) {
         handler->onResult(cookie, chosenPath("hasFilePath", path));
     }
@@ -240,7 +240,7 @@ bool PlatformWin32::browseFile(bool save, const FileDialogRequest& request, cons
     dialog.folder = request.initialDirectory.empty() ? base::applicationDirectory(base::Documents)
                                                      : base::pathFromWide(request.initialDirectory);
     dialog.saves = save;
-    tellFile(showFileDialog(dialog, mainWindow_), handler, cookie);
+    deliverFile(showFileDialog(dialog, mainWindow_), handler, cookie);
     return true;
 }
 
@@ -253,7 +253,7 @@ bool PlatformWin32::browseBackupFile(std::uint32_t /*unread*/, const WideString&
         base::widen(isBackup ? textOr("RESTORE_PCD_FILE_BROWSER_FORMAT", "PC Dockset backup (.dbk)") : "File");
     dialog.extension = extension;
     dialog.folder = base::applicationDirectory(base::Documents) / "Tavrin" / "Tavrin PC Dockset" / "Phone backups";
-    tellFile(showFileDialog(dialog, mainWindow_), handler, cookie);
+    deliverFile(showFileDialog(dialog, mainWindow_), handler, cookie);
     return true;
 }
 

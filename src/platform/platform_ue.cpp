@@ -87,7 +87,7 @@ void reportService(const UEServiceResult& result) {
     base::reportUsageEvent(event);
 }
 
-void askService(const fs::path& installerPath, const fs::path& servicePath) {
+void installAndStartService(const fs::path& installerPath, const fs::path& servicePath) {
     constexpr DWORD pause = 300;
     const UEServiceResult result = installByService(base::widePath(installerPath), base::widePath(servicePath));
     reportService(result);
@@ -231,7 +231,7 @@ bool PlatformUEWin32::install(const fs::path& installerPath, const fs::path& ser
     fs::path installer;
     fs::path service;
     if (canonicalise(installerPath, installer) && canonicalise(servicePath, service)) {
-        askService(installer, service);
+        installAndStartService(installer, service);
     }
     const bool installed = runInstaller(installerPath, userCancelled, error);
     if (!installed) {

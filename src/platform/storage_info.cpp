@@ -67,7 +67,7 @@ bool canCreateFile(const WideString& directory, DWORD& error) {
     return static_cast<bool>(file);
 }
 
-void lookAgain(const WideString& path, std::uint64_t freeBytes, std::size_t i, StorageInfo& info) {
+void retryFreeSpace(const WideString& path, std::uint64_t freeBytes, std::size_t i, StorageInfo& info) {
     log("Checking path status failed with exception");
     info.statusFailed[i] = true;
     info.attributesOk[i] = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
@@ -84,7 +84,7 @@ void lookAgain(const WideString& path, std::uint64_t freeBytes, std::size_t i, S
     }
 }
 
-void lookAtDirectory(const fs::path& directory, std::size_t i, StorageInfo& info) {
+void reportDirectory(const fs::path& directory, std::size_t i, StorageInfo& info) {
     const WideString path = base::widePath(directory);
     std::uint64_t freeBytes = 0;
     if (!readFreeBytes(path, freeBytes)) {
@@ -97,7 +97,7 @@ void lookAtDirectory(const fs::path& directory, std::size_t i, StorageInfo& info
             return;
         }
     } catch (const std::exception&) {
-        lookAgain(path, freeBytes, i, info);
+        retryFreeSpace(path, freeBytes, i, info);
         return;
     }
     info.freeBytes[i] = freeBytes;
@@ -114,7 +114,7 @@ bool readVolumeFlags(const VolumePath& volume, bool& readOnly) {
     return done;
 }
 
-void lookAtVolume(const fs::path& directory, std::size_t i, StorageInfo& info) {
+void reportVolume(const fs::path& directory, std::size_t i, StorageInfo& info) {
     VolumePath volume{};
     const WideString path = base::widePath(directory);
     info.volumeFound[i] = GetVolumePathNameW(path.c_str(), volume.data(), static_cast<DWORD>(volume.size())) != FALSE;
@@ -130,7 +130,7 @@ void lookAtVolume(const fs::path& directory, std::size_t i, StorageInfo& info) {
     }
 }
 
-void lookAtExtraVolume(const std::string& path, ExtraVolumeInfo& info) {
+void reportExtraVolume(const std::string& path, ExtraVolumeInfo& info) {
     info.present = true;
     copyPath(info.path, path);
     const WideString wide = base::widen(path);
@@ -149,7 +149,7 @@ void lookAtExtraVolume(const std::string& path, ExtraVolumeInfo& info) {
     }
 }
 
-std::string lookAtDocuments(StorageInfo& info) {
+std::string reportDocuments(StorageInfo& info) {
     PWSTR text = nullptr;
     info.documentsError = SHGetKnownFolderPath(FOLDERID_Documents, 0, nullptr, &text);
     const std::unique_ptr<WCHAR, decltype(&CoTaskMemFree)> release(text, CoTaskMemFree);
@@ -160,7 +160,7 @@ std::string lookAtDocuments(StorageInfo& info) {
     return path;
 }
 
-void lookAtFolderIds(StorageInfo& info) {
+void reportFolderIds(StorageInfo& info) {
     IKnownFolderManager* manager = nullptr;
     info.folderManagerError = CoCreateInstance(CLSID_KnownFolderManager, nullptr, CLSCTX_INPROC_SERVER,
                                                IID_IKnownFolderManager, reinterpret_cast<LPVOID*>(&manager));
@@ -179,7 +179,7 @@ void lookAtFolderIds(StorageInfo& info) {
     manager->Release();
 }
 
-std::string lookAtTemporary(StorageInfo& info) {
+std::string reportTemporary(StorageInfo& info) {
     std::array<WCHAR, 2048> buffer{};
     SetLastError(ERROR_SUCCESS);
     const bool toldNothing = GetTempPathW(static_cast<DWORD>(buffer.size()), buffer.data()) == 0;
@@ -191,7 +191,7 @@ std::string lookAtTemporary(StorageInfo& info) {
     return path;
 }
 
-void lookAtMemory(StorageInfo& info) {
+void reportMemory(StorageInfo& info) {
     MEMORYSTATUSEX memory{};
     memory.dwLength = sizeof memory;
     info.memoryOk = GlobalMemoryStatusEx(&memory) != FALSE;
@@ -205,15 +205,15 @@ void lookAtMemory(StorageInfo& info) {
 }
 
 // What explains that the system didn't tell a directory.
-void lookAtFolders(const fs::path (&directories)[3], StorageInfo& info) {
-    const std::string documents = lookAtDocuments(info);
-    lookAtFolderIds(info);
-    const std::string temporary = lookAtTemporary(info);
+void reportFolders(const fs::path (&directories)[3], StorageInfo& info) {
+    const std::string documents = reportDocuments(info);
+    reportFolderIds(info);
+    const std::string temporary = reportTemporary(info);
     if (!temporary.empty() && temporary != base::narrow(base::widePath(directories[0])) && !info.writable[0]) {
-        lookAtExtraVolume(temporary, info.extraTemp);
+        reportExtraVolume(temporary, info.extraTemp);
     }
     if (!documents.empty() && (!info.writable[1] || directories[1].empty())) {
-        lookAtExtraVolume(documents, info.extraDocuments);
+        reportExtraVolume(documents, info.extraDocuments);
     }
 }
 
@@ -222,18 +222,18 @@ void lookAtFolders(const fs::path (&directories)[3], StorageInfo& info) {
 void collectStorageInfo(const fs::path (&directories)[3], StorageInfo& info) {
     info = {};
     for (std::size_t i = 0; i < 3; ++i) {
-        lookAtDirectory(directories[i], i, info);
+        reportDirectory(directories[i], i, info);
     }
     for (std::size_t i = 0; i < 3; ++i) {
         if (!info.writable[i]) {
-            lookAtVolume(directories[i], i, info);
+            reportVolume(directories[i], i, info);
         }
     }
     if (std::any_of(std::begin(directories), std::end(directories),
                     [](const fs::path& path) { return path.empty(); })) {
-        lookAtFolders(directories, info);
+        reportFolders(directories, info);
     }
-    lookAtMemory(info);
+    reportMemory(info);
 }
 
 }  // namespace dockset

@@ -49,7 +49,7 @@ std::map<std::string, std::string> updateServers() {
     return {{"", productionManifestUrl}, {"sandbox", sandboxManifestUrl}, {"stage", stageManifestUrl}};
 }
 
-UpdateHandler::UpdateHandler(UpdateMeans means) : means_(std::move(means)) {}
+UpdateHandler::UpdateHandler(UpdateDependencies means) : means_(std::move(means)) {}
 
 UpdateHandler::~UpdateHandler() {
     queue_.requestStop();
@@ -227,8 +227,8 @@ bool UpdateHandler::store(const Bytes& installer) {
 void UpdateHandler::installUpdate(const UpdateCallback& callback) {
     // Held until it runs, so that nobody changes it. Where a system lets it be replaced all the same, that is seen.
     const FileHandle held = verified_ ? holdFile(installerPath()) : FileHandle();
-    const bool canTell = isHeldFile(installerPath());
-    if (verified_ && (!isKnownInstaller(held) || (canTell && !isHeldFile(installerPath())))) {
+    const bool canIdentify = isHeldFile(installerPath());
+    if (verified_ && (!isKnownInstaller(held) || (canIdentify && !isHeldFile(installerPath())))) {
         refuseToInstall(callback);
         return;
     }

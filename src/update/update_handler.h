@@ -29,7 +29,7 @@ inline constexpr const char* builtInEulaVersion = "2.0.0.0";
 std::map<std::string, std::string> updateServers();
 
 // What an UpdateHandler works with.
-struct UpdateMeans {
+struct UpdateDependencies {
     std::shared_ptr<Downloader> downloader;  // for the manifest
     std::shared_ptr<Downloader> installerDownloader;
     std::shared_ptr<Launcher> launcher;
@@ -51,7 +51,7 @@ enum class UpdateOffer {
 // lower version than one that was verified before, in this run or in an earlier one, changes nothing.
 class UpdateHandler {
 public:
-    explicit UpdateHandler(UpdateMeans means);
+    explicit UpdateHandler(UpdateDependencies means);
     UpdateHandler(const UpdateHandler&) = delete;
     UpdateHandler& operator=(const UpdateHandler&) = delete;
     // Ends a job that runs; one that waits for a host's name lasts until the name is known.
@@ -92,7 +92,7 @@ private:
     bool store(const Bytes& installer);
     void refuseToInstall(const UpdateCallback& callback);
 
-    const UpdateMeans means_;
+    const UpdateDependencies means_;
     Version newestVersion_;
     Version eulaVersion_;
     std::string installerUrl_;

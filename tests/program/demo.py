@@ -135,7 +135,7 @@ def demonstrate(home, phones, tell, desktop, server):
     agent = server.start_agent(home, **desktop.for_agent)
     tell.follow(agent)
     agent.wait_until_listening()
-    agent.wait_for_look()
+    agent.wait_for_scan()
 
     tell.step("the lists of phones arrive through the system's proxy, from a server that shows a pinned key")
     agent.wait_for_line(UP_TO_DATE)
@@ -144,8 +144,8 @@ def demonstrate(home, phones, tell, desktop, server):
 
     tell.step("a phone that isn't in the list is plugged in: nothing happens")
     phones.plug("1-2", **UNSUPPORTED, serial="STRANGER")
-    agent.wait_for_look()
-    agent.wait_for_look()
+    agent.wait_for_scan()
+    agent.wait_for_scan()
     if LAUNCH in agent.lines():
         raise AssertionError("a phone that isn't supported started the main application")
 
@@ -158,7 +158,7 @@ def demonstrate(home, phones, tell, desktop, server):
 
     tell.step("it is unplugged and plugged in again: it counts as new")
     phones.unplug("1-1")
-    agent.wait_for_look()
+    agent.wait_for_scan()
     phones.plug("1-1", **SUPPORTED, serial="DEMOPHONE")
     agent.wait_for_line(LAUNCH, 2)
     wait_for("the second start, which finds the first", lambda: "runs already" in home.application_lines())

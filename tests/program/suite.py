@@ -205,7 +205,7 @@ class Agent:
         time.sleep(0.1)
         return before if before and before == sleeps() else None
 
-    def wait_for_look(self):
+    def wait_for_scan(self):
         """Returns once the scanner pauses after a look that began after this call, or after its first look."""
         begun = self._scanner_pauses() if hasattr(self, "_looked") else 0
         self._looked = True

@@ -171,7 +171,7 @@ class Devices(unittest.TestCase):
     def test_arrival_starts_the_application_once_and_stop_quits_it(self):
         self.phones.plug("1-1")
         agent = self.home.start_agent()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.assertEqual(self.launches(agent), 0, "what was there before is no arrival")
         # Two at once, and one that is no phone.
         self.phones.plug("1-2", serial="SECOND")
@@ -179,7 +179,7 @@ class Devices(unittest.TestCase):
         self.phones.plug("1-4", product="0001", serial="KEYBOARD", interface=("03", "01", "01"), name="HID")
         agent.wait_for_line(LAUNCH)
         wait_for("the main application", lambda: "started" in self.home.application_lines())
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.assertEqual(self.launches(agent), 1)
         (application,) = self.home.application_pids()
         self.assertEqual(sorted(os.listdir(f"/proc/{application}/fd"))[:3], ["0", "1", "2"])
@@ -192,7 +192,7 @@ class Devices(unittest.TestCase):
                 self.assertEqual(slack.read(), "50000\n")
 
         self.phones.unplug("1-2")
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.assertEqual(self.launches(agent), 1)
         self.phones.plug("1-2", serial="SECOND")
         agent.wait_for_line(LAUNCH, 2)
@@ -207,13 +207,13 @@ class Devices(unittest.TestCase):
     def test_setting_is_read_at_each_arrival(self):
         self.home.settings_path.write_text('{"start_zd_on_device_connection":false}')
         agent = self.home.start_agent()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.phones.plug("1-1")
         agent.wait_for_line("AppSettings App settings requested")
-        agent.wait_for_look()
+        agent.wait_for_scan()
         settings = self.home.settings_path.read_text()
         self.home.settings_path.write_text(settings.replace('connection": false', 'connection": true'))
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.assertEqual(self.launches(agent), 0, "a phone that was noted starts nothing later")
         self.phones.plug("1-2", serial="OTHER")
         agent.wait_for_line(LAUNCH)
@@ -222,21 +222,21 @@ class Devices(unittest.TestCase):
         self.home.configure("<config><device-support><accept-unrecognized-devices>Yes</accept-unrecognized-devices>"
                             "</device-support></config>")
         agent = self.home.start_agent()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.phones.plug("1-1")
-        agent.wait_for_look()
-        agent.wait_for_look()
+        agent.wait_for_scan()
+        agent.wait_for_scan()
         self.assertEqual(self.launches(agent), 0)
 
     def test_device_that_doesn_t_tell_its_identifiers(self):
         agent = self.home.start_agent()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.phones.plug("1-1", vendor=None)
         agent.wait_for_line(LAUNCH)
 
     def test_restart_of_the_application(self):
         agent = self.home.start_agent()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.home.post("ZelmoDocksetAgent", 1028)
         agent.wait_for_line(LAUNCH)
         wait_for("the main application", lambda: "started" in self.home.application_lines())
@@ -248,19 +248,19 @@ class Devices(unittest.TestCase):
 
     def test_agent_killed_and_started_again(self):
         agent = self.home.start_agent()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         agent.process.kill()
         agent.process.wait()
         time.sleep(1.1)
         agent = self.home.start_agent()
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.phones.plug("1-1")
         agent.wait_for_line(LAUNCH)
         self.assertEqual(agent.stop(), 0)
 
     def test_application_that_never_answers(self):
         agent = self.home.start_agent(ZELMO_DOCKSET_STAND_IN="silent")
-        agent.wait_for_look()
+        agent.wait_for_scan()
         self.phones.plug("1-1")
         wait_for("the main application", lambda: "started" in self.home.application_lines())
         agent.process.send_signal(signal.SIGTERM)

@@ -197,8 +197,8 @@ TEST_F(AgentTest, OffersUpdatesWhenAskedToLookForThem) {
     const auto fetched = std::make_shared<OneAnswer>();
     fetched->answer = installer;
     agent_->startUpdates(std::make_unique<base::UpdateHandler>(
-                             base::UpdateMeans{server, fetched, agent_->launcher(), base::updateServers(),
-                                               dockset::AppSettings::instance(), files.file("key.pem")}),
+                             base::UpdateDependencies{server, fetched, agent_->launcher(), base::updateServers(),
+                                                      dockset::AppSettings::instance(), files.file("key.pem")}),
                          {10, 1'000'000});
     server->answer = tests::signedManifest({{.version = "2.18.6.0"}}, key);
     runMessagesUntil([&] { return server->requests > 0; });

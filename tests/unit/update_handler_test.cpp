@@ -15,7 +15,7 @@
 #include "captured_log.h"
 #include "manifests.h"
 #include "temp_session.h"
-#include "update/check_rhythm.h"
+#include "update/check_schedule.h"
 #include "update/installer_check.h"
 #include "update/registry_version.h"
 #include "win32/error.h"
@@ -72,12 +72,12 @@ protected:
         handler_.reset();
         boost::filesystem::create_directories(support());
         std::ofstream((support() / "zd-config.xml").string()) << "<config>" << config << "</config>";
-        const base::UpdateMeans means{server_,
-                                      server_,
-                                      std::make_shared<base::LauncherWin>(),
-                                      {{"", manifestUrl}, {"stage", "stage"}},
-                                      std::make_shared<dockset::AppSettings>(),
-                                      files_.file("key.pem")};
+        const base::UpdateDependencies means{server_,
+                                             server_,
+                                             std::make_shared<base::LauncherWin>(),
+                                             {{"", manifestUrl}, {"stage", "stage"}},
+                                             std::make_shared<dockset::AppSettings>(),
+                                             files_.file("key.pem")};
         handler_ = std::make_unique<base::UpdateHandler>(means);
         handler_->reportFetchesTo([this](std::size_t, std::size_t, ResultCode code) {
             return code == base::InProgress || (fetched_.push_back(code), false);
@@ -395,13 +395,13 @@ TEST_F(UpdateHandlerTest, StopsBetweenAndInsideOfJobs) {
 TEST_F(UpdateHandlerTest, KnowsItsRhythm) {
     const auto rhythm = [&](const std::string& interval) {
         restart("<device-support><update-interval>" + interval + "</update-interval></device-support>");
-        return base::updateCheckRhythm(dockset::AppSettings());
+        return base::updateCheckSchedule(dockset::AppSettings());
     };
     EXPECT_EQ(rhythm("").interval, 21'600'000U);
     EXPECT_EQ(rhythm("SysTest").interval, 60'000U);
     std::set<UINT> first;
     for (int start = 0; start < 20; ++start) {
-        first.insert(base::updateCheckRhythm(dockset::AppSettings()).first);
+        first.insert(base::updateCheckSchedule(dockset::AppSettings()).first);
     }
     EXPECT_GE(*first.begin(), 60'000U);
     EXPECT_LE(*first.rbegin(), 120'000U);

@@ -251,24 +251,24 @@ private:
 
 TEST(FileChooserTest, AsksThePortal) {
     const tests::TempSession session;
-    using Outcome = win32::FileAnswer::Outcome;
-    EXPECT_EQ(win32::askForFile({"title"}).outcome, Outcome::failed);
+    using Outcome = win32::FileDialogResult::Outcome;
+    EXPECT_EQ(win32::runFileDialog({"title"}).outcome, Outcome::failed);
     const tests::PrivateBus bus(session.path().string());
     const tests::EnvironmentSetting address("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str());
     {
         const Portal portal(bus.address(), Portal::Way::chooses);
-        const auto answer = win32::askForFile({"title", nullptr, "/tmp", true, false, "File", "*.dbk"});
+        const auto answer = win32::runFileDialog({"title", nullptr, "/tmp", true, false, "File", "*.dbk"});
         EXPECT_EQ(answer.outcome, Outcome::chosen);
         EXPECT_EQ(answer.path, "/a b/\xC3\xA4%z.dbk");
         EXPECT_EQ(portal.asked(), "SaveFile||title|modal|current_folder|filters");
-        win32::askForFile({"title", nullptr, {}, false, true});
+        win32::runFileDialog({"title", nullptr, {}, false, true});
         EXPECT_EQ(portal.asked(), "OpenFile||title|modal|directory");
     }
     for (const auto& [way, outcome] :
          {std::pair{Portal::Way::cancels, Outcome::cancelled}, std::pair{Portal::Way::refuses, Outcome::failed},
           std::pair{Portal::Way::vanishes, Outcome::failed}}) {
         const Portal portal(bus.address(), way);
-        EXPECT_EQ(win32::askForFile({"title"}).outcome, outcome);
+        EXPECT_EQ(win32::runFileDialog({"title"}).outcome, outcome);
     }
 }
 

@@ -61,13 +61,13 @@ protected:
         EXPECT_EQ(info.lpszProxyBypass, nullptr);
         return std::to_string(info.dwAccessType) + " " + take(info.lpszProxy);
     }
-    std::string askScript(const std::string& address, BOOL logon = FALSE) {
+    std::string runProxyScript(const std::string& address, BOOL logon = FALSE) {
         const WideString wide = base::widen(address);
         return ask({WINHTTP_AUTOPROXY_CONFIG_URL, 0, wide.c_str(), nullptr, 0, logon});
     }
     std::string run(const std::string& script) {
         std::ofstream((session_.path() / "proxy.pac").string()) << script;
-        return askScript("file://" + (session_.path() / "proxy.pac").string());
+        return runProxyScript("file://" + (session_.path() / "proxy.pac").string());
     }
     std::string runReturning(const std::string& list) {
         return run("function FindProxyForURL(url, host) { return " + list + "; } // no line feed");
@@ -108,19 +108,19 @@ TEST_F(ProxyTest, RunsScripts) {
 
 TEST_F(ProxyTest, LoadsScripts) {
     const tests::FaultServer server;
-    EXPECT_EQ(askScript(server.plain("/proxy.pac")), "3 example.org:81");
-    EXPECT_EQ(askScript(server.plain("/moved.pac")), "3 example.org:81");
-    EXPECT_EQ(askScript(server.plain("/private.pac")), "12015");
-    EXPECT_EQ(askScript(server.plain("/private.pac"), TRUE), "12015") << "the user has no ticket";
-    EXPECT_EQ(askScript(server.plain("/missing")), "12167");
-    EXPECT_EQ(askScript(server.secure("/proxy.pac")), "12167") << "nobody vouches for the server";
-    EXPECT_EQ(askScript("http://127.0.0.1:1/"), "12167");
-    EXPECT_EQ(askScript("gopher://127.0.0.1/"), "12006");
+    EXPECT_EQ(runProxyScript(server.plain("/proxy.pac")), "3 example.org:81");
+    EXPECT_EQ(runProxyScript(server.plain("/moved.pac")), "3 example.org:81");
+    EXPECT_EQ(runProxyScript(server.plain("/private.pac")), "12015");
+    EXPECT_EQ(runProxyScript(server.plain("/private.pac"), TRUE), "12015") << "the user has no ticket";
+    EXPECT_EQ(runProxyScript(server.plain("/missing")), "12167");
+    EXPECT_EQ(runProxyScript(server.secure("/proxy.pac")), "12167") << "nobody vouches for the server";
+    EXPECT_EQ(runProxyScript("http://127.0.0.1:1/"), "12167");
+    EXPECT_EQ(runProxyScript("gopher://127.0.0.1/"), "12006");
     EXPECT_EQ(ask({WINHTTP_AUTOPROXY_AUTO_DETECT, WINHTTP_AUTO_DETECT_TYPE_DHCP, nullptr, nullptr, 0, FALSE}), "12180");
     EXPECT_EQ(ask({WINHTTP_AUTOPROXY_CONFIG_URL, 0, nullptr, nullptr, 0, FALSE}), "87");
     EXPECT_EQ(ask({WINHTTP_AUTOPROXY_AUTO_DETECT, 3, nullptr, nullptr, 0, FALSE}, W("no address")), "12005");
     win32::script::answerProxyLookups(PROXY_HELPER, 500);
-    EXPECT_EQ(askScript(server.plain("/drip")), "12002");
+    EXPECT_EQ(runProxyScript(server.plain("/drip")), "12002");
 }
 
 TEST_F(ProxyTest, NothingThatGoesWrongInTheHelperStays) {

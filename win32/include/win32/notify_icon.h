@@ -83,7 +83,7 @@ static_assert(sizeof(NOTIFYICONIDENTIFIER) == 40);
 
 extern "C" {
 BOOL WINAPI Shell_NotifyIconW(DWORD message, PNOTIFYICONDATAW data);
-HRESULT WINAPI Shell_NotifyIconGetRect(const NOTIFYICONIDENTIFIER* identifier, RECT* place);
+HRESULT WINAPI Shell_NotifyIconGetRect(const NOTIFYICONIDENTIFIER* identifier, RECT* rectangle);
 }
 
 #endif

@@ -27,7 +27,7 @@ void answerClock(std::function<ULONGLONG()> answer);
 // Stands in for the desktop: with monitors given, icon, menu and windows work as on a desktop with these (the first one
 // is the primary), and nothing is shown. Without any, the real desktop is back.
 struct Monitor {
-    RECT place;
+    RECT bounds;
     RECT workArea;
 };
 void pretendDesktop(const std::vector<Monitor>& monitors);

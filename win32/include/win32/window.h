@@ -175,13 +175,14 @@ HCURSOR WINAPI LoadCursorW(HINSTANCE instance, LPCWSTR name);
 BOOL WINAPI ShowWindow(HWND window, int command);
 BOOL WINAPI IsWindowVisible(HWND window);
 BOOL WINAPI SetWindowPos(HWND window, HWND after, int x, int y, int width, int height, UINT flags);
-BOOL WINAPI GetWindowRect(HWND window, RECT* place);
+BOOL WINAPI GetWindowRect(HWND window, RECT* rectangle);
 BOOL WINAPI UpdateWindow(HWND window);
 BOOL WINAPI SetForegroundWindow(HWND window);
 HWND WINAPI GetForegroundWindow();
 int WINAPI GetSystemMetrics(int index);
 UINT WINAPI GetDoubleClickTime();
-BOOL WINAPI CalculatePopupWindowPosition(const POINT* anchor, const SIZE* size, UINT flags, RECT* exclude, RECT* place);
+BOOL WINAPI CalculatePopupWindowPosition(const POINT* anchor, const SIZE* size, UINT flags, RECT* exclude,
+                                         RECT* rectangle);
 
 BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 LRESULT WINAPI SendMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam);

@@ -44,21 +44,21 @@ struct BusItemCalls {
 
     static BusItem& item(void* data) { return *static_cast<BusItem*>(data); }
 
-    static POINT placeOf(sd_bus_message* request) {
-        POINT place{};
-        sd_bus_message_read(request, "ii", &place.x, &place.y);
-        return place;
+    static POINT positionOf(sd_bus_message* request) {
+        POINT point{};
+        sd_bus_message_read(request, "ii", &point.x, &point.y);
+        return point;
     }
 
     static int activate(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
-        item(data).click(placeOf(request));
+        item(data).click(positionOf(request));
         return sd_bus_reply_method_return(request, "");
     }
 
     static int contextMenu(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
-        const POINT place = placeOf(request);
-        item(data).lastClick_ = place;
-        postIconEvent(WM_CONTEXTMENU, place);
+        const POINT point = positionOf(request);
+        item(data).lastClick_ = point;
+        postIconEvent(WM_CONTEXTMENU, point);
         return sd_bus_reply_method_return(request, "");
     }
 
@@ -170,11 +170,11 @@ void BusItem::registerWithWatcher() {
 }
 
 // Panels tell of clicks alone: the second one of two, soon after, makes them a double click.
-void BusItem::click(const POINT& place) {
+void BusItem::click(const POINT& point) {
     const auto now = std::chrono::steady_clock::now();
     const bool isSecond = firstOfTwo_ && now - *firstOfTwo_ <= std::chrono::milliseconds(GetDoubleClickTime());
-    lastClick_ = place;
-    postIconEvent(isSecond ? WM_LBUTTONDBLCLK : NIN_SELECT, place);
+    lastClick_ = point;
+    postIconEvent(isSecond ? WM_LBUTTONDBLCLK : NIN_SELECT, point);
     if (isSecond) {
         firstOfTwo_.reset();
     } else {

@@ -28,7 +28,7 @@ public:
 private:
     friend struct BusItemCalls;
 
-    void click(const POINT& place);
+    void click(const POINT& point);
 
     sd_bus* bus_;
     ShownIcon icon_;

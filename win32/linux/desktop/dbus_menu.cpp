@@ -63,7 +63,7 @@ void appendItem(sd_bus_message* to, const ShownItem& item) {
     sd_bus_message_close_container(to);
 }
 
-BusMessage answerTo(sd_bus_message* request) {
+BusMessage replyTo(sd_bus_message* request) {
     sd_bus_message* answer = nullptr;
     sd_bus_message_new_method_return(request, &answer);
     return BusMessage(answer);
@@ -87,7 +87,7 @@ bool readsRoot(sd_bus_message* request) {
 
 bool isForGroup(sd_bus_message* request) { return sd_bus_message_is_method_call(request, nullptr, "AboutToShowGroup"); }
 
-void answerAboutToShow(sd_bus_message* request, bool hasChanged) {
+void replyAboutToShow(sd_bus_message* request, bool hasChanged) {
     if (!isForGroup(request)) {
         sd_bus_reply_method_return(request, "b", hasChanged ? 1 : 0);
     } else if (hasChanged) {
@@ -106,11 +106,11 @@ struct BusMenuCalls {
     static int aboutToShow(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
         int id = rootId;
         sd_bus_message_read(request, "i", &id);
-        return id == rootId ? menu(data).askProgram(request) : (answerAboutToShow(request, false), 1);
+        return id == rootId ? menu(data).requestMenu(request) : (replyAboutToShow(request, false), 1);
     }
 
     static int aboutToShowGroup(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
-        return readsRoot(request) ? menu(data).askProgram(request) : (answerAboutToShow(request, false), 1);
+        return readsRoot(request) ? menu(data).requestMenu(request) : (replyAboutToShow(request, false), 1);
     }
 
     static int getLayout(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
@@ -121,7 +121,7 @@ struct BusMenuCalls {
         if (parent != rootId && item == nullptr) {
             return sd_bus_reply_method_errnof(request, EINVAL, "no such item");
         }
-        const BusMessage answer = answerTo(request);
+        const BusMessage answer = replyTo(request);
         sd_bus_message_append(answer.get(), "u", menu(data).revision_);
         sd_bus_message_open_container(answer.get(), 'r', "ia{sv}av");
         sd_bus_message_append(answer.get(), "i", parent);
@@ -147,7 +147,7 @@ struct BusMenuCalls {
         for (int id = 0; sd_bus_message_read(request, "i", &id) > 0;) {
             ids.push_back(id);
         }
-        const BusMessage answer = answerTo(request);
+        const BusMessage answer = replyTo(request);
         sd_bus_message_open_container(answer.get(), 'a', "(ia{sv})");
         for (const ShownItem& item : menu(data).items_) {
             if (ids.empty() || std::find(ids.begin(), ids.end(), idOf(item)) != ids.end()) {
@@ -188,7 +188,7 @@ struct BusMenuCalls {
     }
 
     static int eventGroup(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
-        const BusMessage answer = answerTo(request);
+        const BusMessage answer = replyTo(request);
         sd_bus_message_enter_container(request, 'a', "(isvu)");
         sd_bus_message_open_container(answer.get(), 'a', "i");
         while (sd_bus_message_enter_container(request, 'r', "isvu") > 0) {
@@ -250,7 +250,7 @@ BusMenu::BusMenu(sd_bus* bus)
 void BusMenu::show(std::vector<ShownItem> items, std::function<void(UINT)> choose) {
     choose_ = std::move(choose);
     offer(std::move(items));
-    answerWaiting();
+    replyToWaiting();
 }
 
 void BusMenu::offer(std::vector<ShownItem> items) {
@@ -264,23 +264,23 @@ void BusMenu::offer(std::vector<ShownItem> items) {
 
 void BusMenu::pump() {
     if (!waiting_.empty() && !isIconEventWaiting(WM_CONTEXTMENU)) {
-        answerWaiting();
+        replyToWaiting();
     }
 }
 
-int BusMenu::askProgram(sd_bus_message* request) {
-    const bool isAsked = !waiting_.empty() && isIconEventWaiting(WM_CONTEXTMENU);
-    if (waiting_.size() >= waitingAtMost || (!isAsked && !postIconEvent(WM_CONTEXTMENU, {}))) {
-        answerAboutToShow(request, false);
+int BusMenu::requestMenu(sd_bus_message* request) {
+    const bool isRequested = !waiting_.empty() && isIconEventWaiting(WM_CONTEXTMENU);
+    if (waiting_.size() >= waitingAtMost || (!isRequested && !postIconEvent(WM_CONTEXTMENU, {}))) {
+        replyAboutToShow(request, false);
         return 1;
     }
     waiting_.push_back({BusMessage(sd_bus_message_ref(request)), revision_});
     return 1;
 }
 
-void BusMenu::answerWaiting() {
+void BusMenu::replyToWaiting() {
     for (const Waiting& each : std::exchange(waiting_, {})) {
-        answerAboutToShow(each.request.get(), each.revision != revision_);
+        replyAboutToShow(each.request.get(), each.revision != revision_);
     }
 }
 

@@ -33,8 +33,8 @@ private:
     };
 
     // Asks the program for the menu; `request` is answered when the program has heard of it.
-    int askProgram(sd_bus_message* request);
-    void answerWaiting();
+    int requestMenu(sd_bus_message* request);
+    void replyToWaiting();
     const ShownItem* find(int id) const;
     int itemEvent(int id, const std::string& event);
 

@@ -25,7 +25,7 @@ public:
     bool hasTray() override { return tray_.isThere(); }
     void showIcon(const ShownIcon& icon) override { tray_.showIcon(icon); }
     void removeIcon() override { tray_.removeIcon(); }
-    std::optional<RECT> iconPlace() override {
+    std::optional<RECT> iconRectangle() override {
         const auto click = tray_.lastClick();
         return click ? std::optional(RECT{click->x, click->y, click->x, click->y}) : std::nullopt;
     }

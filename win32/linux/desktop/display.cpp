@@ -164,14 +164,15 @@ void Display::showWindow(HWND window, const ShownWindow& shown) {
     }
     Shown& made = makeWindow(window, shown);
     made.picture.reset(cairo_surface_reference(shown.picture), SurfaceEnd());
-    const RECT& place = shown.place;
-    const xcb_configure_window_value_list_t values = {place.left,
-                                                      place.top,
-                                                      static_cast<std::uint32_t>(std::max(1, place.right - place.left)),
-                                                      static_cast<std::uint32_t>(std::max(1, place.bottom - place.top)),
-                                                      0,
-                                                      XCB_NONE,
-                                                      XCB_STACK_MODE_ABOVE};
+    const RECT& bounds = shown.bounds;
+    const xcb_configure_window_value_list_t values = {
+        bounds.left,
+        bounds.top,
+        static_cast<std::uint32_t>(std::max(1, bounds.right - bounds.left)),
+        static_cast<std::uint32_t>(std::max(1, bounds.bottom - bounds.top)),
+        0,
+        XCB_NONE,
+        XCB_STACK_MODE_ABOVE};
     xcb_configure_window_aux(connection_.get(), made.id,
                              XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
                                  XCB_CONFIG_WINDOW_HEIGHT | XCB_CONFIG_WINDOW_STACK_MODE,

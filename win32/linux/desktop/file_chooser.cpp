@@ -73,7 +73,7 @@ void dispatchMessages() {
 // One question to the portal: a call, whose answer is a signal from an object that stands for the dialog.
 class PortalRequest {
 public:
-    bool send(const FileQuestion& question) {
+    bool send(const FileDialogRequest& question) {
         if (openBus(sd_bus_open_user, bus_) < 0) {
             return false;
         }
@@ -93,7 +93,7 @@ public:
     }
 
     // Until the dialog is closed; the messages of the calling thread's windows are dispatched if it `hasWindows`.
-    FileAnswer await(bool hasWindows) {
+    FileDialogResult await(bool hasWindows) {
         constexpr std::uint64_t tick = 15'000;
         while (!isOver_) {
             const int progress = sd_bus_process(bus_.get(), nullptr);
@@ -127,7 +127,7 @@ private:
         return std::string(portalPath) + "/request/" + sender + "/" + token;
     }
 
-    bool call(const FileQuestion& question, const std::string& token) {
+    bool call(const FileDialogRequest& question, const std::string& token) {
         sd_bus_message* made = nullptr;
         if (sd_bus_message_new_method_call(bus_.get(), &made, portal, portalPath, chooser,
                                            question.saves ? "SaveFile" : "OpenFile") < 0) {
@@ -148,7 +148,7 @@ private:
         return result >= 0;
     }
 
-    static void appendOptions(sd_bus_message* message, const FileQuestion& question) {
+    static void appendOptions(sd_bus_message* message, const FileDialogRequest& question) {
         if (question.picksFolder) {
             sd_bus_message_append(message, "{sv}", "directory", "b", 1);
         }
@@ -181,7 +181,7 @@ private:
             self.readChoice(signal);
         } else {
             // By the button, or in some other way: portals tell of the Escape key as of the latter.
-            self.answer_.outcome = FileAnswer::Outcome::cancelled;
+            self.answer_.outcome = FileDialogResult::Outcome::cancelled;
         }
         return 0;
     }
@@ -203,7 +203,7 @@ private:
             sd_bus_message_exit_container(signal);
         }
         if (!answer_.path.empty()) {
-            answer_.outcome = FileAnswer::Outcome::chosen;
+            answer_.outcome = FileDialogResult::Outcome::chosen;
         }
     }
 
@@ -222,7 +222,7 @@ private:
     BusSlot ownership_;
     std::string portalName_;
     bool isOver_ = false;
-    FileAnswer answer_;
+    FileDialogResult answer_;
 };
 
 #ifdef WIN32_SCRIPTED
@@ -233,7 +233,7 @@ script::Substitute<Chooser>& substitute() {
     return *instance;
 }
 
-std::optional<FileAnswer> scriptedAnswer(const FileQuestion& question) {
+std::optional<FileDialogResult> scriptedAnswer(const FileDialogRequest& question) {
     const auto answer = substitute().get();
     if (!answer) {
         return std::nullopt;
@@ -241,20 +241,21 @@ std::optional<FileAnswer> scriptedAnswer(const FileQuestion& question) {
     const std::string path =
         (*answer)(question.title + "|" + question.folder + "|" + question.filterName + "|" + question.pattern + "|" +
                   (question.saves ? "save" : "open") + (question.picksFolder ? " folder" : ""));
-    return FileAnswer{path.empty() ? FileAnswer::Outcome::cancelled : FileAnswer::Outcome::chosen, path};
+    return FileDialogResult{path.empty() ? FileDialogResult::Outcome::cancelled : FileDialogResult::Outcome::chosen,
+                            path};
 }
 #endif
 
 }  // namespace
 
-FileAnswer askForFile(const FileQuestion& question) {
+FileDialogResult runFileDialog(const FileDialogRequest& question) {
 #ifdef WIN32_SCRIPTED
     if (auto scripted = scriptedAnswer(question)) {
         return *std::move(scripted);
     }
 #endif
     PortalRequest request;
-    return request.send(question) ? request.await(question.owner != nullptr) : FileAnswer();
+    return request.send(question) ? request.await(question.owner != nullptr) : FileDialogResult();
 }
 
 #ifdef WIN32_SCRIPTED

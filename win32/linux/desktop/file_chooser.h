@@ -7,7 +7,7 @@
 
 namespace win32 {
 
-struct FileQuestion {
+struct FileDialogRequest {
     std::string title;
     HWND owner = nullptr;
     std::string folder{};  // where the dialog begins; empty: where it likes
@@ -17,7 +17,7 @@ struct FileQuestion {
     std::string pattern{};     // "*.txt"; empty: all files
 };
 
-struct FileAnswer {
+struct FileDialogResult {
     enum class Outcome { failed, cancelled, chosen };
     Outcome outcome = Outcome::failed;
     std::string path{};
@@ -25,6 +25,6 @@ struct FileAnswer {
 
 // Asks, and waits for the answer over a bus connection of its own. Failed if there is no portal, or it goes. Any
 // thread.
-FileAnswer askForFile(const FileQuestion& question);
+FileDialogResult runFileDialog(const FileDialogRequest& question);
 
 }  // namespace win32

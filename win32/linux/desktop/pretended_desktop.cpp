@@ -14,16 +14,16 @@ namespace {
 // Everything is there, and nothing is seen.
 class PretendedDesktop final : public Presenter {
 public:
-    explicit PretendedDesktop(std::vector<Monitor> places) : monitors_(std::move(places)) {}
+    explicit PretendedDesktop(std::vector<Monitor> monitors) : monitors_(std::move(monitors)) {}
 
     void pump() override {}
     bool hasTray() override { return true; }
     void showIcon(const ShownIcon& /*icon*/) override {}
     void removeIcon() override {}
     // In the lower right corner of the primary monitor.
-    std::optional<RECT> iconPlace() override {
+    std::optional<RECT> iconRectangle() override {
         constexpr LONG size = 24;
-        const RECT& primary = monitors_.front().place;
+        const RECT& primary = monitors_.front().bounds;
         return RECT{primary.right - size, primary.bottom - size, primary.right, primary.bottom};
     }
     void showBalloon(const std::string& /*title*/, const std::string& /*text*/) override {}
@@ -50,12 +50,12 @@ script::Substitute<std::shared_ptr<Presenter>>& substitute() {
 std::shared_ptr<Presenter> pretendedDesktop() { return substitute().get().value_or(nullptr); }
 
 void script::pretendDesktop(const std::vector<script::Monitor>& monitors) {
-    std::vector<win32::Monitor> places;
-    places.reserve(monitors.size());
+    std::vector<win32::Monitor> shown;
+    shown.reserve(monitors.size());
     for (const script::Monitor& monitor : monitors) {
-        places.push_back({monitor.place, monitor.workArea});
+        shown.push_back({monitor.bounds, monitor.workArea});
     }
-    substitute().set(places.empty() ? nullptr : std::make_shared<PretendedDesktop>(std::move(places)));
+    substitute().set(shown.empty() ? nullptr : std::make_shared<PretendedDesktop>(std::move(shown)));
 }
 
 }  // namespace win32

@@ -30,12 +30,12 @@ struct Tray::Session {
     BusItem item;
     BusBalloon balloon;
     BusSlot ownerChanges;
-    BusSlot ownerQuestion;
+    BusSlot ownerQuery;
 };
 
 // The bus's answers and signals, as sd-bus delivers them.
 struct TrayCalls {
-    static int ownerAnswer(sd_bus_message* answer, void* data, sd_bus_error* /*error*/) {
+    static int onOwner(sd_bus_message* answer, void* data, sd_bus_error* /*error*/) {
         auto& tray = *static_cast<Tray*>(data);
         if (tray.watcher_ == Tray::Watcher::unknown) {
             const bool isError = sd_bus_message_is_method_error(answer, nullptr) > 0;
@@ -128,10 +128,9 @@ void Tray::connect() {
                                       "arg0='org.kde.StatusNotifierWatcher'",
                                       TrayCalls::ownerChange, nullptr, this);
     });
-    session_->ownerQuestion = makeSlot([&](sd_bus_slot** slot) {
+    session_->ownerQuery = makeSlot([&](sd_bus_slot** slot) {
         return sd_bus_call_method_async(made, slot, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                        "org.freedesktop.DBus", "GetNameOwner", TrayCalls::ownerAnswer, this, "s",
-                                        watcher);
+                                        "org.freedesktop.DBus", "GetNameOwner", TrayCalls::onOwner, this, "s", watcher);
     });
     session_->menu.offer(menu_);
     nextTimeouts_ = {};

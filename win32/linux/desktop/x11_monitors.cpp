@@ -28,24 +28,24 @@ RECT intersection(const RECT& a, const RECT& b) {
 bool isEmpty(const RECT& rectangle) { return rectangle.left >= rectangle.right || rectangle.top >= rectangle.bottom; }
 
 // The primary one first; empty if the server has no such extension.
-std::vector<RECT> monitorPlaces(xcb_connection_t* connection, xcb_window_t root) {
-    std::vector<RECT> places;
+std::vector<RECT> monitorRectangles(xcb_connection_t* connection, xcb_window_t root) {
+    std::vector<RECT> rectangles;
     const auto* const extension = xcb_get_extension_data(connection, &xcb_randr_id);
     if (extension == nullptr || extension->present == 0) {
-        return places;
+        return rectangles;
     }
     const X11Answer<xcb_randr_get_monitors_reply_t> answer(
         xcb_randr_get_monitors_reply(connection, xcb_randr_get_monitors(connection, root, 1), nullptr));
     if (!answer) {
-        return places;
+        return rectangles;
     }
     for (auto each = xcb_randr_get_monitors_monitors_iterator(answer.get()); each.rem > 0;
          xcb_randr_monitor_info_next(&each)) {
         const auto& monitor = *each.data;
-        const RECT place = {monitor.x, monitor.y, monitor.x + monitor.width, monitor.y + monitor.height};
-        places.insert(monitor.primary != 0 ? places.begin() : places.end(), place);
+        const RECT bounds = {monitor.x, monitor.y, monitor.x + monitor.width, monitor.y + monitor.height};
+        rectangles.insert(monitor.primary != 0 ? rectangles.begin() : rectangles.end(), bounds);
     }
-    return places;
+    return rectangles;
 }
 
 }  // namespace
@@ -55,9 +55,9 @@ std::vector<Monitor> Display::monitors() {
         return {};
     }
     const RECT all = {0, 0, screen_->width_in_pixels, screen_->height_in_pixels};
-    auto places = monitorPlaces(connection_.get(), screen_->root);
-    if (places.empty()) {
-        places.push_back(all);
+    auto rectangles = monitorRectangles(connection_.get(), screen_->root);
+    if (rectangles.empty()) {
+        rectangles.push_back(all);
     }
     RECT free = all;
     const auto areas = cardinals(connection_.get(), screen_->root, atoms_.workArea);
@@ -69,9 +69,9 @@ std::vector<Monitor> Display::monitors() {
         free = {left, top, left + static_cast<LONG>(areas[index + 2]), top + static_cast<LONG>(areas[index + 3])};
     }
     std::vector<Monitor> monitors;
-    for (const RECT& place : places) {
-        const RECT workArea = intersection(place, free);
-        monitors.push_back({place, isEmpty(workArea) ? place : workArea});
+    for (const RECT& bounds : rectangles) {
+        const RECT workArea = intersection(bounds, free);
+        monitors.push_back({bounds, isEmpty(workArea) ? bounds : workArea});
     }
     return isAlive() ? monitors : std::vector<Monitor>();
 }

@@ -28,7 +28,7 @@ namespace {
 constexpr GUID setupClass = {0xEEC5AD98, 0x8080, 0x425F, {0x92, 0x2A, 0xDA, 0xBF, 0x3D, 0xE3, 0xF6, 0x9A}};
 
 // The devices of the latest look. Questions about one device of it don't go round the whole system again.
-class LatestLook {
+class LatestScan {
 public:
     void replace(const std::vector<PortableDevice>& devices) {
         const std::lock_guard lock(mutex_);
@@ -64,8 +64,8 @@ private:
 };
 
 // Never destroyed: the scanner's thread may still look while statics go.
-LatestLook& latestLook() {
-    static auto* const look = new LatestLook;
+LatestScan& latestScan() {
+    static auto* const look = new LatestScan;
     return *look;
 }
 
@@ -128,7 +128,7 @@ public:
             if (!findPortableDevices(devices)) {
                 return E_FAIL;
             }
-            latestLook().replace(devices);
+            latestScan().replace(devices);
             devices_ = std::move(devices);
         }
         if (deviceIds == nullptr) {
@@ -178,7 +178,7 @@ CONFIGRET WINAPI CM_Get_Device_Interface_PropertyW(LPCWSTR path, const DEVPROPKE
         path == nullptr || wrong != CR_SUCCESS) {
         return path == nullptr ? CR_INVALID_POINTER : wrong;
     }
-    const auto device = win32::latestLook().find(
+    const auto device = win32::latestScan().find(
         [&](const PortableDevice& candidate) { return win32::sameText(candidate.interfacePath, path); });
     if (!device) {
         return CR_NO_SUCH_DEVICE_INTERFACE;
@@ -195,7 +195,7 @@ CONFIGRET WINAPI CM_Get_DevNode_PropertyW(DEVINST node, const DEVPROPKEY* key, D
         return wrong;
     }
     const auto device =
-        win32::latestLook().find([&](const PortableDevice& candidate) { return win32::nodeNumber(candidate) == node; });
+        win32::latestScan().find([&](const PortableDevice& candidate) { return win32::nodeNumber(candidate) == node; });
     if (!device) {
         return CR_INVALID_DEVNODE;
     }
@@ -220,8 +220,8 @@ HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* interfaceClass, LPCWSTR enumera
         return win32::openHandle(std::make_shared<DeviceInfoSet>(std::move(devices)));
     }
     if (enumerator == nullptr) {
-        devices = win32::latestLook().again();
-    } else if (const auto device = win32::latestLook().find([&](const PortableDevice& candidate) {
+        devices = win32::latestScan().again();
+    } else if (const auto device = win32::latestScan().find([&](const PortableDevice& candidate) {
                    return win32::sameText(candidate.instanceId, enumerator);
                })) {
         devices.push_back(*device);

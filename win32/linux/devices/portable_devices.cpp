@@ -79,7 +79,7 @@ std::string hardwareId(const UsbIds& ids) {
 }
 
 // Windows makes an identifier from the place in the tree where the device gives none of its own.
-std::string placeId(std::string_view systemPath) {
+std::string portId(std::string_view systemPath) {
     unsigned hash = 2166136261U;
     for (const char c : systemPath) {
         hash = (hash ^ static_cast<unsigned char>(c)) * 16777619U;
@@ -110,7 +110,7 @@ PortableDevice describe(udev_device* node, udev_device* device) {
     const auto ids = idsFromAttributes(device);
     std::string serial = pathElement(attribute(device, "serial"));
     if (serial.empty()) {
-        serial = "5&" + placeId(result.systemPath) + "&0";
+        serial = "5&" + portId(result.systemPath) + "&0";
     }
     std::string element = ids ? hardwareId(*ids) : pathElement(text(udev_device_get_sysname(node)));
     std::string instance = serial;
@@ -118,7 +118,7 @@ PortableDevice describe(udev_device* node, udev_device* device) {
     if (composite && ids) {
         const std::string number = attribute(node, "bInterfaceNumber");
         element += "&mi_" + (number.empty() ? std::string("00") : number);
-        instance = "6&" + placeId(result.systemPath) + "&0&00" + (number.empty() ? std::string("00") : number);
+        instance = "6&" + portId(result.systemPath) + "&0&00" + (number.empty() ? std::string("00") : number);
     }
     result.interfacePath = folded<std::tolower>("\\\\?\\usb#" + element + "#" + instance + std::string(interfaceClass));
     result.instanceId = folded<std::toupper>("usb\\" + element + "\\" + instance);

@@ -14,6 +14,7 @@
 #include "linux/files/file_sharing.h"
 #include "linux/kernel/handle.h"
 #include "linux/pipes/pipe.h"
+#include "linux/pipes/pipe_directory.h"
 #include "linux/support/descriptor.h"
 #include "linux/support/errno_code.h"
 #include "linux/support/scripted.h"

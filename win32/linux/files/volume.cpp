@@ -25,7 +25,7 @@ namespace {
 
 struct Mount {
     std::string device;  // "major:minor"
-    std::string place;
+    std::string mountPoint;
     std::string type;
     bool isReadOnly = false;
 };
@@ -45,34 +45,34 @@ bool hasOption(const std::string& options, const std::string& option) {
     return ("," + options + ",").find("," + option + ",") != std::string::npos;
 }
 
-// A line of proc(5)'s mountinfo: number, parent, device, root, place, options, optional fields, "-", type, source,
+// A line of proc(5)'s mountinfo: number, parent, device, root, mountPoint, options, optional fields, "-", type, source,
 // options of the file system.
 Mount parseMount(const std::string& line) {
     std::istringstream fields(line);
     Mount mount;
     std::string ignored;
     std::string options;
-    fields >> ignored >> ignored >> mount.device >> ignored >> mount.place >> options;
+    fields >> ignored >> ignored >> mount.device >> ignored >> mount.mountPoint >> options;
     while (fields >> ignored && ignored != "-") {
     }
     std::string ofFileSystem;
     fields >> mount.type >> ignored >> ofFileSystem;
-    mount.place = unescaped(mount.place);
+    mount.mountPoint = unescaped(mount.mountPoint);
     mount.isReadOnly = hasOption(options, "ro") || hasOption(ofFileSystem, "ro");
     return mount;
 }
 
-bool lies(const std::string& path, const std::string& place) {
-    return place == "/" || path == place || path.starts_with(place + "/");
+bool lies(const std::string& path, const std::string& mountPoint) {
+    return mountPoint == "/" || path == mountPoint || path.starts_with(mountPoint + "/");
 }
 
-// The mount that holds the path: the deepest one, and of several at one place the last.
+// The mount that holds the path: the deepest one, and of several at one mount point the last.
 std::optional<Mount> mountOf(const std::string& path) {
     std::istringstream lines(readWholeFile("/proc/self/mountinfo").value_or(""));
     std::optional<Mount> found;
     for (std::string line; std::getline(lines, line);) {
         Mount mount = parseMount(line);
-        if (lies(path, mount.place) && (!found || mount.place.size() >= found->place.size())) {
+        if (lies(path, mount.mountPoint) && (!found || mount.mountPoint.size() >= found->mountPoint.size())) {
             found = std::move(mount);
         }
     }
@@ -105,7 +105,7 @@ std::optional<Mount> mountAt(LPCWSTR volume) {
         path.pop_back();
     }
     auto mount = mountOf(path);
-    return mount && mount->place == path ? mount : std::nullopt;
+    return mount && mount->mountPoint == path ? mount : std::nullopt;
 }
 
 bool isOneOf(const std::string& type, std::initializer_list<const char*> types) {
@@ -172,12 +172,12 @@ BOOL WINAPI GetVolumePathNameW(LPCWSTR path, LPWSTR volume, DWORD size) {
         SetLastError(ERROR_INVALID_NAME);
         return FALSE;
     }
-    const WideString place = win32::toWide(mount->place == "/" ? "/" : mount->place + "/");
-    if (place.size() >= size) {
+    const WideString root = win32::toWide(mount->mountPoint == "/" ? "/" : mount->mountPoint + "/");
+    if (root.size() >= size) {
         SetLastError(ERROR_FILENAME_EXCED_RANGE);
         return FALSE;
     }
-    volume[place.copy(volume, place.size())] = 0;
+    volume[root.copy(volume, root.size())] = 0;
     return TRUE;
 }
 

@@ -27,7 +27,7 @@ struct Store {
     CERT_CONTEXT shown{};
 };
 
-std::string place(const char* variable, const char* usual) {
+std::string locationOf(const char* variable, const char* usual) {
     const char* const chosen = secure_getenv(variable);
     return chosen != nullptr ? chosen : usual;
 }
@@ -69,8 +69,8 @@ void readDirectory(const std::string& path, std::set<std::string>& certificates)
 
 std::set<std::string> trustedCertificates() {
     std::set<std::string> certificates;
-    readFile(place(X509_get_default_cert_file_env(), X509_get_default_cert_file()), certificates);
-    std::istringstream directories(place(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
+    readFile(locationOf(X509_get_default_cert_file_env(), X509_get_default_cert_file()), certificates);
+    std::istringstream directories(locationOf(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
     for (std::string directory; std::getline(directories, directory, ':');) {
         readDirectory(directory, certificates);
     }

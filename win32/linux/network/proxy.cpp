@@ -60,7 +60,7 @@ BOOL WINAPI WinHttpGetIEProxyConfigForCurrentUser(WINHTTP_CURRENT_USER_IE_PROXY_
     if (config == nullptr) {
         return fail(ERROR_INVALID_PARAMETER);
     }
-    const auto [code, lines] = win32::askProxyHelper({"config"}, 4);
+    const auto [code, lines] = win32::runProxyHelper({"config"}, 4);
     if (code != ERROR_SUCCESS) {
         return fail(code);
     }
@@ -103,7 +103,7 @@ BOOL WINAPI WinHttpGetProxyForUrl(HINTERNET session, LPCWSTR url, WINHTTP_AUTOPR
     if (options->fAutoLogonIfChallenged != FALSE) {
         arguments.emplace_back("logon");
     }
-    const auto [code, lines] = win32::askProxyHelper(arguments, 1);
+    const auto [code, lines] = win32::runProxyHelper(arguments, 1);
     if (code != ERROR_SUCCESS) {
         return fail(code);
     }

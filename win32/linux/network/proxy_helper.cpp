@@ -78,9 +78,9 @@ DWORD hear(int descriptor, Clock::time_point deadline, std::string& answer) {
     return ERROR_SUCCESS;
 }
 
-ProxyAnswer parse(const std::string& text, std::size_t lines) {
-    ProxyAnswer broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
-    ProxyAnswer answer{};
+ProxyHelperReply parse(const std::string& text, std::size_t lines) {
+    ProxyHelperReply broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
+    ProxyHelperReply answer{};
     if (!text.ends_with(lastLine) ||
         std::from_chars(text.data(), text.data() + text.size(), answer.code).ptr[0] != '\n') {
         return broken;
@@ -94,7 +94,7 @@ ProxyAnswer parse(const std::string& text, std::size_t lines) {
 
 }  // namespace
 
-ProxyAnswer askProxyHelper(const std::vector<std::string>& arguments, std::size_t lines) {
+ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines) {
     const Helper asked = helper();
     const auto deadline = Clock::now() + asked.limit;
     SpeakingChild child;
@@ -103,7 +103,7 @@ ProxyAnswer askProxyHelper(const std::vector<std::string>& arguments, std::size_
     }
     std::string answer;
     const DWORD code = hear(child.output(), deadline, answer);
-    return code == ERROR_SUCCESS ? parse(answer, lines) : ProxyAnswer{code, {}};
+    return code == ERROR_SUCCESS ? parse(answer, lines) : ProxyHelperReply{code, {}};
 }
 
 #ifdef WIN32_SCRIPTED

@@ -13,12 +13,12 @@
 
 namespace win32 {
 
-struct ProxyAnswer {
+struct ProxyHelperReply {
     DWORD code;
     std::vector<std::string> lines;  // as many as asked for if the code is 0, else none
 };
 
 // Starts the program and waits for its `lines` lines. When it returns, the program is gone. Any thread.
-ProxyAnswer askProxyHelper(const std::vector<std::string>& arguments, std::size_t lines);
+ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines);
 
 }  // namespace win32

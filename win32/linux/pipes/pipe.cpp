@@ -21,7 +21,7 @@
 
 #include "linux/kernel/handle.h"
 #include "linux/pipes/pipe.h"
-#include "linux/pipes/pipe_path.h"
+#include "linux/pipes/pipe_directory.h"
 #include "linux/support/errno_code.h"
 #include "linux/support/name_file.h"
 #include "linux/support/scripted.h"
@@ -33,7 +33,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds lookAgain(10);
+constexpr milliseconds retryInterval(10);
 constexpr DWORD defaultWaitMilliseconds = 50;
 
 bool waitFor(int socket, short events) {
@@ -203,12 +203,12 @@ public:
 
 class PipeInstance final : public Pipe {
 public:
-    PipeInstance(PipePlace place, std::string file, Descriptor listener)
+    PipeInstance(PipeDirectory directory, std::string file, Descriptor listener)
         : Pipe(GENERIC_READ | GENERIC_WRITE, ERROR_PIPE_LISTENING),
-          place_(std::move(place)),
+          directory_(std::move(directory)),
           file_(std::move(file)),
           listener_(std::move(listener)) {}
-    ~PipeInstance() override { place_.remove(file_); }
+    ~PipeInstance() override { directory_.remove(file_); }
 
     void closing() override {
         shutdown(listener_.get(), SHUT_RDWR);
@@ -220,17 +220,17 @@ public:
 private:
     bool accept();
 
-    const PipePlace place_;
+    const PipeDirectory directory_;
     const std::string file_;
     const Descriptor listener_;
 };
 
 // Takes a waiting client, if there is one that may be served.
 bool PipeInstance::accept() {
-    place_.setFree(file_, false);
+    directory_.setFree(file_, false);
     Descriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!socket || !(place_.isMachine || isPeerTrusted(socket.get()))) {
-        place_.setFree(file_, true);
+    if (!socket || !(directory_.isMachineWide || isPeerTrusted(socket.get()))) {
+        directory_.setFree(file_, true);
         return false;
     }
     setConnection(std::make_shared<Connection>(std::move(socket)));
@@ -245,7 +245,7 @@ BOOL PipeInstance::connect() {
         return FALSE;
     }
     setCodeOfNobody(ERROR_PIPE_LISTENING);
-    place_.setFree(file_, true);
+    directory_.setFree(file_, true);
     do {
         if ((poll(&entry, 1, -1) < 0 && errno != EINTR) || (entry.revents & POLLHUP) != 0) {
             SetLastError(ERROR_NO_DATA);
@@ -274,14 +274,14 @@ bool isRefusal(const std::string& file, long changes) {
 }
 
 // The outcome of a client's attempt at all instances in one place.
-Descriptor connectWithin(const PipePlace& place, const std::string& pipe, bool& isBusy, bool& isForeign) {
-    for (const std::string& file : place.instances(pipe)) {
-        const PipeState state = place.stateOf(file);
+Descriptor connectWithin(const PipeDirectory& directory, const std::string& pipe, bool& isBusy, bool& isForeign) {
+    for (const std::string& file : directory.instances(pipe)) {
+        const PipeState state = directory.stateOf(file);
         if (!state.isFree) {
-            isBusy = isBusy || place.isAlive(file);
+            isBusy = isBusy || directory.isAlive(file);
             continue;
         }
-        Descriptor socket = place.connectTo(file);
+        Descriptor socket = directory.connectTo(file);
         if (socket && isPeerTrusted(socket.get())) {
             return socket;
         }
@@ -295,13 +295,13 @@ Descriptor connectWithin(const PipePlace& place, const std::string& pipe, bool& 
 }
 
 // How many live instances a pipe has; removes the others. The place is locked.
-std::size_t tidyInstances(const PipePlace& place, const std::string& pipe) {
+std::size_t tidyInstances(const PipeDirectory& directory, const std::string& pipe) {
     std::size_t alive = 0;
-    for (const std::string& file : place.instances(pipe)) {
-        if (place.isAlive(file)) {
+    for (const std::string& file : directory.instances(pipe)) {
+        if (directory.isAlive(file)) {
             ++alive;
         } else {
-            place.remove(file);
+            directory.remove(file);
         }
     }
     return alive;
@@ -309,12 +309,13 @@ std::size_t tidyInstances(const PipePlace& place, const std::string& pipe) {
 
 HANDLE createInstance(const std::string& pipe, DWORD openMode, DWORD pipeMode, DWORD instances) {
     static std::atomic<unsigned> counter = 0;
-    PipePlace place = serverPlace();
-    const Descriptor guard = place.path.empty() ? Descriptor() : openLocked(place.path + "/.lock", 0, true, 0600);
+    PipeDirectory directory = serverDirectory();
+    const Descriptor guard =
+        directory.path.empty() ? Descriptor() : openLocked(directory.path + "/.lock", 0, true, 0600);
     if (!guard) {
         return INVALID_HANDLE_VALUE;
     }
-    const std::size_t present = tidyInstances(place, pipe);
+    const std::size_t present = tidyInstances(directory, pipe);
     if (present > 0 && (openMode & FILE_FLAG_FIRST_PIPE_INSTANCE) != 0) {
         SetLastError(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
@@ -324,12 +325,12 @@ HANDLE createInstance(const std::string& pipe, DWORD openMode, DWORD pipeMode, D
         return INVALID_HANDLE_VALUE;
     }
     std::string file = pipe + "." + std::to_string(getpid()) + "." + std::to_string(++counter);
-    Descriptor listener = place.listenAt(file);
+    Descriptor listener = directory.listenAt(file);
     if (!listener) {
         failWithErrno(errno);
         return INVALID_HANDLE_VALUE;
     }
-    auto instance = std::make_shared<PipeInstance>(std::move(place), std::move(file), std::move(listener));
+    auto instance = std::make_shared<PipeInstance>(std::move(directory), std::move(file), std::move(listener));
     instance->setReadsMessages((pipeMode & PIPE_READMODE_MESSAGE) != 0);
     return openHandle(std::move(instance));
 }
@@ -338,10 +339,10 @@ enum class Availability { missing, busy, free };
 
 Availability availabilityOf(const std::string& pipe) {
     Availability found = Availability::missing;
-    for (const PipePlace& place : clientPlaces()) {
-        for (const std::string& file : place.instances(pipe)) {
-            if (place.isAlive(file)) {
-                const PipeState state = place.stateOf(file);
+    for (const PipeDirectory& directory : clientDirectories()) {
+        for (const std::string& file : directory.instances(pipe)) {
+            if (directory.isAlive(file)) {
+                const PipeState state = directory.stateOf(file);
                 const bool isFree = state.isFree && !isRefusal(file, state.changes);
                 found = std::max(found, isFree ? Availability::free : Availability::busy);
             }
@@ -360,8 +361,8 @@ HANDLE openPipe(std::u16string_view name, DWORD access) {
     refusals.clear();
     bool isBusy = false;
     bool isForeign = false;
-    for (const PipePlace& place : clientPlaces()) {
-        if (Descriptor socket = connectWithin(place, pipe, isBusy, isForeign)) {
+    for (const PipeDirectory& directory : clientDirectories()) {
+        if (Descriptor socket = connectWithin(directory, pipe, isBusy, isForeign)) {
             const HANDLE handle = openHandle(std::make_shared<PipeClient>(std::move(socket), access));
             SetLastError(ERROR_SUCCESS);
             return handle;
@@ -394,7 +395,7 @@ BOOL WINAPI WaitNamedPipeW(LPCWSTR path, DWORD timeout) {
             SetLastError(isMissing ? ERROR_FILE_NOT_FOUND : ERROR_SEM_TIMEOUT);
             return FALSE;
         }
-        std::this_thread::sleep_for(win32::lookAgain);
+        std::this_thread::sleep_for(win32::retryInterval);
     }
 }
 

@@ -1,4 +1,4 @@
-// The client's end of a named pipe, as CreateFileW opens it, and which paths lead to it.
+// The client's end of a named pipe, as CreateFileW opens it.
 #pragma once
 
 #include <string_view>
@@ -6,8 +6,6 @@
 #include "win32/types.h"
 
 namespace win32 {
-
-bool isPipePath(std::u16string_view path);
 
 // `name` is the whole path, "\\.\pipe\" included; `access` as CreateFileW takes it. INVALID_HANDLE_VALUE with the
 // last error set is failure.

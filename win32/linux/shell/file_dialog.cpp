@@ -50,12 +50,12 @@ public:
     HRESULT Show(HWND owner) override {
         WIN32_MAY_RETURN("IFileOpenDialog::Show", HRESULT);
         const bool picksFolder = (options_ & FOS_PICKFOLDERS) != 0;
-        const auto [outcome, path] = askForFile({title_, owner, folder_, false, picksFolder});
+        const auto [outcome, path] = runFileDialog({title_, owner, folder_, false, picksFolder});
         result_ = path;
-        if (outcome == FileAnswer::Outcome::cancelled) {
+        if (outcome == FileDialogResult::Outcome::cancelled) {
             return resultOf(ERROR_CANCELLED);
         }
-        return outcome == FileAnswer::Outcome::chosen ? S_OK : resultOf(ERROR_NOT_SUPPORTED);
+        return outcome == FileDialogResult::Outcome::chosen ? S_OK : resultOf(ERROR_NOT_SUPPORTED);
     }
 
     HRESULT SetOptions(FILEOPENDIALOGOPTIONS options) override {
@@ -157,7 +157,7 @@ public:
 };
 
 // "NAME\0PATTERN\0\0": the first pair of it.
-void readFilter(LPCWSTR filter, FileQuestion& question) {
+void readFilter(LPCWSTR filter, FileDialogRequest& question) {
     if (filter != nullptr && *filter != 0) {
         question.filterName = toBytes(filter);
         question.pattern = toBytes(filter + std::u16string_view(filter).size() + 1);
@@ -189,13 +189,13 @@ BOOL giveChosen(const WideString& chosen, OPENFILENAMEW& dialog) {
     return TRUE;
 }
 
-BOOL askByStructure(OPENFILENAMEW& dialog, bool saves) {
-    FileQuestion question{bytesOf(dialog.lpstrTitle), dialog.hwndOwner, {}, saves, false};
+BOOL runDialog(OPENFILENAMEW& dialog, bool saves) {
+    FileDialogRequest question{bytesOf(dialog.lpstrTitle), dialog.hwndOwner, {}, saves, false};
     question.folder = dialog.lpstrInitialDir == nullptr ? "" : toNativePath(dialog.lpstrInitialDir);
     readFilter(dialog.lpstrFilter, question);
-    const auto [outcome, path] = askForFile(question);
+    const auto [outcome, path] = runFileDialog(question);
     const WideString chosen = toWide(saves && !path.empty() ? withExtension(path, bytesOf(dialog.lpstrDefExt)) : path);
-    return outcome == FileAnswer::Outcome::chosen && giveChosen(chosen, dialog) != FALSE ? TRUE : FALSE;
+    return outcome == FileDialogResult::Outcome::chosen && giveChosen(chosen, dialog) != FALSE ? TRUE : FALSE;
 }
 
 }  // namespace
@@ -230,11 +230,11 @@ HRESULT WINAPI SHCreateItemFromParsingName(PCWSTR path, IBindCtx* /*context*/, R
 BOOL WINAPI GetOpenFileNameW(OPENFILENAMEW* dialog) {
     WIN32_RECORD("GetOpenFileNameW", std::to_string(dialog->Flags));
     WIN32_MAY_FAIL("GetOpenFileNameW", FALSE);
-    return win32::askByStructure(*dialog, false);
+    return win32::runDialog(*dialog, false);
 }
 
 BOOL WINAPI GetSaveFileNameW(OPENFILENAMEW* dialog) {
     WIN32_RECORD("GetSaveFileNameW", std::to_string(dialog->Flags));
     WIN32_MAY_FAIL("GetSaveFileNameW", FALSE);
-    return win32::askByStructure(*dialog, true);
+    return win32::runDialog(*dialog, true);
 }

@@ -42,8 +42,8 @@ void allowExecution(const std::string& path, mode_t mode) {
     }
 }
 
-// The place in the form that Linux takes.
-std::string placeOf(const SHELLEXECUTEINFOW& info) {
+// What is to be opened, in the form that Linux takes.
+std::string targetOf(const SHELLEXECUTEINFOW& info) {
     const std::u16string_view file = info.lpFile;
     if (file.starts_with(computer)) {
         return win32::deviceLocation(win32::toBytes(file.substr(computer.size())));
@@ -54,8 +54,8 @@ std::string placeOf(const SHELLEXECUTEINFOW& info) {
 
 bool isVerb(LPCWSTR verb, const char* name) { return strcasecmp(bytesOf(verb).c_str(), name) == 0; }
 
-bool showByOpener(const std::string& place, const std::string& directory) {
-    return win32::startProgram({win32::searchProgram(opener), {place}, directory}) != nullptr;
+bool openWithDesktop(const std::string& target, const std::string& directory) {
+    return win32::startProgram({win32::searchProgram(opener), {target}, directory}) != nullptr;
 }
 
 // False with the last error set if nothing was started.
@@ -64,12 +64,12 @@ bool execute(const SHELLEXECUTEINFOW& info, std::shared_ptr<Child>& child) {
         SetLastError(ERROR_NO_ASSOCIATION);
         return false;
     }
-    const std::string place = placeOf(info);
+    const std::string target = targetOf(info);
     const std::string directory = info.lpDirectory == nullptr ? "" : win32::toNativePath(info.lpDirectory);
-    if (isAddress(place)) {
-        return showByOpener(place, directory);
+    if (isAddress(target)) {
+        return openWithDesktop(target, directory);
     }
-    const std::string path = win32::absoluteProgram(place);
+    const std::string path = win32::absoluteProgram(target);
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
         return win32::failWithErrno(errno);
@@ -87,7 +87,7 @@ bool execute(const SHELLEXECUTEINFOW& info, std::shared_ptr<Child>& child) {
         child = win32::startProgram(program);
         return child != nullptr;
     }
-    return showByOpener(path, directory);
+    return openWithDesktop(path, directory);
 }
 
 // Windows answers with the old 16-bit codes here, of which those above 32 are success.

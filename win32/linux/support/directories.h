@@ -5,7 +5,7 @@
 
 namespace win32 {
 
-// The session's place for sockets and locks: a folder of ours below XDG_RUNTIME_DIR, or, without that, one of the
+// The session's directory for sockets and locks: a folder of ours below XDG_RUNTIME_DIR, or, without that, one of the
 // user's own below TMPDIR or /tmp. Made with mode 0700 when missing. Empty, with the last error set, if it
 // can't be made or is not a directory that belongs to this user alone. No slash at its end.
 std::string sessionDirectory();

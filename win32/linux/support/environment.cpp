@@ -24,7 +24,7 @@ Variables takeProxyVariables() {
 }
 
 // Never destroyed: threads that end in static destructors still start programs.
-const Variables& keptVariables = *new Variables(takeProxyVariables());
+const Variables& savedVariables = *new Variables(takeProxyVariables());
 
 }  // namespace
 
@@ -33,7 +33,7 @@ std::vector<std::string> childEnvironment() {
     for (char** each = environ; *each != nullptr; ++each) {
         variables.emplace_back(*each);
     }
-    for (const auto& [name, value] : keptVariables) {
+    for (const auto& [name, value] : savedVariables) {
         if (std::getenv(name) == nullptr) {
             variables.push_back(std::string(name) + "=" + value);
         }

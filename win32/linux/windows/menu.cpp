@@ -129,18 +129,18 @@ BOOL WINAPI AppendMenuW(HMENU handle, UINT flags, UINT_PTR id, LPCWSTR text) {
 
 BOOL WINAPI InsertMenuW(HMENU handle, UINT position, UINT flags, UINT_PTR id, LPCWSTR text) {
     WIN32_MAY_FAIL("InsertMenuW", FALSE);
-    return withMenu(
-               handle, FALSE,
-               [&](Menu& menu) {
-                   const bool isPlace = (flags & MF_BYPOSITION) != 0;
-                   const std::size_t index =
-                       isPlace ? std::min<std::size_t>(position, menu.size()) : win32::indexOf(menu, position, flags);
-                   if (index == menu.size() && !isPlace) {
-                       return FALSE;
-                   }
-                   menu.insert(menu.begin() + static_cast<std::ptrdiff_t>(index), win32::makeItem(flags, id, text));
-                   return TRUE;
-               }) &&
+    return withMenu(handle, FALSE,
+                    [&](Menu& menu) {
+                        const bool byPosition = (flags & MF_BYPOSITION) != 0;
+                        const std::size_t index = byPosition ? std::min<std::size_t>(position, menu.size())
+                                                             : win32::indexOf(menu, position, flags);
+                        if (index == menu.size() && !byPosition) {
+                            return FALSE;
+                        }
+                        menu.insert(menu.begin() + static_cast<std::ptrdiff_t>(index),
+                                    win32::makeItem(flags, id, text));
+                        return TRUE;
+                    }) &&
            win32::offerChanged(handle);
 }
 

@@ -117,11 +117,11 @@ bool remove(const NOTIFYICONDATAW& data) {
 
 }  // namespace
 
-bool postIconEvent(UINT event, const POINT& place) {
+bool postIconEvent(UINT event, const POINT& point) {
     if (!notifyIcon) {
         return false;
     }
-    const auto position = static_cast<DWORD>(MAKELONG(place.x, place.y));
+    const auto position = static_cast<DWORD>(MAKELONG(point.x, point.y));
     return PostMessageW(notifyIcon->window, notifyIcon->callbackMessage, position, MAKELONG(event, notifyIcon->id)) !=
            FALSE;
 }
@@ -176,17 +176,17 @@ BOOL WINAPI Shell_NotifyIconW(DWORD message, PNOTIFYICONDATAW data) {
     }
 }
 
-HRESULT WINAPI Shell_NotifyIconGetRect(const NOTIFYICONIDENTIFIER* identifier, RECT* place) {
+HRESULT WINAPI Shell_NotifyIconGetRect(const NOTIFYICONIDENTIFIER* identifier, RECT* rectangle) {
     WIN32_MAY_RETURN("Shell_NotifyIconGetRect", HRESULT);
-    if (identifier == nullptr || place == nullptr || identifier->cbSize != sizeof(NOTIFYICONIDENTIFIER)) {
+    if (identifier == nullptr || rectangle == nullptr || identifier->cbSize != sizeof(NOTIFYICONIDENTIFIER)) {
         return E_INVALIDARG;
     }
     const bool hasGuid = !(identifier->guidItem == GUID{});
-    const auto known = win32::presenter().iconPlace();
+    const auto known = win32::presenter().iconRectangle();
     if (!known || !win32::notifyIcon ||
         !win32::isSame(*win32::notifyIcon, hasGuid, identifier->guidItem, identifier->hWnd, identifier->uID)) {
         return E_FAIL;
     }
-    *place = *known;
+    *rectangle = *known;
     return S_OK;
 }

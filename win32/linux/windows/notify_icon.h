@@ -6,7 +6,7 @@
 namespace win32 {
 
 // Tells the icon's window of an event at a place of the screen; false if there is no icon or its window takes no more.
-bool postIconEvent(UINT event, const POINT& place);
+bool postIconEvent(UINT event, const POINT& point);
 
 // Tells it of a choice in its menu.
 void postIconCommand(UINT id);

@@ -36,8 +36,8 @@ LONG distance(LONG value, LONG low, LONG high) { return std::max({low - value, v
 
 const Monitor& nearestMonitor(const std::vector<Monitor>& monitors, const POINT& point) {
     const auto far = [&](const Monitor& monitor) {
-        const RECT& place = monitor.place;
-        return distance(point.x, place.left, place.right) + distance(point.y, place.top, place.bottom);
+        const RECT& bounds = monitor.bounds;
+        return distance(point.x, bounds.left, bounds.right) + distance(point.y, bounds.top, bounds.bottom);
     };
     return *std::min_element(monitors.begin(), monitors.end(),
                              [&](const Monitor& a, const Monitor& b) { return far(a) < far(b); });
@@ -47,38 +47,38 @@ LONG aligned(LONG anchor, LONG size, bool centered, bool before) {
     return centered ? anchor - size / 2 : before ? anchor - size : anchor;
 }
 
-// The nearer one of the two places, vertically or horizontally beside `exclude`, that lies inside of the area.
+// The nearer one of the two candidates, vertically or horizontally beside `exclude`, that lies inside of the area.
 std::optional<RECT> beside(const RECT& rectangle, const RECT& exclude, const RECT& area, bool vertically) {
     const LONG width = rectangle.right - rectangle.left;
     const LONG height = rectangle.bottom - rectangle.top;
-    std::array<RECT, 2> places = {vertically ? movedTo(rectangle, rectangle.left, exclude.top - height)
-                                             : movedTo(rectangle, exclude.left - width, rectangle.top),
-                                  vertically ? movedTo(rectangle, rectangle.left, exclude.bottom)
-                                             : movedTo(rectangle, exclude.right, rectangle.top)};
-    const auto way = [&](const RECT& place) {
-        return std::abs(place.left - rectangle.left) + std::abs(place.top - rectangle.top);
+    std::array<RECT, 2> candidates = {vertically ? movedTo(rectangle, rectangle.left, exclude.top - height)
+                                                 : movedTo(rectangle, exclude.left - width, rectangle.top),
+                                      vertically ? movedTo(rectangle, rectangle.left, exclude.bottom)
+                                                 : movedTo(rectangle, exclude.right, rectangle.top)};
+    const auto way = [&](const RECT& bounds) {
+        return std::abs(bounds.left - rectangle.left) + std::abs(bounds.top - rectangle.top);
     };
-    if (way(places[1]) < way(places[0])) {
-        std::swap(places[0], places[1]);
+    if (way(candidates[1]) < way(candidates[0])) {
+        std::swap(candidates[0], candidates[1]);
     }
-    for (const RECT& place : places) {
-        if (isInside(place, area)) {
-            return place;
+    for (const RECT& bounds : candidates) {
+        if (isInside(bounds, area)) {
+            return bounds;
         }
     }
     return std::nullopt;
 }
 
-RECT popupPlace(const POINT& anchor, const SIZE& size, UINT flags, const RECT* exclude, const RECT& area) {
+RECT popupRectangle(const POINT& anchor, const SIZE& size, UINT flags, const RECT* exclude, const RECT& area) {
     const LONG left = aligned(anchor.x, size.cx, (flags & TPM_CENTERALIGN) != 0, (flags & TPM_RIGHTALIGN) != 0);
     const LONG top = aligned(anchor.y, size.cy, (flags & TPM_VCENTERALIGN) != 0, (flags & TPM_BOTTOMALIGN) != 0);
-    const RECT place = keptInside({left, top, left + size.cx, top + size.cy}, area);
-    if (exclude == nullptr || !overlap(place, *exclude)) {
-        return place;
+    const RECT bounds = keptInside({left, top, left + size.cx, top + size.cy}, area);
+    if (exclude == nullptr || !overlap(bounds, *exclude)) {
+        return bounds;
     }
     const bool vertically = (flags & TPM_VERTICAL) != 0;
-    const auto moved = beside(place, *exclude, area, vertically);
-    return moved ? *moved : beside(place, *exclude, area, !vertically).value_or(place);
+    const auto moved = beside(bounds, *exclude, area, vertically);
+    return moved ? *moved : beside(bounds, *exclude, area, !vertically).value_or(bounds);
 }
 
 }  // namespace
@@ -86,11 +86,11 @@ RECT popupPlace(const POINT& anchor, const SIZE& size, UINT flags, const RECT* e
 }  // namespace win32
 
 BOOL WINAPI CalculatePopupWindowPosition(const POINT* anchor, const SIZE* size, UINT flags, RECT* exclude,
-                                         RECT* place) {
+                                         RECT* rectangle) {
     WIN32_MAY_FAIL("CalculatePopupWindowPosition", FALSE);
     constexpr UINT horizontal = TPM_CENTERALIGN | TPM_RIGHTALIGN;
     constexpr UINT vertical = TPM_VCENTERALIGN | TPM_BOTTOMALIGN;
-    if (anchor == nullptr || size == nullptr || place == nullptr || size->cx < 0 || size->cy < 0 ||
+    if (anchor == nullptr || size == nullptr || rectangle == nullptr || size->cx < 0 || size->cy < 0 ||
         (flags & horizontal) == horizontal || (flags & vertical) == vertical) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
@@ -102,6 +102,6 @@ BOOL WINAPI CalculatePopupWindowPosition(const POINT* anchor, const SIZE* size, 
     }
     const win32::Monitor& monitor = win32::nearestMonitor(monitors, *anchor);
     const bool inWorkArea = (flags & TPM_WORKAREA) != 0;
-    *place = win32::popupPlace(*anchor, *size, flags, exclude, inWorkArea ? monitor.workArea : monitor.place);
+    *rectangle = win32::popupRectangle(*anchor, *size, flags, exclude, inWorkArea ? monitor.workArea : monitor.bounds);
     return TRUE;
 }

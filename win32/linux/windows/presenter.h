@@ -17,7 +17,7 @@
 namespace win32 {
 
 struct Monitor {
-    RECT place;
+    RECT bounds;
     RECT workArea;
 };
 
@@ -36,7 +36,7 @@ struct ShownItem {
 };
 
 struct ShownWindow {
-    RECT place;
+    RECT bounds;
     std::string title;
     cairo_surface_t* picture;
 };
@@ -56,7 +56,7 @@ public:
     virtual void showIcon(const ShownIcon& icon) = 0;
     virtual void removeIcon() = 0;
     // Where the icon is, as far as is known.
-    virtual std::optional<RECT> iconPlace() = 0;
+    virtual std::optional<RECT> iconRectangle() = 0;
     // An empty text takes the balloon away.
     virtual void showBalloon(const std::string& title, const std::string& text) = 0;
     // The menu that the icon will show, as it now is.

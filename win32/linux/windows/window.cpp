@@ -221,7 +221,7 @@ HWND WINAPI CreateWindowExW(DWORD extendedStyle, LPCWSTR className, LPCWSTR titl
     window.title = title == nullptr ? WideString() : title;
     window.style = style;
     window.extendedStyle = extendedStyle;
-    window.place = {x, y, x + std::max(width, 0), y + std::max(height, 0)};
+    window.bounds = {x, y, x + std::max(width, 0), y + std::max(height, 0)};
     window.parent = parent;
     window.menu = menu;
     window.instance = instance;

@@ -1,4 +1,4 @@
-// Registered messages: the numbers are the places of their names in a file of the session.
+// Registered messages: the numbers are the positions of their names in a file of the session.
 #include <unistd.h>
 
 #include <algorithm>
@@ -41,39 +41,39 @@ std::vector<std::string> readNames(int file, off_t& end) {
     return names;
 }
 
-std::size_t placeIn(std::vector<std::string>& names, const std::string& name) {
+std::size_t indexIn(std::vector<std::string>& names, const std::string& name) {
     const auto found = std::find(names.begin(), names.end(), name);
-    const auto place = static_cast<std::size_t>(found - names.begin());
+    const auto index = static_cast<std::size_t>(found - names.begin());
     if (found == names.end()) {
         names.push_back(name);
     }
-    return place;
+    return index;
 }
 
 // Without a session's directory the numbers hold inside of the process.
-std::size_t placeInProcess(const std::string& name) {
+std::size_t indexInProcess(const std::string& name) {
     static std::mutex mutex;
     static auto* const names = new std::vector<std::string>;
     const std::lock_guard lock(mutex);
-    return placeIn(*names, name);
+    return indexIn(*names, name);
 }
 
-std::size_t placeInSession(const std::string& name) {
+std::size_t indexInSession(const std::string& name) {
     const std::string directory = sessionDirectory();
     const Descriptor file =
         directory.empty() ? Descriptor() : openLocked(directory + "/registered-messages", 0, true, 0600);
     if (!file) {
-        return placeInProcess(name);
+        return indexInProcess(name);
     }
     off_t end = 0;
     std::vector<std::string> names = readNames(file.get(), end);
     const std::size_t known = names.size();
-    const std::size_t place = placeIn(names, name);
+    const std::size_t index = indexIn(names, name);
     const std::string line = name + "\n";
-    if (place == known && pwrite(file.get(), line.data(), line.size(), end) != static_cast<ssize_t>(line.size())) {
+    if (index == known && pwrite(file.get(), line.data(), line.size(), end) != static_cast<ssize_t>(line.size())) {
         return messagesAtMost;
     }
-    return place;
+    return index;
 }
 
 }  // namespace
@@ -86,10 +86,10 @@ UINT WINAPI RegisterWindowMessageW(LPCWSTR name) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
-    const std::size_t place = win32::placeInSession(win32::fileNameOfAnyCase(name));
-    if (place >= win32::messagesAtMost) {
+    const std::size_t index = win32::indexInSession(win32::fileNameOfAnyCase(name));
+    if (index >= win32::messagesAtMost) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return 0;
     }
-    return win32::firstMessage + static_cast<UINT>(place);
+    return win32::firstMessage + static_cast<UINT>(index);
 }

@@ -52,7 +52,7 @@ struct Window {
     WideString title;
     DWORD style = 0;
     DWORD extendedStyle = 0;
-    RECT place{};  // on the screen, or in the parent
+    RECT bounds{};  // on the screen, or in the parent
     HWND parent = nullptr;
     HMENU menu = nullptr;  // or a child's id
     HINSTANCE instance = nullptr;
@@ -64,8 +64,8 @@ struct Window {
 
     bool isTopLevel() const { return (style & WS_CHILD) == 0; }
     bool isShown() const { return (style & WS_VISIBLE) != 0; }
-    LONG width() const { return place.right - place.left; }
-    LONG height() const { return place.bottom - place.top; }
+    LONG width() const { return bounds.right - bounds.left; }
+    LONG height() const { return bounds.bottom - bounds.top; }
 };
 
 struct Model {

@@ -10,7 +10,7 @@ namespace win32 {
 namespace {
 
 // The top-level window around a window, and where in it that one begins. The model is locked.
-struct Placed {
+struct Located {
     HWND handle = nullptr;
     Window* root = nullptr;
     LONG x = 0;
@@ -18,20 +18,20 @@ struct Placed {
     bool isVisible = true;
 };
 
-Placed place(HWND handle) {
-    Placed placed;
+Located locate(HWND handle) {
+    Located located;
     for (Window* each = findWindow(handle); each != nullptr; each = findWindow(handle)) {
-        placed.handle = handle;
-        placed.root = each;
-        placed.isVisible = placed.isVisible && each->isShown();
+        located.handle = handle;
+        located.root = each;
+        located.isVisible = located.isVisible && each->isShown();
         if (each->isTopLevel()) {
             break;
         }
-        placed.x += each->place.left;
-        placed.y += each->place.top;
+        located.x += each->bounds.left;
+        located.y += each->bounds.top;
         handle = each->parent;
     }
-    return placed;
+    return located;
 }
 
 bool isOwnerDrawn(const Window& window) {
@@ -47,11 +47,11 @@ COLORREF backgroundOf(const Window& window) {
 
 // Where the window draws. What a program draws itself begins transparent, so that a picture's own shape shows.
 // The model is locked.
-Surface beginPart(Window& window, const Placed& placed) {
-    if (!placed.root->picture) {
-        placed.root->picture = makeSurface(placed.root->width(), placed.root->height());
+Surface beginPart(Window& window, const Located& located) {
+    if (!located.root->picture) {
+        located.root->picture = makeSurface(located.root->width(), located.root->height());
     }
-    Surface part(cairo_surface_create_for_rectangle(placed.root->picture.get(), placed.x, placed.y, window.width(),
+    Surface part(cairo_surface_create_for_rectangle(located.root->picture.get(), located.x, located.y, window.width(),
                                                     window.height()));
     if (isOwnerDrawn(window)) {
         clearSurface(part.get());
@@ -67,14 +67,14 @@ void showDrawn(HWND window) {
     std::shared_ptr<cairo_surface_t> picture;
     {
         const std::lock_guard lock(model().mutex);
-        const Placed placed = place(window);
-        if (placed.root == nullptr || !placed.isVisible || !placed.root->picture ||
-            windowToPaint(*placed.root->queue) != nullptr) {
+        const Located located = locate(window);
+        if (located.root == nullptr || !located.isVisible || !located.root->picture ||
+            windowToPaint(*located.root->queue) != nullptr) {
             return;
         }
-        picture = placed.root->picture;
-        window = placed.handle;
-        shown = {placed.root->place, toBytes(placed.root->title), picture.get()};
+        picture = located.root->picture;
+        window = located.handle;
+        shown = {located.root->bounds, toBytes(located.root->title), picture.get()};
     }
     cairo_surface_flush(picture.get());
     presenter().showWindow(window, shown);
@@ -124,7 +124,7 @@ void invalidate(HWND window) {
 HWND windowToPaint(const MessageQueue& queue) {
     HWND found = nullptr;
     for (const auto& [handle, window] : model().windows) {
-        if (window.isInvalid && window.queue.get() == &queue && place(handle).isVisible &&
+        if (window.isInvalid && window.queue.get() == &queue && locate(handle).isVisible &&
             (found == nullptr || window.isTopLevel())) {
             found = handle;
         }
@@ -174,8 +174,8 @@ HDC WINAPI BeginPaint(HWND handle, LPPAINTSTRUCT paint) {
             return nullptr;
         }
         window->isInvalid = false;
-        const win32::Placed placed = win32::place(handle);
-        context->part = placed.isVisible ? win32::beginPart(*window, placed) : win32::makeSurface(1, 1);
+        const win32::Located located = win32::locate(handle);
+        context->part = located.isVisible ? win32::beginPart(*window, located) : win32::makeSurface(1, 1);
         *paint = {};
         paint->rcPaint = {0, 0, window->width(), window->height()};
     }
@@ -199,7 +199,7 @@ BOOL WINAPI UpdateWindow(HWND handle) {
         if (window == nullptr) {
             return FALSE;
         }
-        isDue = window->isInvalid && win32::place(handle).isVisible;
+        isDue = window->isInvalid && win32::locate(handle).isVisible;
     }
     if (isDue) {
         win32::callWindow(handle, WM_PAINT, 0, 0);

@@ -59,15 +59,15 @@ void hide(HWND window, const Before& before) {
 }
 
 void move(Window& window, int x, int y, int width, int height, UINT flags) {
-    const LONG left = (flags & SWP_NOMOVE) != 0 ? window.place.left : x;
-    const LONG top = (flags & SWP_NOMOVE) != 0 ? window.place.top : y;
+    const LONG left = (flags & SWP_NOMOVE) != 0 ? window.bounds.left : x;
+    const LONG top = (flags & SWP_NOMOVE) != 0 ? window.bounds.top : y;
     const bool keepsSize = (flags & SWP_NOSIZE) != 0;
     const LONG right = left + (keepsSize ? window.width() : std::max(width, 0));
     const LONG bottom = top + (keepsSize ? window.height() : std::max(height, 0));
     if (!keepsSize) {
         window.picture.reset();
     }
-    window.place = {left, top, right, bottom};
+    window.bounds = {left, top, right, bottom};
 }
 
 }  // namespace
@@ -119,18 +119,18 @@ BOOL WINAPI SetWindowPos(HWND handle, HWND /*after*/, int x, int y, int width, i
     return TRUE;
 }
 
-BOOL WINAPI GetWindowRect(HWND handle, RECT* place) {
+BOOL WINAPI GetWindowRect(HWND handle, RECT* rectangle) {
     WIN32_MAY_FAIL("GetWindowRect", FALSE);
     const std::lock_guard lock(model().mutex);
     const win32::Window* window = win32::findWindow(handle);
-    if (window == nullptr || place == nullptr) {
+    if (window == nullptr || rectangle == nullptr) {
         return FALSE;
     }
-    *place = window->place;
+    *rectangle = window->bounds;
     while (!window->isTopLevel() && (window = win32::findWindow(window->parent)) != nullptr) {
-        const RECT& around = window->place;
-        *place = {place->left + around.left, place->top + around.top, place->right + around.left,
-                  place->bottom + around.top};
+        const RECT& around = window->bounds;
+        *rectangle = {rectangle->left + around.left, rectangle->top + around.top, rectangle->right + around.left,
+                      rectangle->bottom + around.top};
     }
     return TRUE;
 }

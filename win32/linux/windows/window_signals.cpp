@@ -9,12 +9,12 @@ namespace win32 {
 namespace {
 
 std::atomic<int> topLevelWindows = 0;
-std::atomic<bool> wasAsked = false;
+std::atomic<bool> closeRequested = false;
 std::atomic<bool> isPending = false;
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 void onSignal(int number) {
-    if (topLevelWindows.load() > 0 && !wasAsked.exchange(true)) {
+    if (topLevelWindows.load() > 0 && !closeRequested.exchange(true)) {
         isPending = true;
         return;
     }

@@ -31,7 +31,7 @@ std::string answer(std::vector<std::string> words) {
     words.resize(words.size() - (logon ? 1 : 0));
     zdproxy::Lookup lookup;
     if (words.size() == 4 && words[0] == "script") {
-        lookup = zdproxy::askScript(words[1], words[2], words[3], logon);
+        lookup = zdproxy::runProxyScript(words[1], words[2], words[3], logon);
     } else if (words.size() == 3 && words[0] == "detect") {
         lookup = zdproxy::detectProxies(words[1], words[2], logon);
     } else {

@@ -132,14 +132,14 @@ Lookup run(std::string script, const std::string& url) {
 
 }  // namespace
 
-Lookup askScript(const std::string& script, const std::string& url, const std::string& userAgent, bool logon) {
+Lookup runProxyScript(const std::string& script, const std::string& url, const std::string& userAgent, bool logon) {
     std::string text;
     const DWORD code = load(script, userAgent, logon, text);
     return code == ERROR_SUCCESS ? run(std::move(text), url) : Lookup{code, {}};
 }
 
 Lookup detectProxies(const std::string& url, const std::string& userAgent, bool logon) {
-    Lookup lookup = askScript("http://wpad/wpad.dat", url, userAgent, logon);
+    Lookup lookup = runProxyScript("http://wpad/wpad.dat", url, userAgent, logon);
     if (lookup.code == ERROR_WINHTTP_UNABLE_TO_DOWNLOAD_SCRIPT) {
         lookup.code = ERROR_WINHTTP_AUTODETECTION_FAILED;
     }

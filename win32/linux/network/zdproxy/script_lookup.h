@@ -14,7 +14,7 @@ struct Lookup {
 
 // Loads the script (http, https, file) and asks it for the proxies of `url`. With `logon` a server that wants to know
 // the user is shown the user's Kerberos ticket.
-Lookup askScript(const std::string& script, const std::string& url, const std::string& userAgent, bool logon);
+Lookup runProxyScript(const std::string& script, const std::string& url, const std::string& userAgent, bool logon);
 
 // The same with the script that the network offers.
 Lookup detectProxies(const std::string& url, const std::string& userAgent, bool logon);

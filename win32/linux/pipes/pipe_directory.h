@@ -19,9 +19,9 @@ struct PipeState {
 };
 
 // A folder of pipes. Opening it never makes it.
-struct PipePlace {
+struct PipeDirectory {
     std::string path;
-    bool isMachine = false;
+    bool isMachineWide = false;
 
     // The file names of the instances of the pipe, dead ones among them.
     std::vector<std::string> instances(const std::string& pipe) const;
@@ -37,13 +37,15 @@ struct PipePlace {
 };
 
 // Where clients look, in this order.
-std::vector<PipePlace> clientPlaces();
+std::vector<PipeDirectory> clientDirectories();
 
 // Where this process serves, made when missing. An empty path, with the last error set, if it can't be.
-PipePlace serverPlace();
+PipeDirectory serverDirectory();
 
 // Whether the process at the other end is this user's or root's.
 bool isPeerTrusted(int socket);
+
+bool isPipePath(std::u16string_view path);
 
 // "\\.\pipe\NAME" as the name of a file; empty, with ERROR_INVALID_NAME, if it is no such path.
 std::string pipeFileName(std::u16string_view path);

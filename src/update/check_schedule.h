@@ -7,12 +7,12 @@
 namespace base {
 
 // In milliseconds.
-struct CheckRhythm {
+struct CheckSchedule {
     UINT first;  // after the start; another for each, so that the computers of an office don't come at once
     UINT interval;
 };
 
 // Every six hours, or every minute where the configuration asks for the system test's intervals.
-CheckRhythm updateCheckRhythm(const dockset::AppSettings& settings);
+CheckSchedule updateCheckSchedule(const dockset::AppSettings& settings);
 
 }  // namespace base

@@ -1,4 +1,4 @@
-#include "update/check_rhythm.h"
+#include "update/check_schedule.h"
 
 #include <random>
 
@@ -6,7 +6,7 @@
 
 namespace base {
 
-CheckRhythm updateCheckRhythm(const dockset::AppSettings& settings) {
+CheckSchedule updateCheckSchedule(const dockset::AppSettings& settings) {
     constexpr UINT minute = 60'000;
     const bool systest = data::isSystest(settings.config());
     std::random_device device;

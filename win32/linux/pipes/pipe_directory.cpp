@@ -1,4 +1,4 @@
-#include "linux/pipes/pipe_path.h"
+#include "linux/pipes/pipe_directory.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -14,7 +14,6 @@
 #include <cstring>
 #include <memory>
 
-#include "linux/pipes/pipe.h"
 #include "linux/support/directories.h"
 #include "linux/support/errno_code.h"
 #include "linux/support/name_file.h"
@@ -31,7 +30,7 @@ constexpr std::u16string_view prefix = u"\\\\.\\pipe\\";
 
 std::string servicesDirectory() { return machineDirectory("/run/zelmo-dockset"); }
 
-PipePlace machinePlace() { return {servicesDirectory() + "/pipe", true}; }
+PipeDirectory machineWideDirectory() { return {servicesDirectory() + "/pipe", true}; }
 
 struct Address {
     sockaddr_un name{};
@@ -58,8 +57,8 @@ Address addressOf(const std::string& directory, const std::string& file) {
 Descriptor makeSocket(int type) { return Descriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)); }
 
 // The socket's mode. In the machine's place everybody may connect.
-mode_t modeOf(bool isMachine, bool isFree) {
-    if (isMachine) {
+mode_t modeOf(bool isMachineWide, bool isFree) {
+    if (isMachineWide) {
         return isFree ? 0777 : 0666;
     }
     return isFree ? 0700 : 0600;
@@ -67,7 +66,7 @@ mode_t modeOf(bool isMachine, bool isFree) {
 
 }  // namespace
 
-std::vector<std::string> PipePlace::instances(const std::string& pipe) const {
+std::vector<std::string> PipeDirectory::instances(const std::string& pipe) const {
     std::vector<std::string> files;
     const auto close = [](DIR* directory) { closedir(directory); };
     const std::unique_ptr<DIR, decltype(close)> directory(opendir(path.c_str()), close);
@@ -80,14 +79,14 @@ std::vector<std::string> PipePlace::instances(const std::string& pipe) const {
 }
 
 // A socket of another type never gets through, but the error tells a live socket from a dead one.
-bool PipePlace::isAlive(const std::string& file) const {
+bool PipeDirectory::isAlive(const std::string& file) const {
     const Address address = addressOf(path, file);
     const Descriptor probe = makeSocket(SOCK_STREAM);
     return address.isValid && probe && connect(probe.get(), address.get(), sizeof(address.name)) != 0 &&
            errno == EPROTOTYPE;
 }
 
-PipeState PipePlace::stateOf(const std::string& file) const {
+PipeState PipeDirectory::stateOf(const std::string& file) const {
     struct stat status {};
     if (lstat((path + "/" + file).c_str(), &status) != 0) {
         return {};
@@ -95,17 +94,17 @@ PipeState PipePlace::stateOf(const std::string& file) const {
     return {(status.st_mode & S_IXUSR) != 0, status.st_mtim.tv_sec};
 }
 
-void PipePlace::setFree(const std::string& file, bool isFree) const {
+void PipeDirectory::setFree(const std::string& file, bool isFree) const {
     static std::atomic<long> changes = 0;
     const timespec times[] = {{0, UTIME_OMIT}, {++changes, 0}};
     const std::string socket = path + "/" + file;
     utimensat(AT_FDCWD, socket.c_str(), times, 0);
-    chmod(socket.c_str(), modeOf(isMachine, isFree));
+    chmod(socket.c_str(), modeOf(isMachineWide, isFree));
 }
 
-void PipePlace::remove(const std::string& file) const { unlink((path + "/" + file).c_str()); }
+void PipeDirectory::remove(const std::string& file) const { unlink((path + "/" + file).c_str()); }
 
-Descriptor PipePlace::listenAt(const std::string& file) const {
+Descriptor PipeDirectory::listenAt(const std::string& file) const {
     const Address address = addressOf(path, file);
     Descriptor socket = makeSocket(SOCK_SEQPACKET);
     if (!address.isValid || !socket || bind(socket.get(), address.get(), sizeof(address.name)) != 0) {
@@ -120,7 +119,7 @@ Descriptor PipePlace::listenAt(const std::string& file) const {
     return socket;
 }
 
-Descriptor PipePlace::connectTo(const std::string& file) const {
+Descriptor PipeDirectory::connectTo(const std::string& file) const {
     const Address address = addressOf(path, file);
     Descriptor socket = makeSocket(SOCK_SEQPACKET);
     if (!address.isValid || !socket || connect(socket.get(), address.get(), sizeof(address.name)) != 0) {
@@ -130,27 +129,27 @@ Descriptor PipePlace::connectTo(const std::string& file) const {
     return socket;
 }
 
-std::vector<PipePlace> clientPlaces() {
-    std::vector<PipePlace> places;
+std::vector<PipeDirectory> clientDirectories() {
+    std::vector<PipeDirectory> directories;
     if (const std::string session = sessionDirectory("pipe"); !session.empty()) {
-        places.push_back({session, false});
+        directories.push_back({session, false});
     }
-    places.push_back(machinePlace());
-    return places;
+    directories.push_back(machineWideDirectory());
+    return directories;
 }
 
-PipePlace serverPlace() {
+PipeDirectory serverDirectory() {
     if (geteuid() != 0 || std::getenv("XDG_RUNTIME_DIR") != nullptr) {
         return {sessionDirectory("pipe"), false};
     }
-    PipePlace place = machinePlace();
+    PipeDirectory directory = machineWideDirectory();
     // Open to all whatever the service's umask is.
-    if (!makeDirectories(place.path, 0755) || chmod(servicesDirectory().c_str(), 0755) != 0 ||
-        chmod(place.path.c_str(), 0755) != 0) {
+    if (!makeDirectories(directory.path, 0755) || chmod(servicesDirectory().c_str(), 0755) != 0 ||
+        chmod(directory.path.c_str(), 0755) != 0) {
         failWithErrno(errno);
         return {};
     }
-    return place;
+    return directory;
 }
 
 bool isPeerTrusted(int socket) {
