@@ -57,7 +57,7 @@ std::unique_ptr<base::UpdateHandler> makeUpdateHandler(const std::shared_ptr<doc
     });
 }
 
-// From the first look at the settings to the end of the last thread that was started here.
+// From the first read of the settings to the end of the last thread that was started here.
 std::int32_t runAgent(agent::ZelmoDocksetAgent& zelmoDocksetAgent) {
     device::ScannerContext context;
     context.settings = dockset::AppSettings::instance();

@@ -235,7 +235,7 @@ void storage(const Call& call) {
     out.set("memoryError", info.memoryError);
 }
 
-// Shows a dialog; the result is absent if the handler was told nothing.
+// Shows a dialog; the result is absent if the handler was never called.
 void pick(const Call& call, const std::function<void(const dockset::PlatformResultHandler&)>& show) {
     const auto kept = std::make_shared<KeptResult>();
     show(kept);

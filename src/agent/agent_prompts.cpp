@@ -9,7 +9,7 @@ namespace agent {
 
 namespace {
 
-// A check's report, on the worker's thread, with which the window is told what to offer.
+// A check's report, on the worker's thread, which posts to the window what to offer.
 void postOffer(base::UpdateHandler& handler, HWND window) {
     switch (handler.offer()) {
         case base::UpdateOffer::Available:

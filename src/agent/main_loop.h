@@ -11,7 +11,7 @@ namespace agent {
 // again and again until agentExitRequested. Gives the low 32 bits of the wParam of the last message taken. Main thread.
 std::int32_t runMainLoop(const ZelmoDocksetAgent& agent);
 
-// One look of the restart watch: once the main application's mutex name is free it is started, and the watch ends.
+// One pass of the restart watch: once the main application's mutex name is free it is started, and the watch ends.
 // A null launcher starts nothing. Main thread.
 void watchRestart(base::Launcher* launcher);
 

@@ -1,4 +1,4 @@
-// Where everything of the suite lies. Nothing else asks the system for its folders or composes a directory's name.
+// Where everything of the suite lies. Nothing else queries the system's folders or composes a directory's name.
 #pragma once
 
 #include <boost/filesystem/path.hpp>
@@ -27,7 +27,7 @@ enum DirectoryKind : std::uint32_t {
 
 // The directory of that kind, made with its parents if it is missing. Worked out anew at each call. A directory that
 // can't be made is logged and its path given all the same, so that the caller fails when it opens a file there. The
-// empty path for a kind that doesn't exist, and if the system doesn't tell the base folder. Never throws; any thread.
+// empty path for a kind that doesn't exist, and if the system doesn't report the base folder. Never throws; any thread.
 boost::filesystem::path applicationDirectory(std::uint32_t kind);
 
 // Makes the directory and its parents if nothing is there. True if `path` is a directory on return; else the failure

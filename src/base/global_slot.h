@@ -1,6 +1,6 @@
 // A process-wide place from which code reaches an object that the entry function owns.
 //
-// The slot holds a weak reference only, so it goes dead by itself when the owner lets go, and whoever looks must
+// The slot holds a weak reference only, so it goes dead by itself when the owner lets go, and whoever reads it must
 // expect to find nothing. Any thread; the lock is held only for the moment of taking or replacing the reference,
 // never during a call into the object.
 #pragma once

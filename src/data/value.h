@@ -1,6 +1,6 @@
 // The one tree for all structured text, whether it came as XML or as JSON.
 //
-// Code asks for a key, gets a reference and decides by its tag. What is absent is `nullValue`, never an error, so
+// Code looks up a key, gets a reference and decides by its tag. What is absent is `nullValue`, never an error, so
 // lookups chain. A Value is plain data: it owns its children, is copied deep and has no lock. However deep a tree is,
 // none of the operations here follows it with the stack.
 #pragma once
@@ -88,7 +88,7 @@ private:
     void copyFields(const Value& other);
 };
 
-// Lives from before any use to the end of the process: what is "found" is told by not being this very object.
+// Lives from before any use to the end of the process: what is found is never this very object.
 inline const Value& nullValue = *new Value;
 
 // A number as a stream prints it by default, whatever the locale.

@@ -29,7 +29,7 @@ std::vector<SupportedDevice> supportedEntries(const data::Value& document);
 // The entries of an unsupported list; one empty entry for one that didn't parse.
 std::vector<std::string> unsupportedEntries(const data::Value& document);
 
-// The revision of a parsed document of either kind; 0 if it tells none.
+// The revision of a parsed document of either kind; 0 if it names none.
 std::int64_t deviceListRevision(const data::Value& document);
 
 // Whether an entry has the vendor in full and the product in its low 12 bits.

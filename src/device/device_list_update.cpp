@@ -63,7 +63,7 @@ std::vector<std::uint8_t> packagedList(DeviceListKind kind) {
     }
 }
 
-// What the server has now, or had when it was last asked; without either no bytes.
+// What the server has now, or had at the last request; without either no bytes.
 DeviceListText download(DeviceListKind kind, DeviceListStatus& status) {
     DeviceListText text;
     std::string detail;

@@ -1,4 +1,4 @@
-// One look at the portable devices that are connected.
+// One scan of the portable devices that are connected.
 #pragma once
 
 #include <atomic>
@@ -19,8 +19,8 @@ using ConnectedDeviceSet = std::set<WideString>;
 extern std::atomic<bool> acceptUnrecognizedDevices;
 
 // The devices that pass: those whose vendor and product, told by their own path or by the devices that carry them,
-// match the list. Empty, with a line in the log, when the system can't be asked. Must run on a thread that has entered
-// the multithreaded apartment.
+// match the list. Empty, with a line in the log, when the system can't be queried. Must run on a thread that has
+// entered the multithreaded apartment.
 ConnectedDeviceSet enumerateDevices(const std::vector<SupportedDevice>& list);
 
 struct UsbIdentifiers {

@@ -14,9 +14,9 @@ struct ScannerContext {
     std::atomic<bool> stopFlag{false};  // set once, by the main thread
 };
 
-// The thread's body. Looks at the connected devices, then every two seconds again; a device that wasn't there at the
-// look before is an arrival and starts the main application, once a look, if the user's setting allows it. Returns
-// when it sees stopFlag, at the latest after one pause and one look, or at once if COM can't be entered.
+// The thread's body. Scans the connected devices, then every two seconds again; a device that wasn't there at the
+// scan before is an arrival and starts the main application, once a scan, if the user's setting allows it. Returns
+// when it sees stopFlag, at the latest after one pause and one scan, or at once if COM can't be entered.
 void scannerMain(ScannerContext& context);
 
 }  // namespace device

@@ -1,4 +1,4 @@
-// A GET that asks the server only for what has changed.
+// A conditional GET.
 #pragma once
 
 #include <functional>
@@ -14,8 +14,8 @@ using HttpGet =
                                Bytes& response, bool noPinning, const CancelWord* cancelFlag, std::string* detail)>;
 
 // True if `data` holds something to use, and `fresh` then tells whether it is what the server has now. With `useCache`
-// a copy in the cache is asked about by its date, and a whole answer is stored; a server that can't be asked then gives
-// the copy if `keepStale` is set. On false `data` is empty. `detail` may be null and is httpGet's.
+// a copy in the cache is revalidated by its date, and a whole answer is stored; a server that can't be reached then
+// gives the copy if `keepStale` is set. On false `data` is empty. `detail` may be null and is httpGet's.
 bool getUrlCached(dockset::PlatformCache& cache, const HttpGet& httpGet, const std::string& url, Bytes& data,
                   bool* fresh, bool useCache, bool keepStale, bool noPinning, const CancelWord* cancelFlag,
                   std::string* detail);

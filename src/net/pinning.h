@@ -1,4 +1,4 @@
-// What the TLS side of a request is told by the installation: the keys that a server must show, and the roots that the
+// What the installation gives to the TLS side of a request: the keys that a server must show, and the roots that the
 // system trusts.
 #pragma once
 
@@ -33,7 +33,7 @@ public:
 // Without an object here no keys are pinned, and libcurl's own roots are trusted alone.
 GlobalSlot<CertificatePins>& certificatePins();
 
-// The keys that a request to the address asks for; none if any valid chain will do, or if no TLS is spoken at all. Any
+// The keys that a request to the address requires; none if any valid chain will do, or if no TLS is spoken at all. Any
 // thread, without pinMutex.
 std::vector<Bytes> requiredKeysFor(const std::string& url);
 

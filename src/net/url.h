@@ -1,4 +1,4 @@
-// The parts of an address that the network code looks at.
+// The parts of an address that the network code needs.
 #pragma once
 
 #include <cstdint>

@@ -60,7 +60,7 @@ void noteRejection(const std::vector<X509*>& chain, HTTPReqInfo& record) {
     record.pinRejected = true;
 }
 
-// False if the chain may pass without a look at its keys.
+// False if the chain may pass without a check of its keys.
 bool needsCheck(HTTPReqInfo& record, std::vector<Bytes>& keys, bool& wasRejected) {
     const std::lock_guard lock(record.mutex);
     if (record.noPinning || record.pinMatched) {

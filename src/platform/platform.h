@@ -32,10 +32,10 @@ public:
 
     // Starts a program, with raised rights if it needs them and the user agrees. `arguments` is ASCII, as a command
     // line has it; an empty directory is the caller's own. The process is the caller's, for closeProcess; null is
-    // failure, told in `error` and, if it was the user's no, by 1 in `userCancelled`. Both may be null.
+    // failure, described in `error` and, if it was the user's no, by 1 in `userCancelled`. Both may be null.
     virtual void* startProcess(const WideString& path, const std::string& arguments, const WideString& workingDirectory,
                                std::uint32_t* userCancelled, std::string* error) = 0;
-    // True if the process ended in time. `exitCode`, which may be null, is 0xFFFFFFFF where it can't be told.
+    // True if the process ended in time. `exitCode`, which may be null, is 0xFFFFFFFF where it can't be determined.
     virtual bool waitForProcess(void* process, std::uint32_t timeoutMs, std::uint32_t* exitCode) = 0;
     virtual bool pollProcess(void* process, std::uint32_t* exitCode) = 0;
     // Ends it at once, with exit code 0; 0 on failure. The last two take null, too.
@@ -46,7 +46,7 @@ public:
     // Shows a phone in the file manager, by its name or by a path of the shell.
     virtual void browseMyZelmo(const WCHAR* name) = 0;
     virtual void browseMyZelmo(const WideString& path) = 0;
-    // Blocks until the user has chosen a folder, which is told by true. The thread must be able to host COM in an
+    // Blocks until the user has chosen a folder, which true stands for. The thread must be able to host COM in an
     // apartment of its own, as with all dialogs below.
     virtual bool browseMusicFolder(WideString& path) = 0;
 
@@ -81,9 +81,9 @@ public:
     // The configuration's word on whether a repair keeps the user's data; false without one.
     virtual bool isKeepUserDataEnabled() = 0;
     virtual bool queryGeoId() = 0;
-    // The language and country of the user interface, "de-DE"; "en-US" if the system doesn't tell.
+    // The language and country of the user interface, "de-DE"; "en-US" if the system doesn't report.
     virtual std::string getLocale() = 0;
-    // "US" if the system doesn't tell.
+    // "US" if the system doesn't report.
     virtual std::string getCountryCode() = 0;
     // The user's languages, the preferred one first; at least one.
     virtual std::vector<std::string> getPreferredLocales() = 0;
@@ -92,25 +92,25 @@ public:
     // A description for reports, "Windows 10  64 bit".
     virtual std::string getOSVersionIdentifier() = 0;
     virtual std::string getCPUName() = 0;
-    // In GB, rounded: "8 GB"; "-" if the system doesn't tell.
+    // In GB, rounded: "8 GB"; "-" if the system doesn't report.
     virtual std::string getRAMSize() = 0;
-    // "10.0"; empty if the system doesn't tell.
+    // "10.0"; empty if the system doesn't report.
     virtual std::string getOSVersion() = 0;
     // The sizes of all files below the directory; links aren't followed. False for a directory that can't be listed;
     // one below it counts nothing then.
     virtual bool getDirectorySize(const WideString& path, std::uint64_t& size) = 0;
 
-    // The next three show a dialog and block until it is closed; always true. The first two tell the handler nothing
+    // The next three show a dialog and block until it is closed; always true. The first two don't call the handler
     // when nothing was chosen.
     virtual bool browseFile(bool save, const FileDialogRequest& request, const PlatformResultHandler& handler,
                             std::uint64_t cookie) = 0;
     virtual bool browseBackupFile(std::uint32_t unread, const WideString& extension,
                                   const PlatformResultHandler& handler, std::uint64_t cookie) = 0;
-    // `purpose` chooses the title: 0 a place of backups, 1 a place to export to. The handler is always told; with
+    // `purpose` chooses the title: 0 a place of backups, 1 a place to export to. The handler is always called; with
     // `returnToState` if the user cancelled.
     virtual bool browseFolder(const WideString& startDirectory, const PlatformResultHandler& handler,
                               std::uint64_t cookie, std::uint32_t purpose, const std::string& returnToState) = 0;
-    // Always true; a handler is told "ok" whatever the path, and without one an unreachable path is logged.
+    // Always true; a handler is called with "ok" whatever the path, and without one an unreachable path is logged.
     virtual bool checkPermissions(std::uint32_t unread, std::uint32_t alsoUnread, const WideString& path,
                                   const PlatformResultHandler& handler, std::uint64_t cookie) = 0;
 

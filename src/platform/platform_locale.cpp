@@ -43,7 +43,7 @@ std::vector<std::string> systemLocales() {
     return locales;
 }
 
-// False, and logged by the question's name, if the system doesn't tell.
+// False, and logged by the query's name, if the system doesn't report.
 bool queryLocale(const char* tag, LCTYPE type, const char* name, std::string& answer) {
     std::array<char, 250> buffer{};
     if (GetLocaleInfoA(GetUserDefaultUILanguage(), type, buffer.data(), static_cast<int>(buffer.size())) == 0) {

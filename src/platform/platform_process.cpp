@@ -68,7 +68,7 @@ HANDLE startElevated(const WideString& path, const WideString& arguments, const 
     return nullptr;
 }
 
-// False if the system doesn't tell the code.
+// False if the system doesn't report the code.
 bool readExitCode(HANDLE process, std::uint32_t* exitCode) {
     DWORD code = 0;
     if (exitCode == nullptr || GetExitCodeProcess(process, &code) == FALSE) {

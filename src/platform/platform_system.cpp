@@ -1,4 +1,4 @@
-// What the platform tells of the machine.
+// What the platform reports of the machine.
 #include <array>
 #include <cstring>
 #include <vector>
@@ -15,7 +15,7 @@ namespace dockset {
 
 namespace {
 
-// False, and logged by the question's name.
+// False, and logged by the query's name.
 bool readVersion(const char* question, OSVERSIONINFOEXA& version) {
     version.dwOSVersionInfoSize = sizeof version;
     if (GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version)) == FALSE) {

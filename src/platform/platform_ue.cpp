@@ -71,7 +71,7 @@ bool canonicalise(const fs::path& path, fs::path& result) {
     return !error;
 }
 
-// What the service did, told to the log and to whoever counts events.
+// What the service did, reported to the log and to whoever counts events.
 void reportService(const UEServiceResult& result) {
     constexpr std::uint32_t informationDimension = 6;
     constexpr std::uint32_t codeDimension = 7;

@@ -204,7 +204,7 @@ void reportMemory(StorageInfo& info) {
     info.availableVirtual = memory.ullAvailVirtual;
 }
 
-// What explains that the system didn't tell a directory.
+// What explains why the system didn't report a directory.
 void reportFolders(const fs::path (&directories)[3], StorageInfo& info) {
     const std::string documents = reportDocuments(info);
     reportFolderIds(info);

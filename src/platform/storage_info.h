@@ -1,4 +1,4 @@
-// What can be told of the disks that the suite depends on.
+// What can be reported of the disks that the suite depends on.
 #pragma once
 
 #include <boost/filesystem/path.hpp>
@@ -38,9 +38,10 @@ struct StorageInfo {
     std::uint32_t volumePathError[3];
     bool volumeInfoFailed[3];
     std::uint32_t volumeInfoError[3];
-    std::uint32_t tempPathError;  // from here to folderIdsCount: only if the system didn't tell one of the directories
-    bool tempPathEmpty;           // no error, and no path
-    bool tempPathFound;           // no error, no length, and yet a path
+    std::uint32_t
+        tempPathError;   // from here to folderIdsCount: only if the system didn't report one of the directories
+    bool tempPathEmpty;  // no error, and no path
+    bool tempPathFound;  // no error, no length, and yet a path
     char tempPath[256];
     std::int32_t documentsError;
     bool documentsNull;

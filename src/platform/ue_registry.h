@@ -1,4 +1,4 @@
-// Where the registry tells of the Update Engine.
+// Where the registry describes the Update Engine.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// When the server is asked for updates.
+// When the server is queried for updates.
 #pragma once
 
 #include "settings/app_settings.h"

@@ -1,4 +1,4 @@
-// Whether an installer is the one that was signed. Each check looks at the stop between blocks of a megabyte.
+// Whether an installer is the one that was signed. Each check polls the stop flag between blocks of a megabyte.
 #pragma once
 
 #include <atomic>

@@ -215,7 +215,7 @@ bool UpdateHandler::verify(const Installer& wanted, const Bytes& installer) {
     return good;
 }
 
-// No record may outlive the installer that it tells of.
+// No record may outlive the installer that it describes.
 bool UpdateHandler::store(const Bytes& installer) {
     if (means_.launcher->getDownloadedVersion().valid) {
         means_.launcher->deleteDownloadedVersion();
@@ -238,7 +238,7 @@ void UpdateHandler::installUpdate(const UpdateCallback& callback) {
     report(callback, means_.launcher->startInstaller(quiet) ? Success : InstallerFailed);
 }
 
-// Another program may have fetched a newer one since, of which a manifest has told.
+// Another program may have fetched a newer one since, which a manifest has announced.
 bool UpdateHandler::isKnownInstaller(const FileHandle& file) const {
     return diskHolds(file, verified_->second) ||
            (installerSignature_ != verified_->second && diskHolds(file, installerSignature_));

@@ -97,11 +97,11 @@ private:
     Version eulaVersion_;
     std::string installerUrl_;
     std::string installerSignature_;
-    bool isOffered_ = false;  // what the fields tell of
-    bool isReplay_ = false;   // the last manifest, of which no field tells
+    bool isOffered_ = false;  // what the fields describe
+    bool isReplay_ = false;   // the last manifest, which no field describes
     Version highestSeen_;
     std::optional<Installer> verified_;  // the last one that this run has put or found on the disk
-    bool onDisk_ = false;                // and it was still there at the last look
+    bool onDisk_ = false;                // and it was still there at the last check
     std::set<Installer> rejected_;       // what the server has given wrongly
     bool fetchWaits_ = false;
     UpdateCallback fetchCallback_ = [](std::size_t, std::size_t, ResultCode) { return false; };

@@ -29,7 +29,7 @@
 // DRIVE_NO_ROOT_DIR, and ERROR_DIR_NOT_ROOT or ERROR_PATH_NOT_FOUND, for anything else. Of the latter's results only
 // the flags are asked for, the others are to be null; a mount that takes no writes has FILE_READ_ONLY_VOLUME. On Linux
 // file systems of the network are DRIVE_REMOTE, those of optical discs DRIVE_CDROM, those in memory DRIVE_RAMDISK, and
-// a disk is removable if the kernel says so.
+// a disk is removable if the kernel reports it so.
 //
 // GetTempPathW: the directory for temporary files with a separator at its end; gives its length, or the room that it
 // needs. GetTempFileNameW: "DIRECTORY\PREnnnn.tmp" with up to three characters of the prefix and the lower 16 bits of

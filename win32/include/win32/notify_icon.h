@@ -6,18 +6,18 @@
 // copied: the caller keeps hIcon. On Linux a thread shows one icon, the last one added. NIM_MODIFY changes what uFlags
 // names; NIF_INFO with an empty szInfo takes the balloon away. False with ERROR_TIMEOUT if there is no desktop (on
 // Linux: no session bus), E_FAIL if there is no such icon or, for NIM_ADD, one already. Never waits for a panel or a
-// service, at most 30 ms for a bus just met: true says that the desktop was told. By the thread of hWnd.
+// service, at most 30 ms for a bus just met: true means that the desktop was notified. By the thread of hWnd.
 //
 // Events come to hWnd as uCallbackMessage in the form of version 4: wParam holds x and y of the screen (low and high
 // word, signed 16 bits each), lParam the event and uID. NIN_SELECT is posted with each single click, at once; a second
 // one within GetDoubleClickTime is WM_LBUTTONDBLCLK. WM_CONTEXTMENU asks for the menu (win32/menu.h).
 // NIN_BALLOONUSERCLICK comes of a balloon.
 //
-// A taskbar that comes (again) is told to all top-level windows by the registered message "TaskbarCreated": the icons
-// of before are gone then. On Linux the taskbar is the desktop's StatusNotifierWatcher.
+// A taskbar that comes (again) is announced to all top-level windows by the registered message "TaskbarCreated": the
+// icons of before are gone then. On Linux the taskbar is the desktop's StatusNotifierWatcher.
 //
-// Shell_NotifyIconGetRect: the place of the icon on the screen. On Linux, where panels don't tell it, this is the place
-// of the last click, an empty rectangle, and E_FAIL before the first one.
+// Shell_NotifyIconGetRect: the position of the icon on the screen. On Linux, where panels don't report it, this is the
+// position$ of the last click, an empty rectangle, and E_FAIL before the first one.
 #pragma once
 
 #include "win32/window.h"

@@ -21,7 +21,7 @@
 // FlushFileBuffers waits until the client has read everything or is gone.
 //
 // Where a pipe lives: in the user's session; a process of root without XDG_RUNTIME_DIR, so a service of the system,
-// serves in the machine's place instead. Clients look in the session first, then in the machine's place.
+// serves in the machine-wide directory instead. Clients look in the session first, then in the machine-wide directory.
 #pragma once
 
 #include "win32/error.h"

@@ -12,7 +12,7 @@
 // WaitForSingleObject (win32/kernel.h) on a process waits for its end; any number of threads may.
 // GetExitCodeProcess: STILL_ACTIVE while it runs. A program that a signal ended on Linux has 128 and the signal's
 // number, unless TerminateProcess did it in this process, which sets the code given there. Another program's child
-// doesn't tell its code: ERROR_NOT_SUPPORTED after its end.
+// doesn't report its code: ERROR_NOT_SUPPORTED after its end.
 // TerminateProcess (recorded: process number, code): at once and without the program's doing. ERROR_ACCESS_DENIED for
 // one that has ended.
 // OpenProcess: by its number, for PROCESS_QUERY_LIMITED_INFORMATION and PROCESS_TERMINATE; null with

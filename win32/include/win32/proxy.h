@@ -1,4 +1,4 @@
-// What the system says about proxies.
+// What the system reports about proxies.
 //
 // WinHttpOpen gives a session for look-ups, to be closed by WinHttpCloseHandle. Its user agent is what downloads of
 // scripts carry; its access type and names change nothing, but names without WINHTTP_ACCESS_TYPE_NAMED_PROXY, or this

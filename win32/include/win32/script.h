@@ -1,4 +1,4 @@
-// For tests only: what the next calls of the layer's operations answer, and what was asked of them.
+// For tests only: what the next calls of the layer's operations answer, and what they were called with.
 //
 // The mechanism is compiled into the test build of the layer alone (WIN32_SCRIPTED); the library that ships has no
 // trace of it. Operations are known by their Windows names ("CreateMutexW"). All calls may come from any thread.
@@ -17,7 +17,7 @@ namespace win32::script {
 // error code or an HRESULT, what they return.
 void failNext(const std::string& operation, DWORD code, unsigned after = 0);
 
-// Replaces the waiting of Sleep: `answer` gets the milliseconds asked for and runs in place of the pause, on the
+// Replaces the waiting of Sleep: `answer` gets the milliseconds requested and runs in place of the pause, on the
 // thread that sleeps. An empty function gives the real pause back.
 void answerSleep(std::function<void(DWORD)> answer);
 
@@ -45,7 +45,7 @@ void answerChain(const void* chain);
 // dialogs back.
 void answerFileChooser(std::function<std::string(const std::string&)> answer);
 
-// What was asked of `operation` since the last reset, oldest first, one text a call: its arguments in UTF-8, in
+// The calls of `operation` since the last reset, oldest first, one text a call: its arguments in UTF-8, in
 // their order, divided by '|'. Only operations whose effect lies outside of the process are recorded; each header
 // says so ("recorded").
 std::vector<std::string> calls(const std::string& operation);

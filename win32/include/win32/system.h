@@ -1,4 +1,4 @@
-// What the system says about the user and itself.
+// What the system reports about the user and itself.
 //
 // GetUserPreferredUILanguages (MUI_LANGUAGE_NAME, which is also meant by 0): the languages of the user interface as
 // names ("de-DE"), the preferred one first, each ended by a zero and the list by one more. *size is the buffer's size
@@ -9,7 +9,7 @@
 // GetUserDefaultUILanguage: the first of these languages as an identifier, on Linux always LOCALE_CUSTOM_UI_DEFAULT,
 // which stands for it. GetLocaleInfoA: the ISO code of the language or the country of such an identifier, with its
 // zero; gives the length with that, or for size 0 what it takes. 0 with ERROR_INVALID_PARAMETER for any other
-// identifier or question and where no country is known, with ERROR_INSUFFICIENT_BUFFER for a buffer that is too small.
+// identifier or query and where no country is known, with ERROR_INSUFFICIENT_BUFFER for a buffer that is too small.
 #pragma once
 
 #include "win32/error.h"

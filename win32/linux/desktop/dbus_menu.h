@@ -15,24 +15,24 @@ public:
     // `bus` must outlive this.
     explicit BusMenu(sd_bus* bus);
 
-    // Publishes what the menu holds, for panels draw it before they hear what AboutToShow brings.
+    // Publishes what the menu holds, for panels draw it before they read the reply to AboutToShow.
     void offer(std::vector<ShownItem> items);
     // Publishes it to the panel that is about to show it. Choices go to `choose`, without which they go to the icon.
     void show(std::vector<ShownItem> items, std::function<void(UINT)> choose);
 
-    // Tells panels that wait for a menu, which the program has decided not to show, to go on with what they have.
+    // Notifies panels that wait for a menu, which the program has decided not to show, to go on with what they have.
     void pump();
 
 private:
     friend struct BusMenuCalls;
 
-    // A panel's question whether the menu has changed, and the revision that the panel could know.
+    // A panel's query whether the menu has changed, and the revision that the panel could know.
     struct Waiting {
         BusMessage request;
         unsigned revision;
     };
 
-    // Asks the program for the menu; `request` is answered when the program has heard of it.
+    // Requests the menu from the program; `request` is answered when the program has handled that.
     int requestMenu(sd_bus_message* request);
     void replyToWaiting();
     const ShownItem* find(int id) const;

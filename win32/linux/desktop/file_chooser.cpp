@@ -70,7 +70,7 @@ void dispatchMessages() {
     }
 }
 
-// One question to the portal: a call, whose answer is a signal from an object that stands for the dialog.
+// One request to the portal: a call, whose answer is a signal from an object that stands for the dialog.
 class PortalRequest {
 public:
     bool send(const FileDialogRequest& question) {

@@ -18,12 +18,13 @@ public:
     Tray& operator=(const Tray&) = delete;
     ~Tray();
 
-    // Whether there is a bus; looks for one if need be.
+    // Whether there is a bus; connects to one if need be.
     bool isThere();
 
     // What to poll for: an empty one (-1) without a bus.
     pollfd waitsFor() const;
-    // Whether the bus is about to tell if there is a panel: never longer than a moment after a connection was made.
+    // Whether the bus is about to report whether there is a panel: never longer than a moment after a connection was
+    // made.
     bool isSettling() const;
     // Does what is due; `hasEvents` if the poll said so.
     void pump(bool hasEvents);

@@ -27,7 +27,7 @@ namespace {
 // What portable devices are installed as, which isn't the class of their interface.
 constexpr GUID setupClass = {0xEEC5AD98, 0x8080, 0x425F, {0x92, 0x2A, 0xDA, 0xBF, 0x3D, 0xE3, 0xF6, 0x9A}};
 
-// The devices of the latest look. Questions about one device of it don't go round the whole system again.
+// The devices of the latest scan. Queries about one device of it don't go round the whole system again.
 class LatestScan {
 public:
     void replace(const std::vector<PortableDevice>& devices) {
@@ -35,7 +35,7 @@ public:
         devices_ = devices;
     }
 
-    // Those of a new look.
+    // Those of a new scan.
     std::vector<PortableDevice> again() {
         const std::lock_guard lock(mutex_);
         devices_.clear();
@@ -43,7 +43,7 @@ public:
         return devices_;
     }
 
-    // The device that `matches`, if it is still connected; one that the latest look hadn't seen is looked for.
+    // The device that `matches`, if it is still connected; one that the latest scan hadn't seen is searched for.
     template <typename Predicate>
     std::optional<PortableDevice> find(Predicate matches) {
         const std::lock_guard lock(mutex_);
@@ -84,7 +84,7 @@ CONFIGRET checkProperty(const DEVPROPKEY* key, const DEVPROPTYPE* type, const BY
     return flags == 0 ? CR_SUCCESS : CR_INVALID_FLAG;
 }
 
-// A device node's number is made from its identifier, so that it means the same node at each look.
+// A device node's number is made from its identifier, so that it means the same node at each scan.
 DEVINST nodeNumber(const PortableDevice& device) {
     const auto hash = static_cast<DEVINST>(std::hash<std::u16string>{}(device.instanceId));
     return hash == 0 ? 1 : hash;

@@ -1,4 +1,4 @@
-// The portable devices that are connected, as udev tells them.
+// The portable devices that are connected, as udev reports them.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ struct PortableDevice {
     std::vector<WideString> transportRelations;  // instance identifiers; may be empty
 };
 
-// One fresh look, in the order of the system's paths; each USB device once. False with an error number when udev
+// One fresh scan, in the order of the system's paths; each USB device once. False with an error number when udev
 // can't be used.
 bool findPortableDevices(std::vector<PortableDevice>& devices);
 

@@ -1,8 +1,8 @@
 // The sockets behind named pipes: one for each instance, named after the pipe, its process and a number.
 //
-// A socket tells by its mode whether the instance is free (executable) or serves somebody, and by its time how often
-// that has changed. A socket whose server has ended refuses connections, which is how it is told from a live one;
-// servers remove such files.
+// A socket's mode says whether the instance is free (executable) or serves somebody, and by its time how often
+// that has changed. A socket whose server has ended refuses connections, which is how it is distinguished from a live
+// one; servers remove such files.
 #pragma once
 
 #include <string>

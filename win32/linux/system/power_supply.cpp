@@ -1,4 +1,4 @@
-// Mains and battery, as the kernel tells them (Documentation/ABI/testing/sysfs-class-power).
+// Mains and battery, as the kernel reports them (Documentation/ABI/testing/sysfs-class-power).
 #include <dirent.h>
 
 #include <algorithm>

@@ -5,16 +5,16 @@
 
 namespace win32 {
 
-// Tells the icon's window of an event at a place of the screen; false if there is no icon or its window takes no more.
+// Posts an event at a point of the screen to the icon's window; false if there is no icon or its window takes no more.
 bool postIconEvent(UINT event, const POINT& point);
 
-// Tells it of a choice in its menu.
+// Posts a choice in its menu to it.
 void postIconCommand(UINT id);
 
 // Whether the window hasn't taken the last event of this kind yet.
 bool isIconEventWaiting(UINT event);
 
-// The taskbar has come (again): the icon of before is gone, and all windows are told.
+// The taskbar has come (again): the icon of before is gone, and all windows are notified.
 void announceTaskbar();
 
 }  // namespace win32

@@ -48,7 +48,7 @@ public:
     Presenter& operator=(const Presenter&) = delete;
     virtual ~Presenter() = default;
 
-    // Looks for what has happened. Called with each look for messages: takes a few microseconds at most.
+    // Takes in what has happened. Called with each scan of the message queue: takes a few microseconds at most.
     virtual void pump() = 0;
 
     // Whether there is a desktop to show an icon, be it now or when its panel comes.

@@ -111,7 +111,7 @@ std::optional<std::u16string> readLink(const std::string& directory, HWND window
     return length <= 0 ? std::nullopt : std::optional(toWide({text.data() + 1, static_cast<std::size_t>(length) - 1}));
 }
 
-// Packets are announced by a signal, so that looking for them costs no system call while none comes.
+// Packets are announced by a signal, so that checking for them costs no system call while none comes.
 std::atomic<bool> mayHavePackets = false;
 
 bool announcePackets(int socket) {
@@ -177,7 +177,7 @@ std::optional<WindowPacket> WindowLink::receive() const {
     if (isAnnounced_ && !mayHavePackets.load(std::memory_order_relaxed)) {
         return std::nullopt;
     }
-    mayHavePackets = false;  // before the look, or a packet in between would go unnoticed
+    mayHavePackets = false;  // before the check, or a packet in between would go unnoticed
     WindowPacket packet;
     while (socket_) {
         const ssize_t size = recv(socket_.get(), &packet, sizeof(packet), MSG_DONTWAIT | MSG_TRUNC);

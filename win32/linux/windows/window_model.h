@@ -89,7 +89,7 @@ void removeWindow(HWND window);
 // The windows inside of a window. The model is not locked.
 std::vector<HWND> childrenOf(HWND window);
 
-// Tells all of the process's top-level windows, however much waits for them. The model is not locked.
+// Posts to all of the process's top-level windows, however full their queues are. The model is not locked.
 void postToTopLevelWindows(UINT message, WPARAM wParam, LPARAM lParam);
 
 // The calling thread's queue; its windows go when the thread ends. The model is not locked.

@@ -3,7 +3,7 @@
 
 namespace win32 {
 
-// Tells of a top-level window that came (1) or went (-1). The first one installs the handlers of SIGTERM, SIGINT and
+// Counts a top-level window that came (1) or went (-1). The first one installs the handlers of SIGTERM, SIGINT and
 // SIGHUP, each unless it is ignored: the first signal becomes a request, as long as there is a top-level window; any
 // other has its default effect. Any thread.
 void countTopLevelWindow(int change);

@@ -1,4 +1,4 @@
-// zdproxy: looks up proxies for the program that starts it; linux/proxy_helper.h has its arguments and answers.
+// zdproxy: looks up proxies for the program that starts it; linux/network/proxy_helper.h has its arguments and answers.
 
 #include <sys/prctl.h>
 #include <unistd.h>
