@@ -82,11 +82,12 @@ bool ZelmoDocksetAgent::createMenu() {
 }
 
 LRESULT CALLBACK ZelmoDocksetAgent::staticWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message == WM_CREATE) {
+    auto* agent = reinterpret_cast<ZelmoDocksetAgent*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (message == WM_CREATE && agent == nullptr) {
         const auto* const creation = reinterpret_cast<const CREATESTRUCTW*>(lParam);
-        SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(creation->lpCreateParams));
+        agent = static_cast<ZelmoDocksetAgent*>(creation->lpCreateParams);
+        SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(agent));
     }
-    auto* const agent = reinterpret_cast<ZelmoDocksetAgent*>(GetWindowLongPtrW(window, GWLP_USERDATA));
     return agent == nullptr ? DefWindowProcW(window, message, wParam, lParam)
                             : agent->windowProc(window, message, wParam, lParam);
 }

@@ -15,13 +15,14 @@
 //
 // PostMessageW (recorded for other processes): from any thread, to windows of all processes of the session; null is the
 // calling thread itself. Messages of one sender keep their order. ERROR_INVALID_WINDOW_HANDLE if the window is gone,
-// ERROR_NOT_ENOUGH_QUOTA with 10,000 waiting. On Linux, a process that doesn't fetch its messages takes fewer from
-// other processes, and the last code then comes after a second. SendMessageW: to windows of the calling thread only,
-// else 0 with ERROR_NOT_SUPPORTED. PeekMessageW: for all windows (null) and without filters only. Posted messages come
-// first, then WM_QUIT, then WM_PAINT, then timers. Never waits; two system calls when there is nothing.
-// RegisterWindowMessageW: 0xC000 to 0xFFFF, the same for the same name (any case) throughout the session. SetTimer:
-// WM_TIMER each `milliseconds` (10 to 2^31 - 1, others are moved there) until KillTimer; a tick that isn't fetched is
-// not doubled; setting it again starts it anew. By the window's thread.
+// ERROR_NOT_ENOUGH_QUOTA with 10,000 waiting, ERROR_MESSAGE_SYNC_ONLY for a message of the system that carries an
+// address. DispatchMessageW calls the procedure of a WM_TIMER only if a timer of the thread has it. On Linux, a process
+// that doesn't fetch its messages takes fewer from other processes, and the last code then comes after a second.
+// SendMessageW: to windows of the calling thread only, else 0 with ERROR_NOT_SUPPORTED. PeekMessageW: for all windows
+// (null) and without filters only. Posted messages come first, then WM_QUIT, then WM_PAINT, then timers. Never waits;
+// two system calls when there is nothing. RegisterWindowMessageW: 0xC000 to 0xFFFF, the same for the same name (any
+// case) throughout the session. SetTimer: WM_TIMER each `milliseconds` (10 to 2^31 - 1, others are moved there) until
+// KillTimer; a tick that isn't fetched is not doubled; setting it again starts it anew. By the window's thread.
 //
 // ShowWindow (SW_HIDE, SW_SHOW): true if the window was visible before. IsWindowVisible: with all of its parents.
 // SetWindowPos: SWP_NOSIZE, SWP_NOMOVE, SWP_NOZORDER, SWP_NOACTIVATE, SWP_SHOWWINDOW, SWP_HIDEWINDOW. GetWindowRect: on

@@ -75,7 +75,7 @@ bool add(const NOTIFYICONDATAW& data) {
     presenter().showIcon(notifyIcon->shown);
     // Gets the icon to the panel before whatever else the program does at its start.
     presenter().pump();
-    return true;
+    return presenter().hasPanel() || failWith(ERROR_TIMEOUT);
 }
 
 bool modify(const NOTIFYICONDATAW& data) {

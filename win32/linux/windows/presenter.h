@@ -53,6 +53,8 @@ public:
 
     // Whether there is a desktop to show an icon, be it now or when its panel comes.
     virtual bool hasTray() = 0;
+    // Whether a panel shows it now, or may: false only if it is known that there is none.
+    virtual bool hasPanel() = 0;
     virtual void showIcon(const ShownIcon& icon) = 0;
     virtual void removeIcon() = 0;
     // Where the icon is, as far as is known.

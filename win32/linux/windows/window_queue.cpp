@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "linux/support/scripted.h"
+#include "linux/windows/pointer_messages.h"
 #include "linux/windows/presenter.h"
 #include "linux/windows/window_model.h"
 #include "linux/windows/window_paint.h"
@@ -52,7 +53,8 @@ void receivePosts(const MessageQueue& own) {
         }
         auto* const handle = reinterpret_cast<HWND>(static_cast<ULONG_PTR>(packet->window));
         const auto found = model().windows.find(handle);
-        if (found != model().windows.end()) {
+        // Whoever sent it need not have gone by PostMessageW.
+        if (found != model().windows.end() && !carriesPointer(packet->message)) {
             enqueue(*found->second.queue, handle, packet->message, packet->wParam, packet->lParam);
         }
     }
@@ -114,6 +116,14 @@ MessageQueue* ownQueueOf(HWND window, const std::shared_ptr<MessageQueue>& own) 
     return found != nullptr && found->queue == own ? own.get() : nullptr;
 }
 
+// Whether a timer of this thread has the callback: a posted WM_TIMER may name any address.
+bool isSet(TIMERPROC callback) {
+    const auto& own = threadQueue();
+    const std::lock_guard lock(model().mutex);
+    return std::any_of(own->timers.begin(), own->timers.end(),
+                       [&](const Timer& each) { return each.callback == callback; });
+}
+
 bool eraseTimer(MessageQueue& queue, HWND window, UINT_PTR id) {
     return std::erase_if(queue.timers, [&](const Timer& each) { return each.window == window && each.id == id; }) > 0;
 }
@@ -149,6 +159,10 @@ using win32::model;
 
 BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     WIN32_MAY_FAIL("PostMessageW", FALSE);
+    if (win32::carriesPointer(message)) {
+        SetLastError(ERROR_MESSAGE_SYNC_ONLY);
+        return FALSE;
+    }
     if (window != nullptr && win32::processOf(window) != getpid()) {
         WIN32_RECORD("PostMessageW",
                      std::to_string(message) + "|" + std::to_string(wParam) + "|" + std::to_string(lParam));
@@ -192,7 +206,10 @@ BOOL WINAPI TranslateMessage(const MSG* /*message*/) {
 
 LRESULT WINAPI DispatchMessageW(const MSG* message) {
     if (message->message == WM_TIMER && message->lParam != 0) {
-        reinterpret_cast<TIMERPROC>(message->lParam)(message->hwnd, WM_TIMER, message->wParam, message->time);
+        auto* const callback = reinterpret_cast<TIMERPROC>(message->lParam);
+        if (win32::isSet(callback)) {
+            callback(message->hwnd, WM_TIMER, message->wParam, message->time);
+        }
         return 0;
     }
     return message->hwnd == nullptr
