@@ -5,8 +5,9 @@
 // has NIF_GUID, else by hWnd and uID; NIM_DELETE without NIF_GUID takes all icons of hWnd with uID. The picture is
 // copied: the caller keeps hIcon. On Linux a thread shows one icon, the last one added. NIM_MODIFY changes what uFlags
 // names; NIF_INFO with an empty szInfo takes the balloon away. False with ERROR_TIMEOUT if there is no desktop (on
-// Linux: no session bus), E_FAIL if there is no such icon or, for NIM_ADD, one already. Never waits for a panel or a
-// service, at most 30 ms for a bus just met: true means that the desktop was notified. By the thread of hWnd.
+// Linux: no session bus), or no taskbar yet: the icon is then known all the same, and its balloons show; E_FAIL if
+// there is no such icon or, for NIM_ADD, one already. Never waits for a panel or a service, at most 30 ms for a bus
+// just met: true means that the desktop was notified. By the thread of hWnd.
 //
 // Events come to hWnd as uCallbackMessage in the form of version 4: wParam holds x and y of the screen (low and high
 // word, signed 16 bits each), lParam the event and uID. NIN_SELECT is posted with each single click, at once; a second
@@ -17,7 +18,7 @@
 // icons of before are gone then. On Linux the taskbar is the desktop's StatusNotifierWatcher.
 //
 // Shell_NotifyIconGetRect: the position of the icon on the screen. On Linux, where panels don't report it, this is the
-// position$ of the last click, an empty rectangle, and E_FAIL before the first one.
+// position of the last click, an empty rectangle, and E_FAIL before the first one.
 #pragma once
 
 #include "win32/window.h"

@@ -23,6 +23,7 @@ public:
     }
 
     bool hasTray() override { return tray_.isThere(); }
+    bool hasPanel() override { return tray_.hasPanel(); }
     void showIcon(const ShownIcon& icon) override { tray_.showIcon(icon); }
     void removeIcon() override { tray_.removeIcon(); }
     std::optional<RECT> iconRectangle() override {

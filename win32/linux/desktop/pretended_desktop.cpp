@@ -18,6 +18,7 @@ public:
 
     void pump() override {}
     bool hasTray() override { return true; }
+    bool hasPanel() override { return true; }
     void showIcon(const ShownIcon& /*icon*/) override {}
     void removeIcon() override {}
     // In the lower right corner of the primary monitor.

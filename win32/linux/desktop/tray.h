@@ -21,6 +21,9 @@ public:
     // Whether there is a bus; connects to one if need be.
     bool isThere();
 
+    // False if the bus has said that nobody shows icons.
+    bool hasPanel() const { return watcher_ != Watcher::absent; }
+
     // What to poll for: an empty one (-1) without a bus.
     pollfd waitsFor() const;
     // Whether the bus is about to report whether there is a panel: never longer than a moment after a connection was
