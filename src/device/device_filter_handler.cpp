@@ -40,6 +40,8 @@ DeviceFilterHandler& DeviceFilterHandler::instance() {
 }
 
 DeviceFilterHandler::~DeviceFilterHandler() {
+    // A pass holds the mutex, and a server that never answers would hold the pass.
+    transfersEnd_ = 1;
     {
         const std::lock_guard lock(loopMutex_);
         exitRequested_ = true;
@@ -109,12 +111,12 @@ void DeviceFilterHandler::makePass() {
 
 bool DeviceFilterHandler::updateLists() {
     log("Updating supported devices...");
-    DeviceListText supported = fetchDeviceList(DeviceListKind::Supported, supportedStatus_);
+    DeviceListText supported = fetchDeviceList(DeviceListKind::Supported, supportedStatus_, &transfersEnd_);
     if (!supported.bytes.empty()) {
         replaceSupported(treeOf(supported));
     }
     log("Updating unsupported devices...");
-    DeviceListText unsupported = fetchDeviceList(DeviceListKind::Unsupported, unsupportedStatus_);
+    DeviceListText unsupported = fetchDeviceList(DeviceListKind::Unsupported, unsupportedStatus_, &transfersEnd_);
     if (!unsupported.bytes.empty()) {
         replaceUnsupported(treeOf(unsupported));
     }

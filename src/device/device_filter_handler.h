@@ -23,7 +23,8 @@ public:
     DeviceFilterHandler() = default;
     DeviceFilterHandler(const DeviceFilterHandler&) = delete;
     DeviceFilterHandler& operator=(const DeviceFilterHandler&) = delete;
-    // Ends the update loop, if it runs: at once while it waits, else after its settling or its running pass.
+    // Ends the update loop, if it runs: at once while it waits, else after its settling or its running pass, whose
+    // transfers end early.
     ~DeviceFilterHandler();
 
     // Starts the thread, once. Five seconds later it makes its first pass over both lists, and further ones a day
@@ -61,6 +62,7 @@ private:
     std::vector<std::string> unsupportedDevices_;
     std::thread updateThread_;
     SystemTime nextUpdateTime_ = now();
+    base::CancelWord transfersEnd_ = 0;
     mutable std::mutex supportedMutex_;
     mutable std::mutex unsupportedMutex_;
     std::condition_variable loopCondition_;

@@ -64,12 +64,12 @@ std::vector<std::uint8_t> packagedList(DeviceListKind kind) {
 }
 
 // What the server has now, or had at the last request; without either no bytes.
-DeviceListText download(DeviceListKind kind, DeviceListStatus& status) {
+DeviceListText download(DeviceListKind kind, DeviceListStatus& status, const base::CancelWord* cancelFlag) {
     DeviceListText text;
     std::string detail;
     const auto handler = base::globalHttpHandler().get();
     if (handler &&
-        handler->getUrlCached(deviceListUrl(kind), text.bytes, &text.fresh, true, true, false, nullptr, &detail)) {
+        handler->getUrlCached(deviceListUrl(kind), text.bytes, &text.fresh, true, true, false, cancelFlag, &detail)) {
         status.text = "Device list xml was successfully downloaded!";
         return text;
     }
@@ -129,8 +129,8 @@ DeviceListText newerDeviceList(DeviceListText server, std::vector<std::uint8_t> 
     return server;
 }
 
-DeviceListText fetchDeviceList(DeviceListKind kind, DeviceListStatus& status) {
-    return newerDeviceList(download(kind, status), packagedList(kind), status);
+DeviceListText fetchDeviceList(DeviceListKind kind, DeviceListStatus& status, const base::CancelWord* cancelFlag) {
+    return newerDeviceList(download(kind, status, cancelFlag), packagedList(kind), status);
 }
 
 }  // namespace device

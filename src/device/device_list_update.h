@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "data/value.h"
+#include "net/http_request.h"
 
 namespace device {
 
@@ -40,7 +41,8 @@ struct DeviceListText {
 // the other is absent, the server's. It keeps the server's `fresh`.
 DeviceListText newerDeviceList(DeviceListText server, std::vector<std::uint8_t> local, DeviceListStatus& status);
 
-// Blocks for as long as the request takes. The revisions in `status` stay where nothing was compared. Any thread.
-DeviceListText fetchDeviceList(DeviceListKind kind, DeviceListStatus& status);
+// Blocks for as long as the request takes, or until `cancelFlag` is set. The revisions in `status` stay where nothing
+// was compared. Any thread.
+DeviceListText fetchDeviceList(DeviceListKind kind, DeviceListStatus& status, const base::CancelWord* cancelFlag);
 
 }  // namespace device
