@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "base/log_receiver.h"
+#include "data/xml_value.h"
+
 namespace base {
 
 namespace {
@@ -10,12 +13,23 @@ bool hasUpperCase(const std::string& text) {
     return std::any_of(text.begin(), text.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
 }
 
+// The index of the cache can't be read again with anything else in it, and a date has nothing else.
+bool isPrintable(const std::string& text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 // HTTP/2 has all names in lower case; elsewhere the exact name counts.
 std::string lastModifiedOf(const HttpHeaders& headers) {
     const bool isFolded =
         std::none_of(headers.begin(), headers.end(), [](const auto& header) { return hasUpperCase(header.first); });
     const auto found = headers.find(isFolded ? "last-modified" : "Last-Modified");
-    return found == headers.end() ? std::string() : found->second;
+    return found == headers.end() || !isPrintable(found->second) ? std::string() : found->second;
+}
+
+// A server's page or a cut document in place of the one asked for is no newer copy of it.
+bool isWellFormed(const std::string& url, const Bytes& response) {
+    const std::string path = url.substr(0, url.find_first_of("?#"));
+    return !path.ends_with(".xml") || data::parseXml(response.data(), response.size()).type != data::ValueType::Null;
 }
 
 }  // namespace
@@ -36,7 +50,11 @@ bool getUrlCached(dockset::PlatformCache& cache, const HttpGet& httpGet, const s
     HttpHeaders responseHeaders;
     Bytes response;
     const std::int32_t status = httpGet(url, headers, responseHeaders, response, noPinning, cancelFlag, detail);
-    if (status == 200) {
+    const bool isUsable = status == 200 && (!isCached || isWellFormed(url, response));
+    if (status == 200 && !isUsable) {
+        logMessage("HttpHandler", "The copy in the cache stays, since the answer isn't a document: " + url);
+    }
+    if (isUsable) {
         if (useCache) {
             cache.put(url, response, lastModifiedOf(responseHeaders));
         }

@@ -84,9 +84,13 @@ std::size_t onWriteBody(char* bytes, std::size_t size, std::size_t count, void* 
     try {
         const std::lock_guard lock(request.mutex);
         request.responseStarted = true;
+        if (request.responseBody.size() + size * count > request.bodyLimit) {
+            request.bodyTooLong = true;
+            return 0;  // ends the transfer
+        }
         request.responseBody.insert(request.responseBody.end(), bytes, bytes + size * count);
     } catch (const std::bad_alloc&) {
-        return 0;  // ends the transfer
+        return 0;
     }
     request.changed.notify_all();
     if (request.bodyArrived) {
@@ -105,7 +109,11 @@ std::size_t onHeaderLine(char* line, std::size_t size, std::size_t count, void* 
         if (wasOfProxy && !request.headersOfProxy) {
             request.responseHeaders.clear();
         }
-        storeHeader(text, request.responseHeaders);
+        if (text.starts_with("HTTP/")) {
+            request.responseHeaders.clear();  // those of an interim answer
+        } else if (request.isInHead) {        // not those behind the body
+            storeHeader(text, request.responseHeaders);
+        }
         noteStatus(request);
     }
     request.changed.notify_all();
@@ -124,6 +132,10 @@ int onProgress(void* record, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
 
 CURLcode onSslContext(CURL*, void* sslContext, void* record) {
     auto* const context = static_cast<SSL_CTX*>(sslContext);
+    if (context != nullptr) {
+        // An answer without a length ends with its connection: only the server's own word tells that from a cut one.
+        SSL_CTX_clear_options(context, SSL_OP_IGNORE_UNEXPECTED_EOF);
+    }
     const auto pins = certificatePins().get();
     if (context == nullptr || !pins) {
         return CURLE_OK;

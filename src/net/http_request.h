@@ -33,6 +33,8 @@ struct HTTPReqInfo {
     HttpHeaders responseHeaders;               // of equal names the later line
     bool headersOfProxy = false;               // they are a proxy's answer to CONNECT, and go when the server's come
     bool isInHead = false;                     // a status line has come and the head's last line hasn't
+    std::size_t bodyLimit = SIZE_MAX;          // more than that at once in responseBody ends the transfer
+    bool bodyTooLong = false;                  // that has happened
     const std::uint8_t* uploadData = nullptr;  // not owned
     std::size_t uploadSize = 0;
     std::size_t uploadPosition = 0;

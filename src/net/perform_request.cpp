@@ -3,6 +3,8 @@
 
 #include "net/perform_request.h"
 
+#include <openssl/x509_vfy.h>
+
 #include <memory>
 
 #include "base/log_receiver.h"
@@ -19,6 +21,9 @@ namespace base {
 namespace {
 
 constexpr const char* defaultUserAgent = "Zelmo Dockset Win/2.18.6.0";
+
+// Of an answer that is kept in memory as a whole.
+constexpr std::size_t longestBody = 100'000'000;
 
 void logCurl(const std::string& operation, CURLcode code) {
     logMessage("CURLHTTP", operation + " returned " + curl_easy_strerror(code));
@@ -59,6 +64,7 @@ private:
     std::int32_t status() const;
     bool isRejected() const;
     void noteFailure(CURLcode code);
+    void explain(CURLcode code) const;
 
     CURL* const handle_;
     std::unique_ptr<curl_slist, FreeHeaderLines> headerLines_;
@@ -211,6 +217,7 @@ std::int32_t Transfer::status() const {
 // A transfer that broke behind its status line has no status: what arrived isn't the answer.
 void Transfer::noteFailure(CURLcode code) {
     logCurl("curl_easy_perform", code);
+    explain(code);
     record_.failed = true;
     record_.status = -1;
     if (record_.detail == nullptr) {
@@ -221,6 +228,20 @@ void Transfer::noteFailure(CURLcode code) {
     }
     if (!proxy_.empty() && (code == CURLE_COULDNT_CONNECT || code == CURLE_COULDNT_RESOLVE_PROXY)) {
         *record_.detail = "proxy:" + proxy_;
+    }
+}
+
+// What the library's own text for the code leaves open.
+void Transfer::explain(CURLcode code) const {
+    long verification = X509_V_OK;
+    if (record_.bodyTooLong) {
+        logMessage("CURLHTTP", "The answer is longer than " + std::to_string(record_.bodyLimit) + " bytes");
+    } else if (isRejected()) {
+        logMessage("CURLHTTP", "No certificate has a pinned key: " + record_.chainText);
+    } else if (code == CURLE_PEER_FAILED_VERIFICATION &&
+               curl_easy_getinfo(handle_, CURLINFO_SSL_VERIFYRESULT, &verification) == CURLE_OK &&
+               verification != X509_V_OK) {
+        logMessage("CURLHTTP", std::string("Certificate not accepted: ") + X509_verify_cert_error_string(verification));
     }
 }
 
@@ -273,6 +294,7 @@ std::int32_t runHttpRequest(const std::string& method, const std::string& url, c
     record.noPinning = noPinning;
     record.cancelFlag = cancelFlag;
     record.detail = detail;
+    record.bodyLimit = longestBody;
     const std::int32_t status = performHttpRequest(method, url, body, headers, record);
     response = std::move(record.responseBody);
     responseHeaders = std::move(record.responseHeaders);
