@@ -44,7 +44,7 @@ ROOMS = {
     "devices": ("support", "kernel"),
     "network": ("support", "kernel", "processes"),
     "system": ("support", "kernel"),
-    "shell": ("support", "kernel", "processes", "devices", "desktop"),
+    "shell": ("support", "kernel", "files", "processes", "devices", "desktop"),
 }
 
 SYSTEM_HEADERS = re.compile(

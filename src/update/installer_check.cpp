@@ -57,11 +57,4 @@ FileHandle holdFile(const boost::filesystem::path& path) {
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-bool isHeldFile(const boost::filesystem::path& path) {
-    const FileHandle writer(CreateFileW(widePath(path).c_str(), GENERIC_WRITE,
-                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                        FILE_ATTRIBUTE_NORMAL, nullptr));
-    return !writer && GetLastError() == ERROR_SHARING_VIOLATION;
-}
-
 }  // namespace base

@@ -35,12 +35,8 @@ private:
     bool usable_;
 };
 
-// Open for reading, and while it is open nobody may write the file, as far as the system keeps others from it. Empty if
-// there is no such file or somebody has it open for writing.
+// Open for reading. While it is open nobody may write the file, as far as the system keeps others from it, and what the
+// shell starts by this path is this very file. Empty if there is no such file or somebody has it open for writing.
 FileHandle holdFile(const boost::filesystem::path& path);
-
-// Whether the file at the path is one that somebody holds in this way: another one that was put in its place isn't.
-// Never so on a file system that keeps nobody from anything.
-bool isHeldFile(const boost::filesystem::path& path);
 
 }  // namespace base

@@ -1,6 +1,7 @@
 #include "update/update_handler.h"
 
 #include <algorithm>
+#include <boost/filesystem/operations.hpp>
 #include <exception>
 #include <future>
 #include <utility>
@@ -20,6 +21,8 @@ namespace {
 
 // The highest version that a verified manifest has named, in the registry.
 constexpr const char* seenValue = "newestSeen";
+// And the highest license.
+constexpr const char* seenEulaValue = "newestEulaSeen";
 // As much of a version as the registry is sure to give back.
 constexpr std::size_t remembered = 8;
 
@@ -91,13 +94,14 @@ void UpdateHandler::checkForUpdate(const UpdateCallback& callback) {
     }
 }
 
-// What was replayed could otherwise hide a newer license or lower the forced version.
+// What only grows in manifests never falls: a replayed one could otherwise hide a newer license or lower the forced
+// version.
 void UpdateHandler::takeManifest(const Value& application) {
     const Version current = parseVersion(suiteVersion);
     const Version newest = parseVersion(application.find("version").text);
     const bool replay = isReplay(newest);
     if (!replay) {
-        eulaVersion_ = parseVersion(application.find("eula-version").text);
+        eulaVersion_ = raised(seenEulaValue, highestEulaSeen_, parseVersion(application.find("eula-version").text));
         installerUrl_ = application.find("url").text;
         installerSignature_ = application.find("signature").text;
         newestVersion_ = newest;
@@ -108,27 +112,30 @@ void UpdateHandler::takeManifest(const Value& application) {
     log(isNewer ? "Update available" : "Up to date.");
     isReplay_ = replay;
     isOffered_ = replay ? isOffered_ : isNewer;
-    recordForced(application, current, replay);
+    recordForced(application, current);
     if (replay) {
         log("The manifest is older than one seen before, of version " + versionToText(highestSeen_));
     }
 }
 
 bool UpdateHandler::isReplay(const Version& newest) {
-    const auto stored = storedVersion(seenValue);
-    if (stored && compareVersions(*stored, highestSeen_) > 0) {
-        highestSeen_ = *stored;
-    }
-    if (compareVersions(newest, highestSeen_) <= 0) {
-        return compareVersions(newest, highestSeen_) < 0;
-    }
-    highestSeen_.assign(newest.begin(),
-                        newest.begin() + static_cast<std::ptrdiff_t>(std::min(newest.size(), remembered)));
-    storeVersion(seenValue, highestSeen_);
-    return false;
+    return compareVersions(newest, raised(seenValue, highestSeen_, newest)) < 0;
 }
 
-void UpdateHandler::recordForced(const Value& application, const Version& current, bool replay) {
+// The highest version that any manifest has named, this one included.
+const Version& UpdateHandler::raised(const char* value, Version& highest, const Version& named) {
+    const auto stored = storedVersion(value);
+    if (stored && compareVersions(*stored, highest) > 0) {
+        highest = *stored;
+    }
+    if (compareVersions(named, highest) > 0) {
+        highest.assign(named.begin(), named.begin() + static_cast<std::ptrdiff_t>(std::min(named.size(), remembered)));
+        storeVersion(value, highest);
+    }
+    return highest;
+}
+
+void UpdateHandler::recordForced(const Value& application, const Version& current) {
     const Value& forced = application.find("forced");
     if (!forced.isString()) {
         return;
@@ -138,13 +145,15 @@ void UpdateHandler::recordForced(const Value& application, const Version& curren
         return;
     }
     log("Available update is forced");
-    if (!replay || compareVersions(version, means_.launcher->getForcedVersion().version) > 0) {
+    if (compareVersions(version, means_.launcher->getForcedVersion().version) > 0) {
         means_.launcher->setForcedVersion(version);
     }
 }
 
 UpdateOffer UpdateHandler::offer() {
-    const DownloadedVersion stored = means_.launcher->getDownloadedVersion();
+    boost::system::error_code error;
+    const bool wasFetched = boost::filesystem::exists(installerPath().parent_path(), error);
+    const DownloadedVersion stored = wasFetched ? means_.launcher->getDownloadedVersion() : DownloadedVersion();
     if (stored.valid && compareVersions(stored.version, parseVersion(suiteVersion)) <= 0) {
         means_.launcher->deleteDownloadedVersion();
     }
@@ -225,10 +234,12 @@ bool UpdateHandler::store(const Bytes& installer) {
 }
 
 void UpdateHandler::installUpdate(const UpdateCallback& callback) {
-    // Held until it runs, so that nobody changes it. Where a system lets it be replaced all the same, that is seen.
-    const FileHandle held = verified_ ? holdFile(installerPath()) : FileHandle();
-    const bool canIdentify = isHeldFile(installerPath());
-    if (verified_ && (!isKnownInstaller(held) || (canIdentify && !isHeldFile(installerPath())))) {
+    if (installerSignature_.empty()) {
+        checkForUpdate([](std::size_t, std::size_t, ResultCode) { return false; });
+    }
+    // Held until it runs, so that what was verified is what is started.
+    const FileHandle held = holdFile(installerPath());
+    if (!isKnownInstaller(held)) {
         refuseToInstall(callback);
         return;
     }
@@ -238,17 +249,21 @@ void UpdateHandler::installUpdate(const UpdateCallback& callback) {
     report(callback, means_.launcher->startInstaller(quiet) ? Success : InstallerFailed);
 }
 
-// Another program may have fetched a newer one since, which a manifest has announced.
+// By the signature that the last manifest names, or of the one that was verified before it: another program may have
+// fetched the newer one since.
 bool UpdateHandler::isKnownInstaller(const FileHandle& file) const {
-    return diskHolds(file, verified_->second) ||
-           (installerSignature_ != verified_->second && diskHolds(file, installerSignature_));
+    const bool isLatest = !installerSignature_.empty() && diskHolds(file, installerSignature_);
+    return isLatest || (verified_ && verified_->second != installerSignature_ && diskHolds(file, verified_->second));
 }
 
 void UpdateHandler::refuseToInstall(const UpdateCallback& callback) {
     if (!queue_.stopRequested()) {
-        log("The installer has changed since it was verified, and isn't started.");
+        log(verified_ ? "The installer has changed since it was verified, and isn't started."
+                      : "No verified manifest names the installer on the disk, which isn't started.");
         onDisk_ = false;
-        enqueueFetch();
+        if (isOffered_) {
+            enqueueFetch();
+        }
     }
     report(callback, InstallerFailed);
 }

@@ -75,8 +75,8 @@ public:
     void fetchInstaller(const UpdateCallback& callback);
 
     // Starts the installer that lies on the disk: quietly, unless the last manifest's license is newer than the one
-    // that the user has agreed to. One that the handler knows is verified once more; if it has changed, it isn't
-    // started but fetched anew.
+    // that the user has agreed to. It is verified first, by a manifest that was verified in this run and is fetched if
+    // there was none; one that doesn't pass isn't started but fetched anew.
     void installUpdate(const UpdateCallback& callback);
 
 private:
@@ -84,7 +84,8 @@ private:
 
     void takeManifest(const data::Value& application);
     bool isReplay(const Version& newest);
-    void recordForced(const data::Value& application, const Version& current, bool replay);
+    static const Version& raised(const char* value, Version& highest, const Version& named);
+    void recordForced(const data::Value& application, const Version& current);
     bool diskHolds(const FileHandle& file, const std::string& signature) const;
     bool isKnownInstaller(const FileHandle& file) const;
     ResultCode fetch(const UpdateCallback& callback);
@@ -100,6 +101,7 @@ private:
     bool isOffered_ = false;  // what the fields describe
     bool isReplay_ = false;   // the last manifest, which no field describes
     Version highestSeen_;
+    Version highestEulaSeen_;
     std::optional<Installer> verified_;  // the last one that this run has put or found on the disk
     bool onDisk_ = false;                // and it was still there at the last check
     std::set<Installer> rejected_;       // what the server has given wrongly

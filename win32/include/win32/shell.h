@@ -6,8 +6,9 @@
 // ShellExecuteExW (recorded: verb, file, parameters, directory): the verb "open" starts a program with the parameters
 // split as the Windows C runtime splits them, detached from the caller: it inherits no handle, its standard streams
 // are /dev/null, and it leaves no zombie. On Linux programs carry no ".exe": where NAME.exe is absent, NAME is
-// started; a file of that ending gets the execute bit that it lacks. Addresses, folders and files that can't be
-// executed go to the desktop's opener. A name below the computer's own folder,
+// started; a file of that ending gets the execute bit that it lacks. A program whose file this process holds by the
+// very path, without sharing its deletion, is started from that file, whatever stands at the path by now. Addresses,
+// folders and files that can't be executed go to the desktop's opener. A name below the computer's own folder,
 // "::{20D04FE0-3AEA-1069-A2D8-08002B30309D}\NAME", is a connected device: its place in the file manager is opened where
 // it has one, else the file manager's list of devices. The verb "runas" starts a program with the rights of an
 // administrator, for which the desktop asks the user first (polkit), and returns with the answer: ERROR_CANCELLED if

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "linux/files/file_sharing.h"
+#include "linux/files/held_file.h"
 #include "linux/kernel/handle.h"
 #include "linux/pipes/pipe.h"
 #include "linux/pipes/pipe_directory.h"
@@ -32,6 +33,9 @@ class File : public Object {
 public:
     File(Descriptor descriptor, DWORD access, bool deletes)
         : descriptor_(std::move(descriptor)), access_(access), deletes_(deletes) {}
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File() override { removeHeld(descriptor()); }
 
     int descriptor() const { return descriptor_.get(); }
 
@@ -194,7 +198,11 @@ HANDLE openFile(const std::string& path, DWORD access, DWORD sharing, DWORD disp
     if ((flags & FILE_ATTRIBUTE_READONLY) != 0 && (!opened.existed || disposition == CREATE_ALWAYS)) {
         makeReadOnly(opened.descriptor.get());
     }
-    const HANDLE handle = openHandle(std::make_shared<File>(std::move(opened.descriptor), access, deletes));
+    auto file = std::make_shared<File>(std::move(opened.descriptor), access, deletes);
+    if ((access & GENERIC_WRITE) == 0 && (sharing & FILE_SHARE_DELETE) == 0) {
+        addHeld(path, file->descriptor());
+    }
+    const HANDLE handle = openHandle(std::move(file));
     const bool tells = disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
     SetLastError(tells && opened.existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
     return handle;
@@ -304,6 +312,10 @@ BOOL WINAPI SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* l
     const LONGLONG ticks[] = {win32::ticksOf(creation), win32::ticksOf(lastAccess), win32::ticksOf(lastWrite)};
     if (std::any_of(std::begin(ticks), std::end(ticks), [](LONGLONG each) { return each < -1; })) {
         SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    if (ticks[0] > 0 && ticks[1] == 0 && ticks[2] == 0) {
+        SetLastError(ERROR_NOT_SUPPORTED);  // a file's time of birth can't be set
         return FALSE;
     }
     const timespec times[] = {win32::toTimespec(ticks[1]), win32::toTimespec(ticks[2])};

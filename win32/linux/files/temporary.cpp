@@ -60,7 +60,7 @@ DWORD WINAPI GetTempPathW(DWORD size, LPWSTR path) {
     const char* const configured = std::getenv("TMPDIR");
     std::string directory = configured == nullptr || *configured == 0 ? "/tmp" : configured;
     directory += directory.ends_with('/') ? "" : "/";
-    const WideString wide = win32::toWide(directory);
+    const WideString wide = win32::toWideName(directory);
     if (wide.size() >= size) {
         return static_cast<DWORD>(wide.size() + 1);
     }
@@ -75,7 +75,7 @@ UINT WINAPI GetTempFileNameW(LPCWSTR directory, LPCWSTR prefix, UINT unique, LPW
     struct stat status {};
     std::array<char, 16> number{};
     std::snprintf(number.data(), number.size(), "%X.tmp", unique & 0xFFFFU);
-    const WideString name = win32::toWide(folder + (folder.ends_with('/') ? "" : "/")) +
+    const WideString name = win32::toWideName(folder + (folder.ends_with('/') ? "" : "/")) +
                             WideString(prefix == nullptr ? W("") : prefix).substr(0, prefixLength) +
                             win32::toWide(number.data());
     if (unique == 0 || name.size() >= MAX_PATH) {

@@ -172,7 +172,7 @@ BOOL WINAPI GetVolumePathNameW(LPCWSTR path, LPWSTR volume, DWORD size) {
         SetLastError(ERROR_INVALID_NAME);
         return FALSE;
     }
-    const WideString root = win32::toWide(mount->mountPoint == "/" ? "/" : mount->mountPoint + "/");
+    const WideString root = win32::toWideName(mount->mountPoint == "/" ? "/" : mount->mountPoint + "/");
     if (root.size() >= size) {
         SetLastError(ERROR_FILENAME_EXCED_RANGE);
         return FALSE;

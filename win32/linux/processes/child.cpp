@@ -124,7 +124,10 @@ DWORD codeOf(const siginfo_t& ended) {
 
 int Child::start(const Program& program, std::shared_ptr<Child>& child) {
     pid_t id = 0;
-    if (const int error = spawn(program.path, program.arguments, program.directory, -1, id); error != 0) {
+    const int error = program.image < 0
+                          ? spawn(program.path, program.arguments, program.directory, -1, id)
+                          : spawnImage(program.image, program.path, program.arguments, program.directory, id);
+    if (error != 0) {
         return error;
     }
     Descriptor pidfd(pidfd_open(id, 0));
@@ -133,9 +136,9 @@ int Child::start(const Program& program, std::shared_ptr<Child>& child) {
     }
     child = std::make_shared<Child>(id, std::move(pidfd), program.keepsName);
     if (!Children::all().add(child, child->pidfd_.get())) {
-        const int error = errno;
+        const int failure = errno;
         child.reset();
-        return giveUp(id, error);
+        return giveUp(id, failure);
     }
     return 0;
 }

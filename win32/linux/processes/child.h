@@ -22,6 +22,7 @@ public:
         std::vector<std::string> arguments{};
         std::string directory{};  // empty: the caller's own
         bool keepsName = false;   // `name` is asked for
+        int image = -1;           // the program itself, open for reading, if `path` may have come to mean another
     };
 
     // Starts the program detached (linux/spawn.h). Gives 0, or an error number of errno.

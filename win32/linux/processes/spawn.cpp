@@ -14,10 +14,12 @@ namespace win32 {
 
 namespace {
 
+constexpr int imageNumber = STDERR_FILENO + 1;
+
 class SpawnFiles {
 public:
-    // `output`: the program's standard output, or negative for none.
-    SpawnFiles(const std::string& directory, int output) {
+    // `output`: the program's standard output, or negative for none; `image`: what the program finds as imageNumber.
+    SpawnFiles(const std::string& directory, int output, int image) {
         posix_spawn_file_actions_init(&actions_);
         for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
             posix_spawn_file_actions_addopen(&actions_, stream, "/dev/null", O_RDWR, 0);
@@ -25,7 +27,10 @@ public:
         if (output >= 0) {
             posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
         }
-        posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+        if (image >= 0) {
+            posix_spawn_file_actions_adddup2(&actions_, image, imageNumber);
+        }
+        posix_spawn_file_actions_addclosefrom_np(&actions_, image >= 0 ? imageNumber + 1 : imageNumber);
         if (!directory.empty()) {
             posix_spawn_file_actions_addchdir_np(&actions_, directory.c_str());
         }
@@ -72,16 +77,27 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     return pointers;
 }
 
+int spawnFile(const std::string& file, const std::string& name, std::vector<std::string> arguments,
+              const SpawnFiles& files, pid_t& child) {
+    arguments.insert(arguments.begin(), name);
+    const std::vector<std::string> variables = childEnvironment();
+    const SpawnAttributes attributes;
+    return posix_spawnp(&child, file.c_str(), files.get(), attributes.get(), pointersTo(arguments).data(),
+                        pointersTo(variables).data());
+}
+
 }  // namespace
 
 int spawn(const std::string& program, std::vector<std::string> arguments, const std::string& directory, int output,
           pid_t& child) {
-    arguments.insert(arguments.begin(), program);
-    const std::vector<std::string> variables = childEnvironment();
-    const SpawnFiles files(directory, output);
-    const SpawnAttributes attributes;
-    return posix_spawnp(&child, program.c_str(), files.get(), attributes.get(), pointersTo(arguments).data(),
-                        pointersTo(variables).data());
+    return spawnFile(program, program, std::move(arguments), SpawnFiles(directory, output, -1), child);
+}
+
+int spawnImage(int image, const std::string& path, std::vector<std::string> arguments, const std::string& directory,
+               pid_t& child) {
+    // A script's interpreter opens it by this name, too.
+    return spawnFile("/proc/self/fd/" + std::to_string(imageNumber), path, std::move(arguments),
+                     SpawnFiles(directory, -1, image), child);
 }
 
 int SpeakingChild::start(const std::string& program, const std::vector<std::string>& arguments) {

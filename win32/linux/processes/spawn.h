@@ -17,6 +17,11 @@ namespace win32 {
 int spawn(const std::string& program, std::vector<std::string> arguments, const std::string& directory, int output,
           pid_t& child);
 
+// The same for the program that `image` is open on, whatever stands at its path by now; `path` is only what it is
+// called by. The program keeps that one descriptor.
+int spawnImage(int image, const std::string& path, std::vector<std::string> arguments, const std::string& directory,
+               pid_t& child);
+
 // A program that is listened to for as long as the object lives, and then ended at once, with all that it started and
 // that stayed in its session. Otherwise it is started as above.
 class SpeakingChild {

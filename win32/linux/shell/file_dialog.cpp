@@ -31,7 +31,7 @@ public:
             return E_INVALIDARG;
         }
         WIN32_MAY_RETURN("IShellItem::GetDisplayName", HRESULT);
-        const WideString wide = toWide(path_);
+        const WideString wide = toWideName(path_);
         const std::size_t bytes = (wide.size() + 1) * sizeof(WCHAR);
         *name = static_cast<LPWSTR>(CoTaskMemAlloc(bytes));
         if (*name == nullptr) {
@@ -194,7 +194,8 @@ BOOL runDialog(OPENFILENAMEW& dialog, bool saves) {
     question.folder = dialog.lpstrInitialDir == nullptr ? "" : toNativePath(dialog.lpstrInitialDir);
     readFilter(dialog.lpstrFilter, question);
     const auto [outcome, path] = runFileDialog(question);
-    const WideString chosen = toWide(saves && !path.empty() ? withExtension(path, bytesOf(dialog.lpstrDefExt)) : path);
+    const WideString chosen =
+        toWideName(saves && !path.empty() ? withExtension(path, bytesOf(dialog.lpstrDefExt)) : path);
     return outcome == FileDialogResult::Outcome::chosen && giveChosen(chosen, dialog) != FALSE ? TRUE : FALSE;
 }
 

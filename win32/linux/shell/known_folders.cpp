@@ -95,7 +95,7 @@ HRESULT WINAPI SHGetKnownFolderPath(REFKNOWNFOLDERID folder, DWORD /*flags*/, HA
     }
     *path = nullptr;
     WIN32_MAY_RETURN("SHGetKnownFolderPath", HRESULT);
-    const WideString wide = win32::toWide(folderPath(folder));
+    const WideString wide = win32::toWideName(folderPath(folder));
     if (wide.empty()) {
         return win32::resultOf(ERROR_FILE_NOT_FOUND);
     }

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "linux/files/held_file.h"
 #include "linux/processes/command_line.h"
 #include "linux/processes/program.h"
 #include "linux/shell/device_location.h"
@@ -70,20 +71,22 @@ bool execute(const SHELLEXECUTEINFOW& info, std::shared_ptr<Child>& child) {
         return openWithDesktop(target, directory);
     }
     const std::string path = win32::absoluteProgram(target);
+    const win32::Descriptor held = win32::openHeld(path);
+    const std::string file = held ? "/proc/self/fd/" + std::to_string(held.get()) : path;
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
+    if (stat(file.c_str(), &status) != 0) {
         return win32::failWithErrno(errno);
     }
     const bool isProgram = path.size() > 4 && strcasecmp(path.c_str() + path.size() - 4, ".exe") == 0;
     if (S_ISREG(status.st_mode) && isProgram) {
-        allowExecution(path, status.st_mode);
+        allowExecution(file, status.st_mode);
     }
-    const Child::Program program{path, win32::splitArguments(bytesOf(info.lpParameters)), directory};
+    const Child::Program program{path, win32::splitArguments(bytesOf(info.lpParameters)), directory, false, held.get()};
     if (isVerb(info.lpVerb, "runas")) {
         child = win32::startElevated(program);
         return child != nullptr;
     }
-    if (isProgram || (S_ISREG(status.st_mode) && access(path.c_str(), X_OK) == 0)) {
+    if (isProgram || (S_ISREG(status.st_mode) && access(file.c_str(), X_OK) == 0)) {
         child = win32::startProgram(program);
         return child != nullptr;
     }
