@@ -67,11 +67,18 @@ std::optional<fs::path> knownFolderPath(std::uint32_t kind) {
 }
 
 std::optional<fs::path> programDirectory() {
-    std::array<WCHAR, MAX_PATH> buffer{};
-    if (GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size())) == 0) {
-        return std::nullopt;
+    constexpr std::size_t longest = 32'768;
+    for (WideString path(MAX_PATH, 0); path.size() <= longest; path.resize(2 * path.size())) {
+        const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+        if (length == 0) {
+            return std::nullopt;
+        }
+        if (length < path.size()) {
+            path.resize(length);
+            return pathFromWide(path).parent_path();
+        }
     }
-    return pathFromWide(buffer.data()).parent_path();
+    return std::nullopt;
 }
 
 std::optional<fs::path> compose(std::uint32_t kind) {

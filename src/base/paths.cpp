@@ -12,10 +12,14 @@ namespace {
 // Where names of files are bytes they need not be UTF-8. In the wide text that the operations take, each byte that
 // isn't stands as a lone surrogate, U+DC00 plus the byte.
 constexpr WCHAR strayByte = 0xDC00;
+// There a backslash is part of a name, and in the wide text it would divide names.
+constexpr WCHAR separator = '\\';
+constexpr WCHAR strayBackslash = strayByte + separator;
 
 [[maybe_unused]] WideString wideFromBytes(std::string_view bytes) {
     constexpr WCHAR replacement = 0xFFFD;  // for what isn't UTF-8
     WideString out = widen(bytes);
+    std::replace(out.begin(), out.end(), separator, strayBackslash);
     if (out.find(replacement) == WideString::npos) {
         return out;
     }
@@ -25,20 +29,23 @@ constexpr WCHAR strayByte = 0xDC00;
         if (length == 0) {
             out += static_cast<WCHAR>(strayByte + static_cast<unsigned char>(bytes[0]));
         } else {
-            out += widen(bytes.substr(0, length));
+            const WideString point = widen(bytes.substr(0, length));
+            out += point.front() == separator ? WideString(1, strayBackslash) : point;
         }
         bytes.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return out;
 }
 
-// Narrow text has a lone surrogate as ED, here with B2 or B3 behind it, and a third byte.
+// Narrow text has a lone surrogate as ED, here with B2 or B3 behind it, or B1 for the backslash, and a third byte.
 [[maybe_unused]] std::string bytesFromWide(WideView text) {
     std::string bytes = narrow(text);
     for (std::size_t at = bytes.find('\xED'); at != std::string::npos; at = bytes.find('\xED', at + 1)) {
         const auto second = static_cast<unsigned char>(bytes[at + 1]);
-        if (second == 0xB2 || second == 0xB3) {
-            const auto third = static_cast<unsigned char>(bytes[at + 2]);
+        const auto third = static_cast<unsigned char>(bytes[at + 2]);
+        if (second == 0xB1 && third == 0x9C) {
+            bytes.replace(at, 3, 1, '\\');
+        } else if (second == 0xB2 || second == 0xB3) {
             bytes.replace(at, 3, 1, static_cast<char>((second & 3U) << 6U | (third & 0x3FU)));
         }
     }

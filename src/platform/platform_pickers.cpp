@@ -18,6 +18,9 @@ namespace fs = boost::filesystem;
 
 namespace {
 
+// What a dialog may give: a buffer that is too small for it makes the choice look like none.
+constexpr std::size_t longestPath = 32'768;
+
 struct ReleaseInterface {
     void operator()(IUnknown* object) const { object->Release(); }
 };
@@ -82,14 +85,14 @@ WideString composeFilter(const FileDialog& dialog) {
     return dialog.extension.empty() ? zero : dialog.filterName + zero + W("*.") + dialog.extension + zero + zero;
 }
 
-// The path chosen, empty if there is none.
+// The path chosen, cut if it is too long for callers; empty if there is none.
 WideString showFileDialog(const FileDialog& dialog, void* owner) {
     constexpr DWORD saving =
         OFN_EXPLORER | OFN_DONTADDTORECENT | OFN_OVERWRITEPROMPT | OFN_HIDEREADONLY | OFN_PATHMUSTEXIST;
     constexpr DWORD opening = OFN_EXPLORER | OFN_DONTADDTORECENT | OFN_FILEMUSTEXIST;
     const WideString filter = composeFilter(dialog);
     const WideString folder = base::widePath(dialog.folder);
-    std::array<WCHAR, MAX_PATH> path{};
+    WideString path(longestPath, 0);
     OPENFILENAMEW name{};
     name.lStructSize = sizeof name;
     name.hwndOwner = static_cast<HWND>(owner);
@@ -101,7 +104,7 @@ WideString showFileDialog(const FileDialog& dialog, void* owner) {
     name.Flags = dialog.saves ? saving : opening;
     name.lpstrDefExt = dialog.saves && !dialog.extension.empty() ? dialog.extension.c_str() : nullptr;
     const BOOL chosen = dialog.saves ? GetSaveFileNameW(&name) : GetOpenFileNameW(&name);
-    return chosen != FALSE ? WideString(path.data()) : WideString();
+    return chosen != FALSE ? WideString(path.c_str()).substr(0, MAX_PATH) : WideString();
 }
 
 void deliverFile(const WideString& path, const PlatformResultHandler& handler, std::uint64_t cookie) {

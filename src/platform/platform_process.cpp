@@ -24,8 +24,7 @@ WideString quoted(const WideString& path) {
 const WCHAR* textOrNull(const WideString& text) { return text.empty() ? nullptr : text.c_str(); }
 
 // Null, and `code` set, on failure.
-HANDLE createProcess(const WideString& path, const WideString& arguments, const WideString& directory, DWORD& code) {
-    WideString commandLine = arguments.empty() ? WideString() : quoted(path) + W(" ") + arguments;
+HANDLE createProcess(const WideString& path, WideString commandLine, const WideString& directory, DWORD& code) {
     // The system finds this one by the command line.
     const bool isInstallerService = path == W("msiexec.exe");
     STARTUPINFOW startup{};
@@ -40,16 +39,15 @@ HANDLE createProcess(const WideString& path, const WideString& arguments, const 
     return started.hProcess;
 }
 
-// Null, and `error` set, on failure. The parameters are the arguments alone: with the program's path at their head, as
-// a command line has it, the program would take that for its first argument.
-HANDLE startElevated(const WideString& path, const WideString& arguments, const WideString& directory,
+// Null, and `error` set, on failure.
+HANDLE startElevated(const WideString& path, const WideString& commandLine, const WideString& directory,
                      std::uint32_t& userCancelled, std::string& error) {
     SHELLEXECUTEINFOW info{};
     info.cbSize = sizeof info;
     info.fMask = SEE_MASK_NOCLOSEPROCESS;
     info.lpVerb = W("runas");
     info.lpFile = path.c_str();
-    info.lpParameters = textOrNull(arguments);
+    info.lpParameters = textOrNull(commandLine);
     info.lpDirectory = textOrNull(directory);
     info.nShow = SW_SHOWNORMAL;
     if (ShellExecuteExW(&info) != FALSE) {
@@ -95,15 +93,16 @@ void* PlatformWin32::startProcess(const WideString& path, const std::string& arg
     std::string& text = error == nullptr ? unreadError : *error;
     cancelled = 0;
     text.clear();
-    const WideString wideArguments = base::widenBytes(arguments);
+    const WideString commandLine =
+        arguments.empty() ? WideString() : quoted(path) + W(" ") + base::widenBytes(arguments);
     DWORD code = ERROR_SUCCESS;
-    if (const HANDLE process = createProcess(path, wideArguments, workingDirectory, code)) {
+    if (const HANDLE process = createProcess(path, commandLine, workingDirectory, code)) {
         return process;
     }
     if (code == ERROR_ELEVATION_REQUIRED) {
         log("startProcess CreateProcessW returned elevation required trying to start " + base::narrow(path) +
             ", retrying with ShellExecuteEx");
-        return startElevated(path, wideArguments, workingDirectory, cancelled, text);
+        return startElevated(path, commandLine, workingDirectory, cancelled, text);
     }
     log("startProcess CreateProcessW returned " + std::to_string(code) + " trying to start " + base::narrow(path));
     text = "CreateProcessW " + std::to_string(code);

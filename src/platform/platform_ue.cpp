@@ -145,7 +145,11 @@ std::vector<base::ProxyEntry> PlatformUEWin32::getUEProxySettings(const std::str
 std::int32_t PlatformUEWin32::terminateRunningInstances() {
     constexpr DWORD pause = 50;
     constexpr const char* ownTag = "terminateRunningInstances";
-    const WideString path = getUEInstallPath();
+    const WideString registered = getUEInstallPath();
+    // Processes are known by the files that they run, not by links to them.
+    boost::system::error_code error;
+    const fs::path file = fs::canonical(base::pathFromWide(registered), error);
+    const WideString path = error ? registered : base::widePath(file);
     std::array<DWORD, 8192 / sizeof(DWORD)> processes{};
     DWORD used = 0;
     if (K32EnumProcesses(processes.data(), sizeof processes, &used) == FALSE) {

@@ -38,7 +38,7 @@ SleepLock::~SleepLock() {
     if (request_ == INVALID_HANDLE_VALUE) {
         return;
     }
-    if (active_ && PowerClearRequest(request_, PowerRequestSystemRequired) == FALSE) {
+    if (PowerClearRequest(request_, PowerRequestSystemRequired) == FALSE) {
         logMessage(tag, "Failed to disable no-sleep mode");
     }
     if (CloseHandle(request_) == FALSE) {

@@ -56,10 +56,17 @@ bool canCreateFile(const WideString& directory, DWORD& error) {
     const auto now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
     const UINT unique = static_cast<UINT>(now) + std::random_device{}();
     std::array<WCHAR, MAX_PATH> path{};
-    if (GetTempFileNameW(directory.c_str(), W(""), unique, path.data()) == 0 || path[0] == 0) {
+    WideString name;
+    if (GetTempFileNameW(directory.c_str(), W(""), unique, path.data()) != 0) {
+        name = path.data();
+    } else if (GetLastError() == ERROR_BUFFER_OVERFLOW) {
+        // The operation knows short paths only, and the directory may be a long one.
+        name = base::widePath(base::pathFromWide(directory) / ("zd" + std::to_string(unique) + ".tmp"));
+    }
+    if (name.empty()) {
         return false;
     }
-    const base::FileHandle file(CreateFileW(path.data(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+    const base::FileHandle file(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                             CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
     if (!file) {
         error = logFailure("CreateFile");

@@ -85,7 +85,8 @@ UEServiceResult installByService(const WideString& installerPath, const WideStri
         log("Failed to send install message.");
         return {false, "PipeMessageResult"};
     }
-    if (reply.starts_with(base::failureReply)) {
+    const WideString word = reply.substr(0, reply.find_first_of(W(" \t\r\n")));
+    if (word == base::failureReply) {
         return refused(reply);
     }
     return reply == base::successReply ? awaitResult() : UEServiceResult{false, "PipeMessageUnexpected"};

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace dockset {
 
@@ -22,9 +24,12 @@ Value defaultProxy() {
     return proxy;
 }
 
+// Without control characters: written as they are, they would make the file unreadable at the next start.
 void copyString(const Value& from, std::string_view key, Value& to) {
     if (from.hasString(key)) {
-        to.set(key, from.find(key));
+        std::string text = from.find(key).text;
+        std::erase_if(text, [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+        to.set(key, std::move(text));
     }
 }
 

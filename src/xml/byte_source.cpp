@@ -61,6 +61,22 @@ std::string_view missingMark(std::string_view bytes) {
 
 bool holds(std::string_view text, std::string_view word) { return text.find(word) != std::string_view::npos; }
 
+// By the equals signs since the last tag began, of which text and values may add some.
+bool mayHaveManyAttributes(std::string_view text) {
+    constexpr int many = 500;
+    int signs = 0;
+    std::size_t before = 0;
+    for (std::size_t sign = text.find('='); sign != std::string_view::npos; sign = text.find('=', sign + 1)) {
+        const std::string_view between = text.substr(before, sign - before);
+        signs = between.find('<') == std::string_view::npos ? signs + 1 : 1;
+        if (signs > many) {
+            return true;
+        }
+        before = sign;
+    }
+    return false;
+}
+
 }  // namespace
 
 ByteSource::ByteSource(std::string_view bytes) : mark_(missingMark(bytes)), bytes_(bytes) {}
@@ -105,7 +121,7 @@ bool ByteSource::isPlain() const {
         rest.remove_prefix(std::min(rest.find('<'), rest.size()));
         const std::string_view end = rest.starts_with("<!--") ? "-->" : rest.starts_with("<?") ? "?>" : "";
         if (end.empty()) {
-            return !rest.empty() && !rest.starts_with("<!");
+            return !rest.empty() && !rest.starts_with("<!") && !mayHaveManyAttributes(rest);
         }
         rest.remove_prefix(std::min(rest.find(end), rest.size()));
     }

@@ -24,7 +24,8 @@ public:
     bool holdsFalseEnd() const;
     // The same for the part of a character that ends a document in UTF-8.
     bool endsInPartOfUtf8() const;
-    // A document in UTF-8 whose prolog certainly has no document type, and so neither entities nor default attributes.
+    // A document in UTF-8 whose prolog certainly has no document type, and so neither entities nor default attributes,
+    // and of whose elements none has more than some hundreds of attributes.
     bool isPlain() const;
 
 private:

@@ -104,12 +104,15 @@ WideString folded(std::string text) {
     return toWide(text);
 }
 
-PortableDevice describe(udev_device* node, udev_device* device) {
+// `serials` holds those of the devices described so far: of several devices that claim the same one, the later ones
+// are known by their ports, or the second phone of a kind whose maker numbers none would be the first.
+PortableDevice describe(udev_device* node, udev_device* device, std::set<std::string>& serials) {
     PortableDevice result;
     result.systemPath = text(udev_device_get_syspath(device));
     const auto ids = idsFromAttributes(device);
     std::string serial = pathElement(attribute(device, "serial"));
-    if (serial.empty()) {
+    const std::string claim = (ids ? hardwareId(*ids) : std::string()) + "#" + serial;
+    if (serial.empty() || !serials.insert(claim).second) {
         serial = "5&" + portId(result.systemPath) + "&0";
     }
     std::string element = ids ? hardwareId(*ids) : pathElement(text(udev_device_get_sysname(node)));
@@ -142,6 +145,7 @@ bool findPortableDevices(std::vector<PortableDevice>& devices) {
         return false;
     }
     std::set<std::string> seen;
+    std::set<std::string> serials;
     udev_list_entry* entry = nullptr;
     udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumerate.get())) {
         const Device node(udev_device_new_from_syspath(udev.get(), udev_list_entry_get_name(entry)));
@@ -152,7 +156,7 @@ bool findPortableDevices(std::vector<PortableDevice>& devices) {
         udev_device* device = udev_device_get_parent_with_subsystem_devtype(node.get(), "usb", "usb_device");
         device = device == nullptr ? node.get() : device;
         if (seen.insert(text(udev_device_get_syspath(device))).second) {
-            devices.push_back(describe(node.get(), device));
+            devices.push_back(describe(node.get(), device, serials));
         }
     }
     return true;

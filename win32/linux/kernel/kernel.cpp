@@ -36,7 +36,20 @@ void useNullAsStandardInput() {
     }
 }
 
-[[maybe_unused]] const bool standardInputIsNull = (useNullAsStandardInput(), true);
+// Otherwise the next file that is opened becomes the standard output, and what libraries print lands in it.
+void openClosedOutputs() {
+    for (const int output : {STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(output, F_GETFD) < 0) {
+            const int null = open("/dev/null", O_WRONLY);
+            if (null >= 0 && null != output) {
+                dup2(null, output);
+                close(null);
+            }
+        }
+    }
+}
+
+[[maybe_unused]] const bool standardFilesAreOpen = (useNullAsStandardInput(), openClosedOutputs(), true);
 
 BOOL WINAPI setDefaultDllDirectories(DWORD /*directories*/) {
     // The dynamic linker of Linux never looks into the working directory, so there is nothing to restrict.
@@ -152,7 +165,7 @@ DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) {
         SetLastError(length <= 0 ? ERROR_FILE_NOT_FOUND : ERROR_INSUFFICIENT_BUFFER);
         return 0;
     }
-    const WideString path = win32::toWide({target.data(), static_cast<std::size_t>(length)});
+    const WideString path = win32::toWideName({target.data(), static_cast<std::size_t>(length)});
     const std::size_t copied = std::min<std::size_t>(path.size(), size - 1);
     std::copy_n(path.data(), copied, buffer);
     buffer[copied] = 0;

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "linux/kernel/handle.h"
 #include "linux/processes/command_line.h"
@@ -31,7 +32,13 @@ constexpr DWORD allAccess = PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATIO
 std::string imageOf(pid_t id) {
     std::array<char, PATH_MAX> path{};
     const ssize_t length = readlink(("/proc/" + std::to_string(id) + "/exe").c_str(), path.data(), path.size());
-    return {path.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+    std::string image(path.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    // A file that was replaced while it runs is still what the process was started from.
+    constexpr std::string_view mark = " (deleted)";
+    if (image.ends_with(mark) && access(image.c_str(), F_OK) != 0) {
+        image.resize(image.size() - mark.size());
+    }
+    return image;
 }
 
 // A child of this process, or by way of a descriptor a process of others.
@@ -91,7 +98,11 @@ std::string bytesOf(LPCWSTR text) { return text == nullptr ? std::string() : toB
 Child::Program programOf(LPCWSTR path, LPCWSTR commandLine, LPCWSTR directory) {
     std::string first;
     Child::Program program;
-    program.arguments = splitCommandLine(bytesOf(commandLine), first);
+    const std::string line = bytesOf(commandLine);
+    const std::string named = bytesOf(path);
+    // A program that is named beside the line may have quotation marks in its path, as none of Windows has.
+    const bool isHead = !named.empty() && line.starts_with(named + " ");
+    program.arguments = isHead ? splitArguments(line.substr(named.size())) : splitCommandLine(line, first);
     program.path = path != nullptr ? absoluteProgram(toNativePath(path)) : searchProgram(toNativePath(toWide(first)));
     program.directory = directory == nullptr ? std::string() : toNativePath(directory);
     return program;
@@ -187,7 +198,7 @@ BOOL WINAPI QueryFullProcessImageNameW(HANDLE handle, DWORD /*flags*/, LPWSTR pa
     if (!process) {
         return FALSE;
     }
-    const WideString image = win32::toWide(win32::imageOf(process->id));
+    const WideString image = win32::toWideName(win32::imageOf(process->id));
     if (image.empty() || image.size() >= *size) {
         SetLastError(image.empty() ? ERROR_GEN_FAILURE : ERROR_INSUFFICIENT_BUFFER);
         return FALSE;

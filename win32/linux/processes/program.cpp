@@ -3,11 +3,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <sstream>
 
 #include "linux/processes/command_line.h"
+#include "linux/processes/spawn.h"
 #include "linux/support/errno_code.h"
 #include "win32/error.h"
 
@@ -25,6 +28,20 @@ bool needsElevation(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == 0 &&
            (status.st_mode & S_IXUSR) != 0 && access(path.c_str(), X_OK) != 0;
+}
+
+// Older ones don't know how to stay in the directory, and refuse to start with an option that they don't know.
+bool keepsDirectory(const std::string& asker) {
+    SpeakingChild help;
+    std::string text;
+    std::array<char, 4096> block{};
+    if (help.start(asker, {"--help"}) == 0) {
+        for (ssize_t count = 1; count > 0;) {
+            count = read(help.output(), block.data(), block.size());
+            text.append(block.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        }
+    }
+    return text.find("--keep-cwd") != std::string::npos;
 }
 
 }  // namespace
@@ -75,7 +92,11 @@ std::shared_ptr<Child> startElevated(const Child::Program& program) {
     constexpr const char* asker = "pkexec";
     constexpr DWORD period = 20;
     constexpr DWORD dismissed = 126;
-    Child::Program asking{searchProgram(asker), {"--keep-cwd", program.path}, program.directory, true};
+    Child::Program asking{searchProgram(asker), {}, program.directory, true};
+    if (keepsDirectory(asking.path)) {
+        asking.arguments.emplace_back("--keep-cwd");
+    }
+    asking.arguments.push_back(program.path);
     asking.arguments.insert(asking.arguments.end(), program.arguments.begin(), program.arguments.end());
     auto child = startProgram(asking);
     if (!child) {

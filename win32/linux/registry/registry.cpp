@@ -102,6 +102,9 @@ LSTATUS WINAPI RegCreateKeyExW(HKEY parent, LPCWSTR path, DWORD /*reserved*/, LP
         return ERROR_BAD_PATHNAME;
     }
     const std::string full = win32::pathBelow(*base, path);
+    if (!win32::isStorable(full)) {
+        return ERROR_INVALID_PARAMETER;
+    }
     RegistryContent content;
     LSTATUS status = win32::readHive(base->hive, content);
     DWORD outcome = REG_OPENED_EXISTING_KEY;
@@ -189,16 +192,22 @@ LSTATUS WINAPI RegSetValueExW(HKEY key, LPCWSTR name, DWORD /*reserved*/, DWORD 
         return ERROR_ACCESS_DENIED;
     }
     const std::string valueName = win32::nameOf(name);
-    const LSTATUS status = win32::changeHive(object->hive, [&](RegistryContent& content) -> LSTATUS {
+    if (!win32::isStorable(valueName)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const auto set = [&](RegistryContent& content) -> LSTATUS {
         auto& entry = content[win32::foldName(object->path)];
         entry.path = entry.path.empty() ? object->path : entry.path;
         entry.values[win32::foldName(valueName)] = {valueName, type, {data, data + size}};
         return ERROR_SUCCESS;
-    });
-    if (status != ERROR_SUCCESS || !object->isRunKey()) {
-        return status;
-    }
-    return win32::autostartStatus(win32::writeAutostartEntry(valueName, win32::commandLineOf(data, size)));
+    };
+    // Under the hive's lock as well, or another process may be at the same entry.
+    const auto mirror = [&]() -> LSTATUS {
+        return object->isRunKey()
+                   ? win32::autostartStatus(win32::writeAutostartEntry(valueName, win32::commandLineOf(data, size)))
+                   : ERROR_SUCCESS;
+    };
+    return win32::changeHive(object->hive, set, mirror);
 }
 
 LSTATUS WINAPI RegDeleteValueW(HKEY key, LPCWSTR name) {

@@ -151,12 +151,15 @@ std::string foldName(const std::string& name) {
     return toBytes(wide);
 }
 
+bool isStorable(const std::string& name) { return Json(json_stringn(name.data(), name.size())) != nullptr; }
+
 LSTATUS readHive(Hive hive, RegistryContent& content) {
     bool understood = false;
     return read(hive, content, understood);
 }
 
-LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& change) {
+LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& change,
+                   const std::function<LSTATUS()>& mirror) {
     if (!makeDirectories(hiveDirectory(hive), 0755)) {
         return static_cast<LSTATUS>(GetLastError());
     }
@@ -171,14 +174,14 @@ LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& ch
     status = status == ERROR_SUCCESS ? change(content) : status;
     const std::string after = serialise(content);
     // What stands there already isn't worth a trip to the disk.
-    if (status != ERROR_SUCCESS || (understood && after == before)) {
-        return status;
+    if (status == ERROR_SUCCESS && !(understood && after == before)) {
+        const std::string path = hivePath(hive);
+        if (!understood) {
+            std::rename(path.c_str(), (path + ".damaged").c_str());
+        }
+        status = replaceWholeFile(path, after) ? ERROR_SUCCESS : errnoStatus();
     }
-    const std::string path = hivePath(hive);
-    if (!understood) {
-        std::rename(path.c_str(), (path + ".damaged").c_str());
-    }
-    return replaceWholeFile(path, after) ? ERROR_SUCCESS : errnoStatus();
+    return status == ERROR_SUCCESS && mirror ? mirror() : status;
 }
 
 }  // namespace win32

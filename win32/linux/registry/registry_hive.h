@@ -32,8 +32,13 @@ LSTATUS readHive(Hive hive, RegistryContent& content);
 
 // Reads the hive, lets `change` alter it and writes it back, all under the hive's lock. `change` gives an error code;
 // nothing is written unless that is ERROR_SUCCESS. A file that couldn't be understood is first kept under another
-// name, since its content would be lost.
-LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& change);
+// name, since its content would be lost. `mirror` then puts what has changed where else it belongs, still under the
+// lock, and gives the result; it may be empty.
+LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& change,
+                   const std::function<LSTATUS()>& mirror = {});
+
+// Whether a name can be kept: the file holds Unicode text, of which a lone surrogate is none.
+bool isStorable(const std::string& name);
 
 // The form in which names are compared: all letters in lower case.
 std::string foldName(const std::string& name);

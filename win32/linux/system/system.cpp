@@ -71,6 +71,11 @@ BOOL WINAPI GetVersionExA(OSVERSIONINFOA* version) {
         *number = static_cast<DWORD>(std::strtoul(rest, &rest, 10));
         rest += *rest == '.' ? 1 : 0;
     }
+    // A kernel's numbers may be those of a Windows, which would then be taken for what runs here.
+    constexpr DWORD apart = 100;
+    const bool isTaken = (result.dwMajorVersion == 6 && result.dwMinorVersion <= 3) ||
+                         (result.dwMajorVersion == 10 && result.dwMinorVersion == 0);
+    result.dwMinorVersion += isTaken ? apart : 0;
     result.wProductType = VER_NT_WORKSTATION;
     std::memcpy(version, &result, size);
     return TRUE;
