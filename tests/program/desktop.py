@@ -81,10 +81,10 @@ class Desktop:
             self._running[name] = subprocess.Popen(command, env=self.environment, stderr=log, stdout=log, cwd="/",
                                                    start_new_session=True, **options)
 
-    def kill(self, name):
+    def kill(self, name, number=signal.SIGKILL):
         process = self._running.pop(name)
         try:
-            os.killpg(process.pid, signal.SIGKILL)
+            os.killpg(process.pid, number)
         except ProcessLookupError:
             pass
         process.wait()
@@ -235,8 +235,9 @@ class Desktop:
         return self
 
     def close(self):
-        for name in list(self._running):
-            self.kill(name)
+        for name in reversed(list(self._running)):
+            # The X server takes its socket and its lock away only if it is asked to end.
+            self.kill(name, signal.SIGTERM if name == "Xvfb" else signal.SIGKILL)
 
 
 class Item:
