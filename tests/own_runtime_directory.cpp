@@ -1,4 +1,5 @@
-// Tests that make no session of their own still write nothing into the user's: they have a runtime directory of the run.
+// Tests that make no session of their own still write nothing into the user's: they have a runtime directory of the
+// run.
 
 #include <gtest/gtest.h>
 

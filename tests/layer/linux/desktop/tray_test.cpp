@@ -1,14 +1,14 @@
 // Icon, menu and balloons against a session bus of the test's own.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "layer/linux/private_bus.h"
+#include "layer/linux/test_program.h"
+#include "layer/test_window.h"
 #include "temp_session.h"
 #include "win32/menu.h"
 #include "win32/notify_icon.h"
@@ -39,20 +39,12 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
-void pump() {
-    for (MSG message{}; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
-        DispatchMessageW(&message);
-    }
-}
-
 template <typename Condition>
 bool pumpUntil(Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition() && std::chrono::steady_clock::now() < end) {
+    return tests::waitUntil([&] {
         pump();
-        usleep(500);
-    }
-    return condition();
+        return condition();
+    });
 }
 
 bool sees(UINT event) {
@@ -63,14 +55,8 @@ class TrayTest : public testing::Test {
 protected:
     void SetUp() override {
         taskbarCreated = RegisterWindowMessageW(W("TaskbarCreated"));
-        WNDCLASSEXW details{};
-        details.cbSize = sizeof(details);
-        details.lpfnWndProc = procedure;
-        details.lpszClassName = W("ZelmoTestTray");
-        RegisterClassExW(&details);
         icon.cbSize = sizeof(icon);
-        icon.hWnd =
-            CreateWindowExW(0, W("ZelmoTestTray"), W(""), WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+        icon.hWnd = create({W("ZelmoTestTray"), procedure});
         icon.uID = 101;
         icon.uFlags = NIF_MESSAGE | NIF_TIP | NIF_GUID | NIF_SHOWTIP;
         icon.uCallbackMessage = WM_USER;
@@ -119,7 +105,6 @@ protected:
     sd_bus_message* call(const char* path, const char* interface, const char* method, const char* types,
                          Arguments... arguments) {
         sd_bus_message* answer = nullptr;
-        bool isDone = false;
         const auto icons = desktop->icons();
         if (icons.empty()) {
             ADD_FAILURE() << "no icon";
@@ -133,10 +118,8 @@ protected:
                                    arguments...);
                 EXPECT_FALSE(sd_bus_error_is_set(&error)) << error.message;
                 sd_bus_error_free(&error);
-                isDone = true;
             },
-            pump);
-        EXPECT_TRUE(isDone);
+            [] { pump(); });
         return answer;
     }
     void click(int x, int y) {
@@ -240,14 +223,6 @@ TEST_F(TrayTest, TaskbarThatComesIsAnnounced) {
     startBus();
     startDesktop();
     EXPECT_TRUE(sees(taskbarCreated));
-}
-
-TEST_F(TrayTest, BalloonsNeedNoPanel) {
-    startBus();
-    desktop = std::make_unique<tests::FakeDesktop>(bus->address(), std::vector<std::string>{notifications});
-    ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
-    showBalloon(W("text"));
-    EXPECT_TRUE(pumpUntil([this] { return desktop->balloons().size() == 1; }));
 }
 
 }  // namespace
