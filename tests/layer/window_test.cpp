@@ -48,7 +48,7 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
 }
 
 HWND create(DWORD style = WS_POPUP, HWND parent = nullptr, LPVOID parameter = nullptr) {
-    return create({className, procedure, style, {0, 0, 348, 287}, parent, parameter, W("title")});
+    return create(TestWindow{className, procedure, style, {0, 0, 348, 287}, parent, parameter, W("title")});
 }
 
 std::vector<Seen> expectedFor(HWND window, std::initializer_list<UINT> messages) {

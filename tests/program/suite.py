@@ -133,7 +133,7 @@ class Home:
         return self.path / ".config/autostart/ZelmoDocksetAgent.desktop"
 
     def environment(self, **extra):
-        kept = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8", "SUITE_BUILD": str(BUILD)}
+        kept = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8"}
         phones = self._phones.environment if self._phones else {}
         return {**kept, "HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.runtime), "TMPDIR": str(self.temporary),
                 **phones, **extra}

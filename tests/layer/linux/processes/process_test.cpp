@@ -122,7 +122,7 @@ TEST_F(ProcessTest, TellsHowAProgramWasEnded) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
 }
 
-// Tells that it is here, and then for each program heard of why it doesn't start for a user who isn't root.
+// Tells that it is here, and then of each program it hears of why that doesn't start for a user who isn't root.
 [[maybe_unused]] const ChildRole stranger("stranger", [] {
     tellLine(childOutput, "here");
     for (std::string program; !(program = hearLine(childInput)).empty();) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "temp_session.h"
+#include "win32/kernel.h"
+#include "win32/system.h"
 
 namespace {
 
