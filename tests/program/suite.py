@@ -112,7 +112,7 @@ class Home:
         self.support = self.path / "Documents/Tavrin/Zelmo Dockset"
         self.logs = self.support / "logs"
         self.support.mkdir(parents=True)
-        self._phones = phones
+        self.phones = phones
         self._children = []
         if accept_unrecognized is not None:
             self.configure(f"<config><device-support><accept-unrecognized-devices>{accept_unrecognized}"
@@ -134,7 +134,7 @@ class Home:
 
     def environment(self, **extra):
         kept = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8"}
-        phones = self._phones.environment if self._phones else {}
+        phones = self.phones.environment if self.phones else {}
         return {**kept, "HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.runtime), "TMPDIR": str(self.temporary),
                 **phones, **extra}
 

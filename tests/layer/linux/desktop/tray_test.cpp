@@ -58,6 +58,11 @@ protected:
         AppendMenuW(menu, MF_SEPARATOR, 4, nullptr);
         AppendMenuW(menu, MF_STRING, 0, W("Close"));
         events.clear();
+        bus = std::make_unique<tests::PrivateBus>(session.path().string() + "/runtime");
+        desktop =
+            std::make_unique<tests::FakeDesktop>(bus->address(), std::vector<std::string>{watcher, notifications});
+        ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
+        ASSERT_TRUE(pumpUntil([this] { return !desktop->icons().empty(); }));
     }
     void TearDown() override {
         Shell_NotifyIconW(NIM_DELETE, &icon);
@@ -66,24 +71,10 @@ protected:
         desktop.reset();
         bus.reset();
         // Until the loss of the bus is noticed, the next test would talk to this one's.
-        EXPECT_TRUE(waitForLoss());
+        EXPECT_TRUE(pumpUntil(
+            [this] { return !Shell_NotifyIconW(NIM_MODIFY, &icon) && GetLastError() == DWORD{ERROR_TIMEOUT}; }));
     }
 
-    bool waitForLoss() {
-        return pumpUntil(
-            [this] { return !Shell_NotifyIconW(NIM_MODIFY, &icon) && GetLastError() == DWORD{ERROR_TIMEOUT}; });
-    }
-    void startBus() { bus = std::make_unique<tests::PrivateBus>(session.path().string() + "/runtime"); }
-    void startDesktop() {
-        desktop =
-            std::make_unique<tests::FakeDesktop>(bus->address(), std::vector<std::string>{watcher, notifications});
-    }
-    void addIcon() {
-        startBus();
-        startDesktop();
-        ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
-        ASSERT_TRUE(pumpUntil([this] { return !desktop->icons().empty(); }));
-    }
     void showBalloon(const WideString& text) {
         icon.uFlags = NIF_INFO | NIF_GUID | NIF_SHOWTIP;
         std::fill(std::begin(icon.szInfo), std::end(icon.szInfo), WCHAR{});
@@ -97,12 +88,7 @@ protected:
     sd_bus_message* call(const char* path, const char* interface, const char* method, const char* types,
                          Arguments... arguments) {
         sd_bus_message* answer = nullptr;
-        const auto icons = desktop->icons();
-        if (icons.empty()) {
-            ADD_FAILURE() << "no icon";
-            return nullptr;
-        }
-        const std::string name = icons.back();
+        const std::string name = desktop->icons().back();
         desktop->run(
             [&](sd_bus* connection) {
                 sd_bus_error error = SD_BUS_ERROR_NULL;
@@ -140,7 +126,6 @@ protected:
 };
 
 TEST_F(TrayTest, ClicksBecomeEventsAndTellThePlace) {
-    addIcon();
     NOTIFYICONIDENTIFIER identifier{sizeof(identifier), nullptr, 0, icon.guidItem};
     RECT place{};
     EXPECT_EQ(Shell_NotifyIconGetRect(&identifier, &place), E_FAIL);
@@ -155,7 +140,6 @@ TEST_F(TrayTest, ClicksBecomeEventsAndTellThePlace) {
 }
 
 TEST_F(TrayTest, AboutToShowIsAnsweredWithTheMenuOfTheMoment) {
-    addIcon();
     EXPECT_EQ(labels(), (std::vector<std::string>{"Launch", "separator", "Close"}));
     // A panel that fetches the open menu anew for nothing may close it on the way.
     hasDownload = false;
@@ -183,7 +167,6 @@ TEST_F(TrayTest, AboutToShowIsAnsweredWithTheMenuOfTheMoment) {
 }
 
 TEST_F(TrayTest, BalloonsAreShownInTheirOrderAndTheLastOneTakesTheClick) {
-    addIcon();
     showBalloon(W("a < b & c"));
     showBalloon(W("second"));
     ASSERT_TRUE(pumpUntil([this] { return desktop->balloons().size() == 2; }));
