@@ -32,7 +32,7 @@ TEST(SystemTest, LocaleTellsTheRoomThatItTakes) {
     const tests::EnvironmentSetting all("LC_ALL", "de_DE");  // Windows has its own opinion, of the same length
     std::array<CHAR, 3> text{};
     const auto ask = [](CHAR* buffer, int size) {
-        return GetLocaleInfoA(LOCALE_CUSTOM_UI_DEFAULT, LOCALE_SISO639LANGNAME, buffer, size);
+        return GetLocaleInfoA(GetUserDefaultUILanguage(), LOCALE_SISO639LANGNAME, buffer, size);
     };
     EXPECT_EQ(ask(nullptr, 0), 3);
     EXPECT_EQ(ask(text.data(), 2), 0);
