@@ -61,14 +61,6 @@ class StartAndStop(unittest.TestCase):
             time.sleep(1.1)
             home.start_agent().wait_until_listening()
 
-    def test_without_a_runtime_directory(self):
-        with Home() as home:
-            agent = home.start_agent(XDG_RUNTIME_DIR="")
-            agent.wait_until_listening()
-            own = home.temporary / f"zelmo-dockset-{os.getuid()}"
-            self.assertEqual(own.stat().st_mode & 0o777, 0o700)
-            self.assertEqual(agent.stop(), 0)
-
     def test_garbage_in_every_file_counts_as_absent(self):
         for garbage in (b"", b"\xff\xfe\x00garbage", b"<config><a></config>", b"[" * 100000, b"{\"a\":", os.urandom(4096)):
             with self.subTest(garbage=garbage[:20]), Home() as home:
