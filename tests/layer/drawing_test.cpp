@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "layer/small_picture.h"
+#include "layer/test_window.h"
 
 namespace {
 
@@ -122,20 +123,9 @@ LRESULT CALLBACK drawLogo(HWND window, UINT message, WPARAM wParam, LPARAM lPara
 
 TEST_F(DrawingTest, VisibleWindowsAndTheirControlsAreDrawn) {
     logo = load();
-    WNDCLASSEXW details{};
-    details.cbSize = sizeof(details);
-    details.lpfnWndProc = drawLogo;
-    details.lpszClassName = W("ZelmoTestDrawing");
-    RegisterClassExW(&details);
-    const HWND window = CreateWindowExW(WS_EX_TOOLWINDOW, W("ZelmoTestDrawing"), W(""), WS_POPUP, 10, 20, 4, 6, nullptr,
-                                        nullptr, nullptr, nullptr);
+    const HWND window = create({W("ZelmoTestDrawing"), drawLogo, WS_POPUP, {10, 20, 14, 26}});
     const HWND control = CreateWindowExW(0, W("Static"), W(""), WS_CHILD | WS_VISIBLE | SS_OWNERDRAW, 0, 0, 4, 6,
                                          window, nullptr, nullptr, nullptr);
-    const auto pump = [] {
-        for (MSG message{}; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
-            DispatchMessageW(&message);
-        }
-    };
     drawn.clear();
     pump();
     EXPECT_TRUE(drawn.empty());  // hidden

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "win32/com.h"
 #include "win32/device.h"
@@ -128,18 +129,16 @@ TEST(Device, QuestionsAboutUnknownDevicesFail) {
               CR_INVALID_FLAG);
     EXPECT_EQ(CM_Get_DevNode_PropertyW(1, &DEVPKEY_Device_TransportRelations, &type, buffer.data(), &size, 0),
               CR_INVALID_DEVNODE);
-    const HDEVINFO set =
-        SetupDiGetClassDevsW(&GUID_DEVINTERFACE_WPD, W("USB\\NONE"), nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
-    ASSERT_NE(set, INVALID_HANDLE_VALUE);
-    SP_DEVINFO_DATA device{};
-    device.cbSize = sizeof device;
-    EXPECT_EQ(SetupDiEnumDeviceInfo(set, 0, &device), FALSE);
-    EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
-    EXPECT_NE(SetupDiDestroyDeviceInfoList(set), FALSE);
     constexpr GUID otherClass = {0x1B3C5D7E, 0, 0, {}};
-    const HDEVINFO none = SetupDiGetClassDevsW(&otherClass, nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
-    ASSERT_NE(none, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(SetupDiEnumDeviceInfo(none, 0, &device), FALSE);
-    EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
-    EXPECT_NE(SetupDiDestroyDeviceInfoList(none), FALSE);
+    const std::pair<const GUID*, LPCWSTR> unknown[] = {{&GUID_DEVINTERFACE_WPD, W("USB\\NONE")},
+                                                       {&otherClass, nullptr}};
+    for (const auto& [kind, name] : unknown) {
+        const HDEVINFO set = SetupDiGetClassDevsW(kind, name, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
+        ASSERT_NE(set, INVALID_HANDLE_VALUE);
+        SP_DEVINFO_DATA device{};
+        device.cbSize = sizeof device;
+        EXPECT_EQ(SetupDiEnumDeviceInfo(set, 0, &device), FALSE);
+        EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
+        EXPECT_NE(SetupDiDestroyDeviceInfoList(set), FALSE);
+    }
 }

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "layer/test_window.h"
 #include "temp_session.h"
 
 namespace {
@@ -47,19 +48,7 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
 }
 
 HWND create(DWORD style = WS_POPUP, HWND parent = nullptr, LPVOID parameter = nullptr) {
-    return CreateWindowExW(WS_EX_TOOLWINDOW, className, W("title"), style, 0, 0, 348, 287, parent, nullptr, nullptr,
-                           parameter);
-}
-
-// Peeks and dispatches until there is nothing; the messages in their order.
-std::vector<MSG> pump() {
-    std::vector<MSG> messages;
-    for (MSG message{}; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
-        messages.push_back(message);
-        TranslateMessage(&message);
-        DispatchMessageW(&message);
-    }
-    return messages;
+    return create(TestWindow{className, procedure, style, {0, 0, 348, 287}, parent, parameter, W("title")});
 }
 
 std::vector<Seen> expectedFor(HWND window, std::initializer_list<UINT> messages) {
@@ -73,11 +62,6 @@ std::vector<Seen> expectedFor(HWND window, std::initializer_list<UINT> messages)
 class WindowTest : public testing::Test {
 protected:
     void SetUp() override {
-        WNDCLASSEXW details{};
-        details.cbSize = sizeof(details);
-        details.lpfnWndProc = procedure;
-        details.lpszClassName = className;
-        RegisterClassExW(&details);
         seen.clear();
         failing = WM_NULL;
     }
@@ -88,6 +72,7 @@ private:
 };
 
 TEST_F(WindowTest, ClassIsRegisteredOnce) {
+    DestroyWindow(create());
     WNDCLASSEXW details{};
     details.cbSize = sizeof(details);
     details.lpfnWndProc = procedure;

@@ -3,11 +3,14 @@
 main application starts.
 
 Runs in a home directory of its own, with virtual phones and a download server on a network of its own, on the desktop
-that it finds or, without one, on a desktop of its own that nobody sees. Prints the agent's log lines as they come and leaves pictures of its face in out/demo. Ends
-with 0, or says at which step what should have happened didn't.
+that it finds or, without one, on a desktop of its own that nobody sees. Prints the agent's log lines as they come and
+leaves pictures of its face in out/demo. Ends with 0, or says at which step what should have happened didn't.
 """
 
+import contextlib
 import os
+import pathlib
+import subprocess
 import sys
 import tempfile
 import threading
@@ -97,9 +100,10 @@ class DownloadServer:
         return home.adopt(NetworkAgent(home, view, https_proxy=f"http://127.0.0.1:{PROXY_PORT}", **extra))
 
 
-def find_desktop(home):
+def find_desktop(home, closing):
     """The desktop of the person who runs this if there is one, else one of its own."""
     desktop = Desktop(home)
+    closing.callback(desktop.close)
     if os.environ.get("DISPLAY") and os.environ.get("DBUS_SESSION_BUS_ADDRESS"):
         return desktop.adopt()
     return desktop.start()
@@ -130,7 +134,13 @@ def show_face(home, desktop, agent, tell):
     agent.wait_for_line(LAUNCH, starts + 1)
 
 
-def demonstrate(home, phones, tell, desktop, server):
+def demonstrate(home, tell, directory, closing):
+    phones = home.phones
+    tell.step("a desktop to show it on, and a server to download from")
+    desktop = find_desktop(home, closing)
+    server = DownloadServer(directory)
+    closing.callback(server.network.close)
+
     tell.step("the agent starts, with no phone connected")
     agent = server.start_agent(home, **desktop.for_agent)
     tell.follow(agent)
@@ -176,37 +186,28 @@ def demonstrate(home, phones, tell, desktop, server):
         raise AssertionError(f"the agent ended with {code}")
     wait_for("the main application's end", lambda: home.application_lines()[-2:] == ['received "QUIT"', "ended"])
     tell.end()
-    return delay, agent
+    return (f"{agent.lines().count(LAUNCH)} starts of the main application, the first {delay:.1f} s after its phone came, "
+            f"{home.application_lines().count('ended')} ended in order, and the agent's log has "
+            f"{len(agent.lines())} lines. Pictures: {PICTURES.relative_to(suite.ROOT)}")
 
 
-def main():
-    in_private_network()
-    under_virtual_bus()
+def run(story, phones=None):
+    """Has a story told in a home of its own; what it needs meanwhile it leaves to be closed. Gives the exit code."""
     begun = time.monotonic()
-    phones = Phones()
-    with tempfile.TemporaryDirectory(prefix="zd-demo-") as directory, Home(phones, accept_unrecognized=None) as home:
+    with (tempfile.TemporaryDirectory(prefix="zd-demo-") as directory, Home(phones, accept_unrecognized=None) as home,
+          contextlib.ExitStack() as closing):
         tell = Narrator(home)
-        desktop = server = None
         try:
-            tell.step("a desktop to show it on, and a server to download from")
-            desktop = find_desktop(home)
-            server = DownloadServer(suite.pathlib.Path(directory))
-            delay, agent = demonstrate(home, phones, tell, desktop, server)
-        except (AssertionError, OSError, suite.subprocess.SubprocessError) as error:
+            summary = story(home, tell, pathlib.Path(directory), closing)
+        except (AssertionError, OSError, subprocess.SubprocessError) as error:
             tell.end()
             print(f"\nFAILED at {tell.step_text}\n{error}", file=sys.stderr)
             return 1
-        finally:
-            if desktop is not None:
-                desktop.close()
-            if server is not None:
-                server.network.close()
-        print(f"\nThe demo went through in {time.monotonic() - begun:.0f} s: "
-              f"{agent.lines().count(LAUNCH)} starts of the main application, the first {delay:.1f} s after its phone came, "
-              f"{home.application_lines().count('ended')} ended in order, and the agent's log has "
-              f"{len(agent.lines())} lines. Pictures: {PICTURES.relative_to(suite.ROOT)}")
+    print(f"\nThe demo went through in {time.monotonic() - begun:.0f} s: {summary}")
     return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    in_private_network()
+    under_virtual_bus()
+    sys.exit(run(demonstrate, Phones()))

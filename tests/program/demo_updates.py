@@ -6,14 +6,11 @@ Pictures go to out/demo.
 """
 
 import sys
-import tempfile
-import time
 
-import suite
-from demo import Narrator, picture
+from demo import picture, run
 from desktop import Desktop
 from network import in_private_network
-from suite import Home, wait_for
+from suite import wait_for
 from updates import UpdateServer, check_for_updates, installed
 
 
@@ -28,7 +25,15 @@ def click_balloon(desktop, name):
     desktop.output(["dunstctl", "close-all"])
 
 
-def demonstrate(home, server, desktop, tell):
+def demonstrate(home, tell, directory, closing):
+    tell.step("an update server and a desktop to show it on")
+    server = UpdateServer(directory)
+    closing.callback(server.close)
+    server.install_keys(home)
+    desktop = Desktop(home)
+    closing.callback(desktop.close)
+    desktop.start()
+
     tell.step("the agent asks the update server: the newest version is its own")
     server.publish("2.18.6.0")
     agent = server.start_agent(home, **desktop.for_agent)
@@ -65,31 +70,9 @@ def demonstrate(home, server, desktop, tell):
     if (code := agent.stop()) != 0:
         raise AssertionError(f"the agent ended with {code}")
     tell.end()
-
-
-def main():
-    begun = time.monotonic()
-    with tempfile.TemporaryDirectory(prefix="zd-updates-") as directory, Home(accept_unrecognized=None) as home:
-        tell = Narrator(home)
-        desktop = Desktop(home)
-        server = None
-        try:
-            tell.step("an update server and a desktop to show it on")
-            server = UpdateServer(directory)
-            server.install_keys(home)
-            demonstrate(home, server, desktop.start(), tell)
-        except (AssertionError, OSError, suite.subprocess.SubprocessError) as error:
-            tell.end()
-            print(f"\nFAILED at {tell.step_text}\n{error}", file=sys.stderr)
-            return 1
-        finally:
-            desktop.close()
-            if server is not None:
-                server.close()
-        print(f"\nThe update went through in {time.monotonic() - begun:.0f} s.")
-    return 0
+    return "an update was fetched, verified and installed."
 
 
 if __name__ == "__main__":
     in_private_network()
-    sys.exit(main())
+    sys.exit(run(demonstrate))

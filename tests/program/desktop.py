@@ -4,6 +4,7 @@ notification daemon. Nothing of it touches the desktop of the person who runs th
 import os
 import pathlib
 import re
+import shutil
 import signal
 import subprocess
 
@@ -11,64 +12,14 @@ from gi.repository import Gio, GLib
 
 from suite import wait_for
 
-XFCE_PANEL = """<?xml version="1.0" encoding="UTF-8"?>
-<channel name="xfce4-panel" version="1.0">
-  <property name="configver" type="int" value="2"/>
-  <property name="panels" type="array">
-    <value type="int" value="1"/>
-    <property name="dark-mode" type="bool" value="{dark}"/>
-    <property name="panel-1" type="empty">
-      <property name="position" type="string" value="p=8;x=400;y=585"/>
-      <property name="position-locked" type="bool" value="true"/>
-      <property name="length" type="uint" value="100"/>
-      <property name="size" type="uint" value="30"/>
-      <property name="icon-size" type="uint" value="22"/>
-      <property name="plugin-ids" type="array">
-        <value type="int" value="1"/>
-        <value type="int" value="2"/>
-      </property>
-    </property>
-  </property>
-  <property name="plugins" type="empty">
-    <property name="plugin-1" type="string" value="separator">
-      <property name="expand" type="bool" value="true"/>
-      <property name="style" type="uint" value="0"/>
-    </property>
-    <property name="plugin-2" type="string" value="systray">
-      <property name="square-icons" type="bool" value="true"/>
-    </property>
-  </property>
-</channel>
-"""
-
-LXQT_PANEL = """[General]
-__userfile__=true
-
-[panel1]
-alignment=-1
-desktop=0
-panelSize=32
-iconSize=22
-position=Bottom
-width=100
-width-percent=true
-plugins=spacer,statusnotifier
-
-[spacer]
-type=spacer
-expandable=true
-
-[statusnotifier]
-type=statusnotifier
-"""
+PANELS = pathlib.Path(__file__).resolve().parent / "panels"
 
 
 class Desktop:
     """The pieces start one by one, so that a test can leave one out, kill it or start it later."""
 
-    def __init__(self, home, dark=True):
+    def __init__(self, home):
         self._home = home
-        self._dark = dark
         self._running = {}
         self.environment = {**home.environment(), "XDG_CURRENT_DESKTOP": "XFCE", "NO_AT_BRIDGE": "1",
                             "GTK_A11Y": "none", "XDG_CONFIG_HOME": str(home.path / ".config"),
@@ -81,10 +32,10 @@ class Desktop:
             self._running[name] = subprocess.Popen(command, env=self.environment, stderr=log, stdout=log, cwd="/",
                                                    start_new_session=True, **options)
 
-    def kill(self, name):
+    def kill(self, name, number=signal.SIGKILL):
         process = self._running.pop(name)
         try:
-            os.killpg(process.pid, signal.SIGKILL)
+            os.killpg(process.pid, number)
         except ProcessLookupError:
             pass
         process.wait()
@@ -127,16 +78,13 @@ class Desktop:
             ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
 
     def start_panel(self, kind="xfce4-panel"):
-        if kind == "xfce4-panel":
-            folder = self._home.path / ".config/xfce4/xfconf/xfce-perchannel-xml"
-            folder.mkdir(parents=True, exist_ok=True)
-            (folder / "xfce4-panel.xml").write_text(XFCE_PANEL.format(dark=str(self._dark).lower()))
-            self.start_program("panel", ["xfce4-panel", "--disable-wm-check"])
-        else:
-            folder = self._home.path / ".config/lxqt"
-            folder.mkdir(parents=True, exist_ok=True)
-            (folder / "panel.conf").write_text(LXQT_PANEL)
-            self.start_program("panel", ["lxqt-panel"])
+        folder, configuration, options = {
+            "xfce4-panel": ("xfce4/xfconf/xfce-perchannel-xml", "xfce4-panel.xml", ["--disable-wm-check"]),
+            "lxqt-panel": ("lxqt", "panel.conf", [])}[kind]
+        place = self._home.path / ".config" / folder
+        place.mkdir(parents=True, exist_ok=True)
+        shutil.copy(PANELS / configuration, place)
+        self.start_program("panel", [kind, *options])
         wait_for("the panel's tray", lambda: self.has_name("org.kde.StatusNotifierWatcher"), 30)
 
     def start_notifications(self):
@@ -235,8 +183,9 @@ class Desktop:
         return self
 
     def close(self):
-        for name in list(self._running):
-            self.kill(name)
+        for name in reversed(list(self._running)):
+            # The X server takes its socket and its lock away only if it is asked to end.
+            self.kill(name, signal.SIGTERM if name == "Xvfb" else signal.SIGKILL)
 
 
 class Item:

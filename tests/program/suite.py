@@ -4,6 +4,7 @@ the suite as child processes.
 Nothing here sleeps blindly: wait_for polls a condition until a deadline, which says what was missed.
 """
 
+import collections
 import json
 import os
 import pathlib
@@ -16,7 +17,8 @@ import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-SUITE = pathlib.Path(os.environ.get("SUITE_BUILD", ROOT / "build/release")) / "suite"
+BUILD = pathlib.Path(os.environ.get("SUITE_BUILD", ROOT / "build/release"))
+SUITE = BUILD / "suite"
 
 
 def wait_for(what, condition, seconds=15.0):
@@ -29,6 +31,22 @@ def wait_for(what, condition, seconds=15.0):
         if time.monotonic() > deadline:
             raise AssertionError(f"waited {seconds:g} s in vain: {what}")
         time.sleep(0.01)
+
+
+Process = collections.namedtuple("Process", "pid program arguments environment")
+
+
+def processes():
+    """All that run, as far as this user may look; those that have ended and wait to be collected have nothing left."""
+    found = []
+    for place in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            arguments, environment = (os.fsdecode((place / name).read_bytes()).split("\0")
+                                      for name in ("cmdline", "environ"))
+            found.append(Process(int(place.name), os.readlink(place / "exe"), arguments, environment))
+        except OSError:
+            continue
+    return found
 
 
 def proportional_memory(pid):
@@ -94,7 +112,7 @@ class Home:
         self.support = self.path / "Documents/Tavrin/Zelmo Dockset"
         self.logs = self.support / "logs"
         self.support.mkdir(parents=True)
-        self._phones = phones
+        self.phones = phones
         self._children = []
         if accept_unrecognized is not None:
             self.configure(f"<config><device-support><accept-unrecognized-devices>{accept_unrecognized}"
@@ -116,7 +134,7 @@ class Home:
 
     def environment(self, **extra):
         kept = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8"}
-        phones = self._phones.environment if self._phones else {}
+        phones = self.phones.environment if self.phones else {}
         return {**kept, "HOME": str(self.path), "XDG_RUNTIME_DIR": str(self.runtime), "TMPDIR": str(self.temporary),
                 **phones, **extra}
 
@@ -145,14 +163,19 @@ class Home:
             if child.poll() is None:
                 child.kill()
             child.wait()
-        for pid in self.application_pids():
-            try:
-                if "ZelmoDockset" in os.readlink(f"/proc/{pid}/exe"):
-                    os.kill(pid, signal.SIGKILL)
-            except OSError:
-                pass
+        # What these have started, too, whether it came as far as to tell of itself or not.
+        wait_for("the end of all programs of this home", self._end_programs)
         subprocess.run(["chmod", "-R", "u+rwx", self.path], check=False)
         shutil.rmtree(self.path, ignore_errors=True)
+
+    def _end_programs(self):
+        own = [process.pid for process in processes() if f"HOME={self.path}" in process.environment]
+        for pid in own:
+            try:
+                os.kill(pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+        return not own
 
     def __enter__(self):
         return self

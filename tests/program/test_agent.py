@@ -61,23 +61,6 @@ class StartAndStop(unittest.TestCase):
             time.sleep(1.1)
             home.start_agent().wait_until_listening()
 
-    def test_window_is_reached_from_another_process(self):
-        with Home() as home:
-            agent = home.start_agent()
-            agent.wait_until_listening()
-            home.post("ZelmoDocksetAgent", 1027)  # accepted and ignored
-            home.post("ZelmoDocksetAgent", 0x10)  # WM_CLOSE
-            self.assertEqual(agent.process.wait(10), 0)
-            self.assertEqual(agent.lines()[-4:], FAILED_QUIT)
-
-    def test_without_a_runtime_directory(self):
-        with Home() as home:
-            agent = home.start_agent(XDG_RUNTIME_DIR="")
-            agent.wait_until_listening()
-            own = home.temporary / f"zelmo-dockset-{os.getuid()}"
-            self.assertEqual(own.stat().st_mode & 0o777, 0o700)
-            self.assertEqual(agent.stop(), 0)
-
     def test_garbage_in_every_file_counts_as_absent(self):
         for garbage in (b"", b"\xff\xfe\x00garbage", b"<config><a></config>", b"[" * 100000, b"{\"a\":", os.urandom(4096)):
             with self.subTest(garbage=garbage[:20]), Home() as home:
@@ -107,7 +90,7 @@ class StartAndStop(unittest.TestCase):
             self.addCleanup(agent.kill)
             windows = home.runtime / "zelmo-dockset"
             wait_for("the window", lambda: windows.exists() and any(windows.rglob("*")))
-            post = [*drop, home.suite / "zdpost", "ZelmoDocksetAgent", "16"]
+            post = [*drop, home.suite / "zdpost", "ZelmoDocksetAgent", "16"]  # WM_CLOSE
             wait_for("the post", lambda: subprocess.run(post, env=home.environment(), stderr=subprocess.DEVNULL,
                                                         check=False).returncode == 0)
             self.assertEqual(agent.wait(10), 0)
@@ -115,21 +98,6 @@ class StartAndStop(unittest.TestCase):
 
 
 class Settings(unittest.TestCase):
-    def test_stored_settings_are_merged_and_rewritten(self):
-        with Home() as home:
-            home.settings_path.write_text(
-                '{"instance_uuid":"kept","installed_version":"2.1","send_usage_data":false,"unknown":1,'
-                '"start_agent_on_system_start":"false","proxy_setting":"manual",'
-                '"proxy":{"address":"proxy.example","port":70000,"exception":"x","scripturl":"dropped"}}')
-            agent = home.start_agent()
-            agent.wait_until_listening()
-            self.assertEqual(agent.lines()[5], "AppSettings Loading app settings from disk")
-            self.assertEqual(home.settings(), {
-                "instance_uuid": "kept", "installed_version": "2.1", "send_usage_data": False,
-                "dockset_photo_custom_destination": "", "start_agent_on_system_start": True,
-                "start_zd_on_device_connection": True, "proxy_setting": "manual",
-                "proxy": {"address": "proxy.example", "exception": "x", "port": 0, "scripturl": ""}})
-
     def test_autostart_entry_follows_the_setting(self):
         with Home() as home:
             home.start_agent().wait_until_listening()
@@ -245,18 +213,6 @@ class Devices(unittest.TestCase):
         wait_for("the second start", lambda: self.home.application_lines().count("started") == 2)
         self.assertEqual(self.home.application_lines()[:4], ["started", "asks for a restart", "ended", "started"])
         self.assertEqual(len(self.home.application_pids()), 2)
-
-    def test_agent_killed_and_started_again(self):
-        agent = self.home.start_agent()
-        agent.wait_for_scan()
-        agent.process.kill()
-        agent.process.wait()
-        time.sleep(1.1)
-        agent = self.home.start_agent()
-        agent.wait_for_scan()
-        self.phones.plug("1-1")
-        agent.wait_for_line(LAUNCH)
-        self.assertEqual(agent.stop(), 0)
 
     def test_application_that_never_answers(self):
         agent = self.home.start_agent(ZELMO_DOCKSET_STAND_IN="silent")

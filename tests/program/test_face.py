@@ -23,7 +23,7 @@ DOUBLE_CLICK = 0.5
 class Face(unittest.TestCase):
     panel = "xfce4-panel"
 
-    def desktop(self, **parts):
+    def desktop(self):
         home = Home()
         self.addCleanup(home.close)
         desktop = Desktop(home)

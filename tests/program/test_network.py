@@ -69,11 +69,6 @@ def script_of_kde(script):
     return prepare
 
 
-def newer_packaged(home):
-    for name in ("supported", "unsupported"):
-        (home.suite / f"resources/data/zd-{name}-devices.xml").write_text(device_list(SERVER_REVISION + 1, [PHONE]))
-
-
 class NetworkTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -118,7 +113,6 @@ class NetworkTest(unittest.TestCase):
         case("pinned leaf", [foreign, leaf], "good")
         case("pinned intermediate", [intermediate], "good", interval="SysTest")
         case("offline", [leaf], None)
-        case("newer packaged", [leaf], "good", prepare=newer_packaged)
         case("wrong pin", [foreign], "good")
         case("curve", [leaf], "curve", trusted=curve)
         case("untrusted", [strange.public_key(DOWNLOADS)], "strange")
@@ -130,11 +124,8 @@ class NetworkTest(unittest.TestCase):
         case("no proxy", [leaf], "good", prepare=with_settings('{"proxy_setting": "none"}'), https_proxy=dead)
         cls.start_slow = lambda: case("slow", [leaf], "slow")
 
-    def case(self, name):
-        return self.cases[name]
-
     def test_fresh_lists_bring_the_phone_to_the_application(self):
-        case = self.case("pinned leaf")
+        case = self.cases["pinned leaf"]
         lines = case.pass_lines(AGAIN_IN_A_DAY)
         self.assertEqual(lines, [
             TAG + "Start device filter update loop.", TAG + "Updating supported devices...", SERVERS,
@@ -152,36 +143,32 @@ class NetworkTest(unittest.TestCase):
         case.agent.wait_for_line(LAUNCH)
 
     def test_a_pinned_intermediate_will_do_and_systest_comes_again_sooner(self):
-        lines = self.case("pinned intermediate").pass_lines(TAG + "Next update in 5 minutes.")
+        lines = self.cases["pinned intermediate"].pass_lines(TAG + "Next update in 5 minutes.")
         self.assertEqual(lines[:2], [TAG + "Systest is enabled. Will use shorter update intervals.",
                                      TAG + "Start device filter update loop."])
         self.assertIn(SERVERS, lines)
 
     def test_without_a_network_the_packaged_lists_hold(self):
-        case = self.case("offline")
+        case = self.cases["offline"]
         lines = case.pass_lines(AGAIN_IN_AN_HOUR)
         self.assertEqual([line for line in lines if line in (FAILED, USING_LOCAL)], 2 * [FAILED, USING_LOCAL])
         self.assertIn(TAG + "At least one list is not guaranteed to be up to date. Will try again sooner.", lines)
         self.phones.plug("1-3", "3a5f", "0110", serial="PACKAGED")
         case.agent.wait_for_line(LAUNCH)
 
-    def test_a_newer_packaged_list_wins(self):
-        lines = self.case("newer packaged").pass_lines(AGAIN_IN_A_DAY)
-        self.assertIn(f"{TAG}Local devices XML is more recent than remote: {SERVER_REVISION + 1} - {SERVER_REVISION}", lines)
-
     def test_no_list_comes_from_a_server_that_is_not_the_pinned_one(self):
         for name in ("wrong pin", "curve", "untrusted", "misnamed"):
             with self.subTest(name):
-                lines = self.case(name).pass_lines(AGAIN_IN_AN_HOUR)
+                lines = self.cases[name].pass_lines(AGAIN_IN_AN_HOUR)
                 self.assertEqual(lines.count(FAILED), 2)
                 self.assertNotIn(SERVERS, lines)
 
     def test_lists_come_through_the_users_and_the_systems_proxy(self):
         for name in ("manual proxy", "system proxy", "system script"):
             with self.subTest(name):
-                self.assertIn(SERVERS, self.case(name).pass_lines(AGAIN_IN_A_DAY))
+                self.assertIn(SERVERS, self.cases[name].pass_lines(AGAIN_IN_A_DAY))
         self.assertGreaterEqual(self.network.proxied(), 6)
-        again = self.case("manual proxy")
+        again = self.cases["manual proxy"]
         self.assertEqual(again.agent.stop(), 0)
         unchanged = self._unchanged()
         again.start()
@@ -192,12 +179,12 @@ class NetworkTest(unittest.TestCase):
         return sum(" 304 " in line for line in self.network.requests())
 
     def test_a_dead_proxy_fails_and_none_means_none(self):
-        self.assertIn(FAILED, self.case("dead proxy").pass_lines(AGAIN_IN_AN_HOUR))
-        self.assertIn(SERVERS, self.case("no proxy").pass_lines(AGAIN_IN_A_DAY))
+        self.assertIn(FAILED, self.cases["dead proxy"].pass_lines(AGAIN_IN_AN_HOUR))
+        self.assertIn(SERVERS, self.cases["no proxy"].pass_lines(AGAIN_IN_A_DAY))
 
     def test_stops_in_every_state(self):
         type(self).start_slow()
-        slow, case = self.case("slow"), self.case("no proxy")
+        slow, case = self.cases["slow"], self.cases["no proxy"]
         case.pass_lines(AGAIN_IN_A_DAY)
         self.assertEqual(case.agent.stop(5), 0, "while it waits")
         case.start()
@@ -208,7 +195,7 @@ class NetworkTest(unittest.TestCase):
         self.assertNotIn(AGAIN_IN_A_DAY, slow.agent.lines(), "the log has gone before")
 
     def test_z_a_server_that_went_away_leaves_the_cached_lists(self):
-        case = self.case("pinned intermediate")
+        case = self.cases["pinned intermediate"]
         case.pass_lines(TAG + "Next update in 5 minutes.")
         self.assertEqual(case.agent.stop(), 0)
         self.network.stop("nginx")

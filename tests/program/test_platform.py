@@ -6,13 +6,10 @@ import json
 import os
 import pathlib
 import re
-import shutil
 import signal
 import socket
 import subprocess
 import sys
-import tempfile
-import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
@@ -62,51 +59,8 @@ class SystemTest(PlatformTest):
         kilobytes = int(re.search(r"MemTotal:\s+(\d+)", pathlib.Path("/proc/meminfo").read_text()).group(1))
         self.assertEqual(told["ram"], f"{(kilobytes * 1024 + 0x20000000) >> 30} GB")
         self.assertEqual((told["locale"], told["country"], told["supportedLocale"]), ("fr-CA", "CA", "fr-ca"))
-
-    def test_adds_up_directories_and_disks(self):
-        files = self.home.path / "files"
-        (files / "deep").mkdir(parents=True)
-        for number in range(50):
-            (files / "deep" / f"ä {number}").write_bytes(b"x" * number)
-        self.assertEqual(self.ask("size", files), {"walked": True, "size": sum(range(50))})
-        self.assertFalse(self.ask("size", files / "none")["walked"])
         space = os.statvfs("/")
         self.assertAlmostEqual(self.ask("free", "/")["bytes"], space.f_bavail * space.f_frsize, delta=2**28)
-
-    def test_knows_its_addresses_and_a_free_port(self):
-        self.assertEqual(self.ask("addresses")["addresses"][:2], ["localhost", "127.0.0.1"])
-        self.assertGreater(self.ask("port")["port"], 1023)
-
-
-class ProcessTest(PlatformTest):
-    def test_starts_waits_and_kills(self):
-        told = self.ask("run", 10000, "/", "/bin/sh", "-c", '"exit 7"')
-        self.assertEqual((told["started"], told["ended"], told["exitCode"]), (True, True, 7))
-        told = self.ask("run", 50, "", "/bin/sleep", 60)
-        self.assertEqual((told["killed"], told["ended"], told["exitCode"]), (True, True, 0))
-        told = self.ask("run", 10000, "", "/none")
-        self.assertEqual((told["started"], told["error"]), (False, "CreateProcessW 2"))
-
-    @unittest.skipUnless(os.geteuid() == 0, "only root can make a program of root's own")
-    def test_elevates_by_pkexec(self):
-        """A stand-in for pkexec: there is no polkit here whose dialog a user could answer."""
-        programs = pathlib.Path(tempfile.mkdtemp())
-        self.addCleanup(shutil.rmtree, programs)
-        programs.chmod(0o755)
-        program = programs / "installer"
-        program.write_text("#!/bin/sh\nexit 3\n")
-        program.chmod(0o744)
-        asker = programs / "pkexec"
-        subprocess.run(["chown", "-R", "nobody", self.home.path], check=True)
-        user = ["setpriv", "--reuid=nobody", "--clear-groups", "--"]
-        for answer, started, cancelled in (("exit 126", False, 1), ("exit 127", False, 0),
-                                           ('shift; exec sh "$@"', True, 0)):
-            asker.write_text(f"#!/bin/sh\n{answer}\n")
-            asker.chmod(0o755)
-            told = self.ask("run", 10000, "", program, "/S", prefix=user, PATH=f"{programs}:{os.environ['PATH']}")
-            self.assertEqual((told["started"], told["userCancelled"]), (started, cancelled), told)
-            if started:
-                self.assertEqual(told["exitCode"], 3)
 
 
 class SleepTest(PlatformTest):
@@ -143,11 +97,10 @@ class SleepTest(PlatformTest):
         fifo.write_text("go")
         told, _ = self.finish(process)
         self.assertEqual((told["allowedMeanwhile"], told["allowedAfter"]), (False, True))
-        # A crash, too, lets the machine sleep again.
         process = self.begin("awake", "work", "/bin/cat", fifo, **self.bus)
         wait_for("the inhibitor", lambda: "sleep|Zelmo Dockset|work|block" in self.inhibitors())
         process.kill()
-        wait_for("no inhibitor", lambda: "sleep|Zelmo Dockset|work|block" not in self.inhibitors())
+        wait_for("sleep after a crash", lambda: "sleep|Zelmo Dockset|work|block" not in self.inhibitors())
         fifo.write_text("go")
 
     def test_without_logind_the_failure_is_logged(self):
@@ -193,19 +146,6 @@ class UpdateEngineTest(PlatformTest):
                 process.wait()
         self.assertEqual(self.ask("engine-uninstall"), {"done": True, "status": ""})
         self.assertEqual(self.ask("engine-path")["path"], "")
-
-    def test_goes_on_whatever_the_service_says(self):
-        for replies, information in (((), "PipeMessageResult and code -1"),
-                                     (("death",), "PipeMessageResult and code -1"),
-                                     (("SUCCESS", "death"), "PipeMessagePollResult and code -1"),
-                                     (("FAILURE driver 5",), "driver 5 and code 5"),
-                                     (("FAILURE driver",), "PipeMessageParse and code -1"),
-                                     (("SUCCESS", "SUCCESS driver"), "PipeMessagePollUnexpected and code -1")):
-            if replies:
-                self.serve(*replies)
-            told, log = self.reinstall()
-            self.assertTrue(told["done"], log)
-            self.assertIn(f"PlatformWin32 installUEFromService failed with {information}", log)
 
     def test_waits_for_a_silent_service_until_it_dies(self):
         service = self.serve("silence")
@@ -267,27 +207,20 @@ class StorageTest(PlatformTest):
 
 
 class ApplicationTest(PlatformTest):
-    def application_pid(self):
-        lines = (self.home.logs / "ZelmoDockset.log")
-        started = re.findall(r"(\d+) started", lines.read_text()) if lines.exists() else []
-        return int(started[-1]) if started else None
-
     def test_restarts_and_ends_the_main_application(self):
         agent = self.home.start_agent()
         agent.wait_until_listening()
         application = subprocess.Popen([self.home.suite / "ZelmoDockset"], env=self.home.environment())
         self.addCleanup(application.kill)
-        wait_for("the application", self.application_pid)
         wait_for("its window", lambda: self.ask("window")["found"])
         self.ask("restart")
         self.assertEqual(application.wait(15), 0)
-        wait_for("another application", lambda: self.application_pid() not in (None, application.pid))
-        second = self.application_pid()
+        wait_for("another application", lambda: self.home.application_lines()[-2:] == ["ended", "started"])
         wait_for("its window", lambda: self.ask("window")["found"])
         self.ask("exit")
-        wait_for("its end", lambda: f"{second} ended" in (self.home.logs / "ZelmoDockset.log").read_text())
+        wait_for("its end", lambda: self.home.application_lines()[-1] == "ended")
         agent.stop()
-        self.assertEqual(self.application_pid(), second)
+        self.assertEqual(self.home.application_lines().count("started"), 2)
 
 
 class PickerTest(PlatformTest):
@@ -335,10 +268,6 @@ class PickerTest(PlatformTest):
         backup.write_text("backup")
         title = "Seleziona la cartella di esportazione"
         process = self.dialog(title, "pick-folder", folder, 1, "state", LANGUAGE="it", LANG="it_IT.UTF-8")
-        if "SUITE_PICTURES" in os.environ:
-            time.sleep(1)
-            subprocess.run(["scrot", "-o", f"{os.environ['SUITE_PICTURES']}/folder-dialog.png"],
-                           env=self.desktop.environment, check=False)
         self.answer(title, "Return", text=str(folder))
         self.assertEqual(self.path_of(self.finish(process)[0]), str(folder))
         title = "Select an iTunes backup location"

@@ -1,45 +1,29 @@
 #include "layer/linux/private_bus.h"
 
-#include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <array>
 #include <utility>
-
-extern char** environ;
 
 namespace tests {
 
 PrivateBus::PrivateBus(const std::string& directory) : address_("unix:path=" + directory + "/bus") {
-    int ready[2] = {-1, -1};
-    if (pipe(ready) != 0) {
-        return;
+    const std::string command =
+        "exec dbus-daemon --session --nofork --print-pid --address='" + address_ + "' 2>/dev/null";
+    output_ = popen(command.c_str(), "r");
+    std::array<char, 16> number{};
+    if (output_ != nullptr && fgets(number.data(), number.size(), output_) != nullptr) {  // tells it once it listens
+        process_ = std::stoi(number.data());
     }
-    std::string address = "--address=" + address_;
-    std::string print = "--print-address=" + std::to_string(ready[1]);
-    char program[] = "dbus-daemon";
-    char session[] = "--session";
-    char foreground[] = "--nofork";
-    posix_spawn_file_actions_t streams;
-    posix_spawn_file_actions_init(&streams);
-    for (const int stream : {0, 1, 2}) {
-        posix_spawn_file_actions_addopen(&streams, stream, "/dev/null", O_RDWR, 0);
-    }
-    char* const arguments[] = {program, session, foreground, address.data(), print.data(), nullptr};
-    posix_spawnp(&process_, program, &streams, nullptr, arguments, environ);
-    posix_spawn_file_actions_destroy(&streams);
-    close(ready[1]);
-    char byte = 0;
-    while (read(ready[0], &byte, 1) == 1 && byte != '\n') {
-    }
-    close(ready[0]);
 }
 
 PrivateBus::~PrivateBus() {
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
+    if (process_ > 0) {
+        kill(process_, SIGKILL);
+    }
+    if (output_ != nullptr) {
+        pclose(output_);
+    }
 }
 
 struct FakeDesktopCalls {

@@ -4,6 +4,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,6 +26,7 @@ public:
 
 private:
     std::string address_;
+    std::FILE* output_ = nullptr;
     int process_ = -1;
 };
 

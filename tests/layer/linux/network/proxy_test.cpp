@@ -3,8 +3,6 @@
 #include "win32/proxy.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <memory>
 #include <thread>
@@ -13,6 +11,7 @@
 #include "base/text.h"
 #include "fault_server.h"
 #include "layer/linux/child_process.h"
+#include "layer/linux/test_program.h"
 #include "linux/processes/spawn.h"
 #include "temp_session.h"
 #include "win32/resource.h"
@@ -69,14 +68,8 @@ protected:
         std::ofstream((session_.path() / "proxy.pac").string()) << script;
         return runProxyScript("file://" + (session_.path() / "proxy.pac").string());
     }
-    std::string runReturning(const std::string& list) {
-        return run("function FindProxyForURL(url, host) { return " + list + "; } // no line feed");
-    }
     void useHelper(const std::string& script, unsigned milliseconds = 20'000) const {
-        const std::string path = (session_.path() / "helper").string();
-        std::ofstream(path) << "#!/bin/sh\n" << script << "\n";
-        chmod(path.c_str(), 0700);
-        win32::script::answerProxyLookups(path, milliseconds);
+        win32::script::answerProxyLookups(tests::makeProgram(session_.path() / "helper", script), milliseconds);
     }
     void configure(const char* name, const std::string& text) const {
         const auto path = session_.path() / "config" / name;
@@ -96,12 +89,18 @@ protected:
 TEST_F(ProxyTest, RunsScripts) {
     const EnvironmentSetting desktop("XDG_CURRENT_DESKTOP", "GNOME");
     const EnvironmentSetting direct("no_proxy", "*");
-    EXPECT_EQ(runReturning("' PROXY  a:81 ; PROXY b;PROXY [::1]:8; DIRECT; PROXY c:1; '"), "3 a:81;b:80;[::1]:8");
-    EXPECT_EQ(runReturning("'DIRECT; PROXY a:1'"), "1 -");
-    EXPECT_EQ(runReturning("'SOCKS a:1; SOCKS5 b:2; PROXY c:3'"), "3 c:3");
-    EXPECT_EQ(runReturning("'PROXY ' + host + ':' + (isPlainHostName('x') ? 1 : 2)"), "3 example.org:1");
-    EXPECT_EQ(runReturning("undefined"), "12166");
-    EXPECT_EQ(runReturning("undeclared()"), "12166");
+    const std::pair<const char*, const char*> cases[] = {
+        {"' PROXY  a:81 ; PROXY b;PROXY [::1]:8; DIRECT; PROXY c:1; '", "3 a:81;b:80;[::1]:8"},
+        {"'DIRECT; PROXY a:1'", "1 -"},
+        {"'SOCKS a:1; SOCKS5 b:2; PROXY c:3'", "3 c:3"},
+        {"'PROXY ' + host + ':' + (isPlainHostName('x') ? 1 : 2)", "3 example.org:1"},
+        {"undefined", "12166"},
+        {"undeclared()", "12166"},
+    };
+    for (const auto& [list, expected] : cases) {
+        EXPECT_EQ(run(std::string("function FindProxyForURL(url, host) { return ") + list + "; } // no line feed"),
+                  expected);
+    }
     EXPECT_EQ(run("function ("), "12166");
     EXPECT_EQ(run(""), "12166");
 }
@@ -129,14 +128,11 @@ TEST_F(ProxyTest, NothingThatGoesWrongInTheHelperStays) {
     EXPECT_EQ(run("for (;;) {}"), "12002");
     useHelper("sleep 1000 & sleep 1000", 100);
     EXPECT_EQ(config(), "12002");
-    useHelper("echo 0; kill -9 $$");
-    EXPECT_EQ(config(), "12178");
-    useHelper("echo nonsense; echo end");
-    EXPECT_EQ(config(), "12178");
-    useHelper("printf '0\\n1\\nend\\n'");
-    EXPECT_EQ(config(), "12178");
-    useHelper("yes");
-    EXPECT_EQ(config(), "12178");
+    for (const char* const script :
+         {"echo 0; kill -9 $$", "echo nonsense; echo end", "printf '0\\n1\\nend\\n'", "yes"}) {
+        useHelper(script);
+        EXPECT_EQ(config(), "12178") << script;
+    }
     useHelper("printf '0\\n1\\ns\\np\\nb\\nend\\n'; exec sleep 1000");
     EXPECT_EQ(config(), "1 s p b") << "who has answered isn't waited for";
     win32::script::answerProxyLookups("/no such program", 1000);
@@ -203,25 +199,6 @@ TEST_F(ProxyTest, ReadsTheDesktopsSettings) {
     hearLine(childInput);
     return 0;
 });
-
-TEST(ProxySession, ArgumentsMustAgree) {
-    const auto open = [](DWORD type, LPCWSTR proxy, DWORD flags) {
-        const HINTERNET session = WinHttpOpen(W("agent"), type, proxy, WINHTTP_NO_PROXY_BYPASS, flags);
-        EXPECT_EQ(WinHttpCloseHandle(session), session != nullptr);
-        return session != nullptr;
-    };
-    EXPECT_TRUE(open(WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, 0));
-    EXPECT_TRUE(open(WINHTTP_ACCESS_TYPE_NAMED_PROXY, W("proxy:80"), WINHTTP_FLAG_ASYNC));
-    EXPECT_FALSE(open(WINHTTP_ACCESS_TYPE_NAMED_PROXY, WINHTTP_NO_PROXY_NAME, 0));
-    EXPECT_FALSE(open(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, W("proxy:80"), 0));
-    const HINTERNET session = WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_NO_PROXY, nullptr, nullptr, 0);
-    WINHTTP_AUTOPROXY_OPTIONS options{};
-    WINHTTP_PROXY_INFO info{};
-    options.dwFlags = WINHTTP_AUTOPROXY_AUTO_DETECT;  // but not by which means
-    EXPECT_FALSE(WinHttpGetProxyForUrl(session, W("http://example/"), &options, &info));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_TRUE(WinHttpCloseHandle(session));
-}
 
 TEST(ProxyVariables, AreTakenFromTheProgramAndGivenToThoseItStarts) {
     const EnvironmentSetting secure("https_proxy", "http://p:1");

@@ -3,8 +3,6 @@
 #include "win32/process.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,7 +10,7 @@
 
 #include "base/handle.h"
 #include "layer/linux/child_process.h"
-#include "temp_session.h"
+#include "layer/linux/test_program.h"
 #include "win32/shell.h"
 
 namespace {
@@ -20,13 +18,11 @@ namespace {
 class ProcessTest : public testing::Test {
 protected:
     std::string makeProgram(const std::string& name, const std::string& body) const {
-        const std::string path = (session_.path() / name).string();
-        std::ofstream(path) << "#!/bin/sh\n" << body << "\n";
-        chmod(path.c_str(), 0755);
-        return path;
+        return tests::makeProgram(session_.path() / name, body);
     }
 
-    base::Handle start(const std::string& program, const std::string& commandLine, const std::string& directory = {}) {
+    base::Handle start(const std::string& program, const std::string& commandLine = {},
+                       const std::string& directory = {}) {
         const WideString path = base::widen(program);
         WideString line = base::widen(commandLine);
         const WideString wideDirectory = base::widen(directory);
@@ -50,10 +46,6 @@ protected:
         return code;
     }
 
-    DWORD codeOf(const std::string& program, const std::string& commandLine) {
-        return codeOf(start(program, commandLine));
-    }
-
     tests::TempSession session_;
     DWORD number_ = 0;
 };
@@ -62,30 +54,35 @@ TEST_F(ProcessTest, StartsProgramsWithTheirArguments) {
     const std::string out = (session_.path() / "out").string();
     const std::string program = makeProgram("a program", "{ pwd; printf '%s|' \"$@\"; } >'" + out + "'; exit 7");
     const std::string home = (session_.path() / "home").string();
-    const base::Handle process = start(program + ".exe", "\"" + program + "\" /S \"a b\" c\\\"d \"\"", home);
-    EXPECT_EQ(codeOf(process), 7U);
+    EXPECT_EQ(codeOf(start(program + ".exe", "\"" + program + "\" /S \"a b\" c\\\"d \"\"", home)), 7U);
     std::ifstream written(out);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), home + "\n/S|a b|c\"d||");
-    EXPECT_EQ(codeOf("", "\"" + program + "\""), 7U);
-    const std::string path = session_.path().string() + ":" + std::getenv("PATH");
-    const tests::EnvironmentSetting searched("PATH", path.c_str());
-    EXPECT_EQ(codeOf("", "\"a program.exe\" /x"), 7U);
+    EXPECT_EQ(codeOf(start("", "\"" + program + "\"")), 7U);
+    const auto searched = tests::searchFirst(session_.path());
+    EXPECT_EQ(codeOf(start("", "\"a program.exe\" /x")), 7U);
 }
 
 TEST_F(ProcessTest, TellsWhyNothingWasStarted) {
-    const auto errorOf = [&](const std::string& program, const std::string& directory = {}) {
-        SetLastError(ERROR_SUCCESS);
-        EXPECT_FALSE(start(program, "", directory));
-        return GetLastError();
-    };
-    EXPECT_EQ(errorOf((session_.path() / "none").string()), DWORD{ERROR_FILE_NOT_FOUND});
-    EXPECT_EQ(errorOf((session_.path() / "none/none").string()), DWORD{ERROR_PATH_NOT_FOUND});
-    EXPECT_EQ(errorOf(makeProgram("good", ""), "/no such directory"), DWORD{ERROR_DIRECTORY});
-    EXPECT_EQ(errorOf(""), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(errorOf("sh"), DWORD{ERROR_FILE_NOT_FOUND});
+    const std::string good = makeProgram("good", "");
     const std::string locked = makeProgram("locked", "");
     chmod(locked.c_str(), 0644);
-    EXPECT_EQ(errorOf(locked), DWORD{ERROR_ACCESS_DENIED});
+    const struct {
+        std::string program;
+        std::string directory;
+        DWORD error;
+    } cases[] = {
+        {(session_.path() / "none").string(), "", ERROR_FILE_NOT_FOUND},
+        {(session_.path() / "none/none").string(), "", ERROR_PATH_NOT_FOUND},
+        {good, "/no such directory", ERROR_DIRECTORY},
+        {"", "", ERROR_INVALID_PARAMETER},
+        {"sh", "", ERROR_FILE_NOT_FOUND},
+        {locked, "", ERROR_ACCESS_DENIED},
+    };
+    for (const auto& [program, directory, error] : cases) {
+        SetLastError(ERROR_SUCCESS);
+        EXPECT_FALSE(start(program, "", directory));
+        EXPECT_EQ(GetLastError(), error) << program;
+    }
 }
 
 TEST_F(ProcessTest, TellsEveryWaiterTheSameEnd) {
@@ -104,19 +101,18 @@ TEST_F(ProcessTest, TellsEveryWaiterTheSameEnd) {
     for (auto& waiter : waiters) {
         EXPECT_EQ(waiter.get(), 5U);
     }
-    siginfo_t ended{};
-    EXPECT_FALSE(waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid != 0) << "a zombie";
+    EXPECT_FALSE(tests::hasZombie());
 }
 
 TEST_F(ProcessTest, TellsHowAProgramWasEnded) {
-    EXPECT_EQ(codeOf(makeProgram("term", "kill -TERM $$"), ""), 128U + SIGTERM);
+    EXPECT_EQ(codeOf(start(makeProgram("term", "kill -TERM $$"))), 128U + SIGTERM);
     const std::string sleeper = makeProgram("sleeper", "exec sleep 60");
-    const base::Handle killed = start(sleeper, "");
+    const base::Handle killed = start(sleeper);
     EXPECT_NE(TerminateProcess(killed.get(), 0), FALSE);
     EXPECT_EQ(codeOf(killed), 0U);
     EXPECT_EQ(TerminateProcess(killed.get(), 0), FALSE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-    const base::Handle other = start(sleeper, "");
+    const base::Handle other = start(sleeper);
     const base::Handle opened(OpenProcess(PROCESS_TERMINATE, FALSE, number_));
     DWORD code = 0;
     EXPECT_EQ(GetExitCodeProcess(opened.get(), &code), FALSE);
@@ -126,16 +122,32 @@ TEST_F(ProcessTest, TellsHowAProgramWasEnded) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
 }
 
+// Tells that it is here, and then of each program it hears of why that doesn't start for a user who isn't root.
+[[maybe_unused]] const ChildRole stranger("stranger", [] {
+    tellLine(childOutput, "here");
+    for (std::string program; !(program = hearLine(childInput)).empty();) {
+        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) {
+            return 1;
+        }
+        STARTUPINFOW startup{};
+        PROCESS_INFORMATION started{};
+        CreateProcessW(base::widen(program).c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                       &started);
+        tellLine(childOutput, std::to_string(GetLastError()));
+    }
+    return 0;
+});
+
 TEST_F(ProcessTest, FindsProcessesByTheirPrograms) {
-    const ChildProcess stranger("process-waits");
-    stranger.hear();
+    const ChildProcess child("stranger");
+    child.hear();
+    const auto number = static_cast<DWORD>(child.id());
     std::vector<DWORD> numbers(2048);
     DWORD used = 0;
     ASSERT_NE(K32EnumProcesses(numbers.data(), 8192, &used), FALSE);
     numbers.resize(used / sizeof(DWORD));
-    EXPECT_NE(std::find(numbers.begin(), numbers.end(), static_cast<DWORD>(stranger.id())), numbers.end());
-    const base::Handle process(
-        OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE, static_cast<DWORD>(stranger.id())));
+    EXPECT_NE(std::find(numbers.begin(), numbers.end(), number), numbers.end());
+    const base::Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE, number));
     WideString path(2040, WCHAR{});
     DWORD size = 2040;
     ASSERT_NE(QueryFullProcessImageNameW(process.get(), 0, path.data(), &size), FALSE);
@@ -149,35 +161,16 @@ TEST_F(ProcessTest, FindsProcessesByTheirPrograms) {
     EXPECT_EQ(WaitForSingleObject(process.get(), 10'000), WAIT_OBJECT_0);
 }
 
-const ChildRole waits("process-waits", [] {
-    tellLine(childOutput, "here");
-    hearLine(childInput);
-    return 0;
-});
-
-// As a user who isn't root; tells the error.
-const ChildRole isRefused("process-is-refused", [] {
-    const std::string program = hearLine(childInput);
-    if (setgid(65534) != 0 || setuid(65534) != 0) {
-        return 1;
-    }
-    STARTUPINFOW startup{};
-    PROCESS_INFORMATION started{};
-    CreateProcessW(base::widen(program).c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                   &started);
-    tellLine(childOutput, std::to_string(GetLastError()));
-    return 0;
-});
-
 TEST_F(ProcessTest, ProgramsOfRootWantElevation) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can make a program of root's own";
     }
     chmod(session_.path().c_str(), 0755);
     const std::string program = makeProgram("roots", "");
+    const ChildProcess user("stranger");
+    user.hear();
     for (const auto& [mode, code] : {std::pair{0744, "740"}, std::pair{0644, "5"}}) {
         chmod(program.c_str(), static_cast<mode_t>(mode));
-        const ChildProcess user("process-is-refused");
         user.tell(program);
         EXPECT_EQ(user.hear(), code);
     }
@@ -185,8 +178,7 @@ TEST_F(ProcessTest, ProgramsOfRootWantElevation) {
 
 TEST_F(ProcessTest, ElevatedProgramsStartWhenTheUserAgrees) {
     const std::string program = makeProgram("installer", "exit 3");
-    const std::string path = (session_.path() / "home").string() + ":" + std::getenv("PATH");
-    const tests::EnvironmentSetting searched("PATH", path.c_str());
+    const auto searched = tests::searchFirst(session_.path() / "home");
     const auto elevate = [&](const std::string& answer) {
         makeProgram("home/pkexec", answer);
         const WideString file = base::widen(program);
@@ -201,9 +193,7 @@ TEST_F(ProcessTest, ElevatedProgramsStartWhenTheUserAgrees) {
         EXPECT_EQ(reinterpret_cast<INT_PTR>(info.hInstApp) > 32, done);
         return done ? base::Handle(info.hProcess) : base::Handle();
     };
-    const base::Handle process = elevate("[ \"$1$3$4\" = '--keep-cwd/Sa b' ] || exit 126; shift; exec \"$@\"");
-    EXPECT_TRUE(process) << GetLastError();
-    EXPECT_EQ(codeOf(process), 3U);
+    EXPECT_EQ(codeOf(elevate("[ \"$1$3$4\" = '--keep-cwd/Sa b' ] || exit 126; shift; exec \"$@\"")), 3U);
     EXPECT_FALSE(elevate("exit 126"));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_CANCELLED});
     EXPECT_FALSE(elevate("exit 127"));

@@ -7,13 +7,12 @@
 #include <vector>
 
 #include "layer/linux/child_process.h"
+#include "layer/test_window.h"
 #include "temp_session.h"
 #include "win32/kernel.h"
 #include "win32/window.h"
 
 namespace {
-
-constexpr LPCWSTR className = W("ZelmoForeign");
 
 LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_USER) {
@@ -30,14 +29,7 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
-HWND createWindow() {
-    WNDCLASSEXW details{};
-    details.cbSize = sizeof(details);
-    details.lpfnWndProc = procedure;
-    details.lpszClassName = className;
-    RegisterClassExW(&details);
-    return CreateWindowExW(0, className, W(""), WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
-}
+HWND createWindow() { return create({W("ZelmoForeign"), procedure}); }
 
 // A program with a window; after that is gone it stays.
 int playWindow() {
@@ -131,8 +123,7 @@ TEST_F(WindowProcessesTest, KilledProcessesLeaveNoWindows) {
     for (const auto& file : boost::filesystem::directory_iterator(folder())) {
         EXPECT_EQ(file.path().filename(), ".lock");
     }
-    for (MSG message{}; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
-    }
+    pump();
 }
 
 TEST_F(WindowProcessesTest, FirstSignalClosesAndTheNextEnds) {

@@ -1,9 +1,10 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+
+#include "layer/linux/child_process.h"
 #include "temp_directory.h"
 #include "win32/file.h"
 #include "win32/kernel.h"
@@ -25,31 +26,28 @@ TEST(LinuxFileTest, RefusesWhatIsNoFileWithoutWaiting) {
               INVALID_HANDLE_VALUE);
 }
 
+[[maybe_unused]] const ChildRole fileWriter("file-writer", [] {
+    const WideString path = base::widen(hearLine(childInput));
+    const HANDLE writer =
+        CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    tellLine(childOutput, writer != INVALID_HANDLE_VALUE ? "opened" : "refused");
+    hearLine(childInput);
+    return 0;
+});
+
 TEST(LinuxFileTest, SharingHoldsBetweenProcessesAndDiesWithThem) {
     const tests::TempDirectory directory;
     directory.write("file", "x");
-    int opened[2];
-    ASSERT_EQ(pipe(opened), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        const HANDLE writer = CreateFileW(directory.wide("file").c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ,
-                                          nullptr, OPEN_EXISTING, 0, nullptr);
-        const char ready = writer != INVALID_HANDLE_VALUE ? '1' : '0';
-        static_cast<void>(!write(opened[1], &ready, 1));
-        pause();
+    {
+        const ChildProcess writer("file-writer");
+        writer.tell(directory.file("file").string());
+        EXPECT_EQ(writer.hear(), "opened");
+        EXPECT_EQ(openForReading(directory.wide("file")), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
     }
-    char ready = 0;
-    ASSERT_EQ(read(opened[0], &ready, 1), 1);
-    EXPECT_EQ(ready, '1');
-    EXPECT_EQ(openForReading(directory.wide("file")), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_SHARING_VIOLATION);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
     const HANDLE reader = openForReading(directory.wide("file"));
     EXPECT_NE(reader, INVALID_HANDLE_VALUE);
     CloseHandle(reader);
-    close(opened[0]);
-    close(opened[1]);
 }
 
 TEST(LinuxFileTest, DeletesItsOwnFileOnCloseAndNoOther) {
@@ -64,6 +62,22 @@ TEST(LinuxFileTest, DeletesItsOwnFileOnCloseAndNoOther) {
     directory.write("file", "another");
     CloseHandle(last);
     EXPECT_EQ(directory.read("file"), "another");
+}
+
+TEST(LinuxFileTest, LinksAreNoDirectoriesAndMountsAreVolumes) {
+    const tests::TempDirectory directory;
+    boost::filesystem::create_directory_symlink("/", directory.file("link"));
+    WIN32_FIND_DATAW entry{};
+    const HANDLE find = FindFirstFileW(directory.wide("*").c_str(), &entry);
+    while (FindNextFileW(find, &entry) != FALSE && base::narrow(entry.cFileName) != "link") {
+    }
+    EXPECT_EQ(entry.dwFileAttributes, FILE_ATTRIBUTE_REPARSE_POINT);
+    FindClose(find);
+    std::array<WCHAR, 260> volume{};
+    ASSERT_NE(GetVolumePathNameW(W("/proc/self/fd"), volume.data(), 260), FALSE);
+    EXPECT_EQ(WideString(volume.data()), W("/proc/"));
+    EXPECT_EQ(GetDriveTypeW(W("/dev/")), DRIVE_RAMDISK);
+    EXPECT_EQ(GetDriveTypeW(W("/proc/self")), DRIVE_NO_ROOT_DIR);
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+// The icon's model, beside a desktop that is only pretended.
+
 #include "win32/notify_icon.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +22,7 @@ protected:
         icon.uCallbackMessage = WM_USER;
         icon.uVersion = NOTIFYICON_VERSION_4;
         icon.guidItem.Data1 = 1;
-        setText(icon.szTip, W("tip"));
+        WideString(W("tip")).copy(icon.szTip, 3);
         win32::script::pretendDesktop({{{0, 0, 1920, 1080}, {0, 0, 1920, 1040}}});
     }
     void TearDown() override {
@@ -29,18 +31,13 @@ protected:
         win32::script::reset();
     }
 
-    template <std::size_t size>
-    static void setText(WCHAR (&field)[size], const WideString& text) {
-        std::fill(field, field + size, WCHAR{});
-        text.copy(field, size);
-    }
-
-    bool has(DWORD guid, RECT* place) const {
+    static bool has(DWORD guid, RECT* place) {
         NOTIFYICONIDENTIFIER identifier{};
         identifier.cbSize = sizeof(identifier);
         identifier.guidItem.Data1 = guid;
         return SUCCEEDED(Shell_NotifyIconGetRect(&identifier, place));
     }
+    static std::string lastAsked() { return win32::script::calls("Shell_NotifyIconW").back(); }
 
     tests::TempSession session;
     NOTIFYICONDATAW icon{};
@@ -51,6 +48,7 @@ TEST_F(NotifyIconTest, IsAddedFoundAndDeletedByItsGuid) {
     EXPECT_FALSE(has(1, &place));
     EXPECT_FALSE(Shell_NotifyIconW(NIM_SETVERSION, &icon));
     ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
+    EXPECT_EQ(lastAsked(), "0|101|tip");
     EXPECT_FALSE(Shell_NotifyIconW(NIM_ADD, &icon));
     EXPECT_TRUE(Shell_NotifyIconW(NIM_SETVERSION, &icon));
     EXPECT_TRUE(has(1, &place));
@@ -61,29 +59,23 @@ TEST_F(NotifyIconTest, IsAddedFoundAndDeletedByItsGuid) {
     ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));  // as after the taskbar's restart
     EXPECT_FALSE(has(1, &place));
     EXPECT_TRUE(has(2, &place));
+    icon.uFlags = NIF_INFO | NIF_GUID | NIF_SHOWTIP;
+    std::fill(std::begin(icon.szInfoTitle), std::end(icon.szInfoTitle), u'T');  // no end mark
+    std::fill(std::begin(icon.szInfo), std::end(icon.szInfo), u'x');
+    EXPECT_TRUE(Shell_NotifyIconW(NIM_MODIFY, &icon));
+    EXPECT_EQ(lastAsked(), "1|" + std::string(64, 'T') + "|" + std::string(256, 'x'));
     EXPECT_TRUE(Shell_NotifyIconW(NIM_DELETE, &icon));
     EXPECT_FALSE(has(2, &place));
-    EXPECT_EQ(win32::script::calls("Shell_NotifyIconW").back(), "2");
-}
-
-TEST_F(NotifyIconTest, ShowsBalloonsThatFillTheirFields) {
-    ASSERT_TRUE(Shell_NotifyIconW(NIM_ADD, &icon));
-    EXPECT_EQ(win32::script::calls("Shell_NotifyIconW").back(), "0|101|tip");
-    icon.uFlags = NIF_INFO | NIF_GUID | NIF_SHOWTIP;
-    setText(icon.szInfoTitle, WideString(64, u'T'));  // no end mark
-    setText(icon.szInfo, WideString(256, u'x'));
-    EXPECT_TRUE(Shell_NotifyIconW(NIM_MODIFY, &icon));
-    EXPECT_EQ(win32::script::calls("Shell_NotifyIconW").back(),
-              "1|" + std::string(64, 'T') + "|" + std::string(256, 'x'));
+    EXPECT_EQ(lastAsked(), "2");
 }
 
 TEST_F(NotifyIconTest, SaysWhenThereIsNoDesktop) {
     win32::script::pretendDesktop({});
-    EXPECT_FALSE(Shell_NotifyIconW(NIM_ADD, &icon));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_TIMEOUT});
-    icon.uFlags = NIF_INFO | NIF_GUID;
-    EXPECT_FALSE(Shell_NotifyIconW(NIM_MODIFY, &icon));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_TIMEOUT});
+    for (const DWORD operation : {NIM_ADD, NIM_MODIFY}) {
+        EXPECT_FALSE(Shell_NotifyIconW(operation, &icon));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_TIMEOUT});
+        icon.uFlags = NIF_INFO | NIF_GUID;
+    }
     RECT place{};
     EXPECT_FALSE(has(1, &place));
     icon.cbSize = 1;
@@ -95,11 +87,9 @@ TEST_F(NotifyIconTest, MenuIsShownOnADesktopOnly) {
     const HMENU menu = CreatePopupMenu();
     EXPECT_TRUE(AppendMenuW(menu, MF_STRING, 1, W("Launch")));
     EXPECT_TRUE(AppendMenuW(menu, MF_SEPARATOR, 4, nullptr));
-    EXPECT_TRUE(AppendMenuW(menu, MF_STRING, 0, W("Schlie\u00DFen")));
+    EXPECT_TRUE(AppendMenuW(menu, MF_STRING, 0, W("\u00DF")));
     EXPECT_TRUE(TrackPopupMenu(menu, TPM_RIGHTBUTTON, 3, 4, 0, icon.hWnd, nullptr));
-    EXPECT_EQ(win32::script::calls("TrackPopupMenu").back(),
-              "3|4|Launch|-|Schlie\xC3\x9F"
-              "en");
+    EXPECT_EQ(win32::script::calls("TrackPopupMenu").back(), "3|4|Launch|-|\xC3\x9F");
     EXPECT_FALSE(TrackPopupMenu(menu, TPM_RIGHTBUTTON, 3, 4, 0, nullptr, nullptr));
     win32::script::pretendDesktop({});
     EXPECT_FALSE(TrackPopupMenu(menu, TPM_RIGHTBUTTON, 3, 4, 0, icon.hWnd, nullptr));

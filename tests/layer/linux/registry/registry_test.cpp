@@ -1,19 +1,11 @@
-// What the layer keeps on the disk survives its processes, and stays the user's own.
-
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <array>
-#include <boost/filesystem.hpp>
 #include <chrono>
 #include <string>
 #include <thread>
 
-#include "base/text.h"
 #include "layer/linux/child_process.h"
 #include "temp_session.h"
-#include "win32/kernel.h"
-#include "win32/mutex.h"
 #include "win32/registry.h"
 
 namespace {
@@ -45,7 +37,7 @@ const ChildRole role("registry-writer", writeRegistry);
 
 }  // namespace
 
-TEST(Session, RegistryHoldsAWholeValueWhateverHappensToItsWriters) {
+TEST(RegistryProcesses, HoldAWholeValueWhateverHappensToThem) {
     const tests::TempSession session;
     HKEY key = openKey();
     for (int round = 0; round < 40; ++round) {
@@ -64,23 +56,4 @@ TEST(Session, RegistryHoldsAWholeValueWhateverHappensToItsWriters) {
         ASSERT_EQ(text, WideString(length, text[0]) + WCHAR{0});
     }
     RegCloseKey(key);
-}
-
-TEST(Session, DirectoryThatOthersMayEnterIsRefused) {
-    const tests::TempSession session;
-    const tests::EnvironmentSetting runtime("XDG_RUNTIME_DIR", nullptr);
-    const tests::EnvironmentSetting temporary("TMPDIR", session.path().c_str());
-    const auto own = session.path() / ("zelmo-dockset-" + std::to_string(geteuid()));
-    HANDLE mutex = CreateMutexW(nullptr, FALSE, W("Session"));
-    ASSERT_NE(mutex, nullptr);
-    struct stat status {};
-    ASSERT_EQ(stat(own.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0700U);
-    CloseHandle(mutex);
-    chmod(own.c_str(), 0755);
-    EXPECT_EQ(CreateMutexW(nullptr, FALSE, W("Session")), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    boost::filesystem::remove_all(own);
-    boost::filesystem::create_directory_symlink(session.path() / "home", own);
-    EXPECT_EQ(CreateMutexW(nullptr, FALSE, W("Session")), nullptr);
 }
