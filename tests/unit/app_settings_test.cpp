@@ -1,14 +1,11 @@
 #include "settings/app_settings.h"
 
-#include <gtest/gtest.h>
-
 #include <future>
 
 #include "base/handle.h"
 #include "base/object_names.h"
-#include "captured_log.h"
+#include "session_test.h"
 #include "settings/json_value.h"
-#include "temp_session.h"
 #include "win32/mutex.h"
 
 namespace {
@@ -17,13 +14,10 @@ using data::Value;
 using data::ValueType;
 using tests::Lines;
 
-class AppSettingsTest : public testing::Test {
+class AppSettingsTest : public tests::SessionTest {
 protected:
     void store(const std::string& text) const { session_.write("app_settings.json", text); }
     std::string stored() const { return session_.read("app_settings.json"); }
-
-    tests::TempSession session_;
-    tests::CapturedLog log_;
 };
 
 TEST_F(AppSettingsTest, TakeEachKeyOnItsOwnMerits) {

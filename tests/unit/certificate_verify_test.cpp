@@ -1,13 +1,11 @@
 // The check with the system's certificate operations: its verdicts, and each line of the log.
-#include <gtest/gtest.h>
 
 #include <deque>
 
 #include "captured_events.h"
-#include "captured_log.h"
 #include "certificates.h"
 #include "net/certificate_verify_win.h"
-#include "temp_session.h"
+#include "session_test.h"
 
 namespace {
 
@@ -70,7 +68,7 @@ private:
 tests::Identity named(const char* field, const char* text) { return {{{field, text}}, tests::ecKey()}; }
 tests::Identity nameless() { return {{}, tests::ecKey()}; }
 
-class CertificateVerifyTest : public testing::Test {
+class CertificateVerifyTest : public tests::SessionTest {
 protected:
     // Those of the events aside.
     Lines takeLines() {
@@ -79,7 +77,6 @@ protected:
         return lines;
     }
 
-    const tests::TempSession session_;
     const std::string url_ = "https://tavrin.test/";
     const std::string other_ = "https://example.test/";
     const std::string unpinned_ = "https://google.test/";
@@ -90,7 +87,6 @@ protected:
     const Lines reportedEvents_{"CertificatePinning/RejectedCertChain/Tavrin/6=Leaf -- Root/7=" + url_,
                                 "CertificatePinning/RejectedCertChain/Tavrin/6=Second/7=" + url_};
     const tests::TempDirectory files_;
-    tests::CapturedLog log_;
     const tests::CapturedEvents events_;
     CertificateVerifyWin verify_{files_.path()};
 };

@@ -1,10 +1,7 @@
 #include "settings/data_file.h"
-
-#include <gtest/gtest.h>
+#include "session_test.h"
 
 #include <limits>
-
-#include "temp_session.h"
 
 namespace {
 
@@ -12,7 +9,7 @@ using data::DataFile;
 
 constexpr std::uint64_t endless = std::numeric_limits<std::uint64_t>::max();
 
-class DataFileTest : public testing::Test {
+class DataFileTest : public tests::SessionTest {
 protected:
     std::shared_ptr<DataFile> fileOf(const std::string& bytes) {
         auto file = DataFile::NewEmptyFile(directory_.wide("file"));
@@ -26,7 +23,6 @@ protected:
         return bytes;
     }
 
-    tests::TempSession session_;
     tests::TempDirectory directory_;
 };
 

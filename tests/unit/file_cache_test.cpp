@@ -1,7 +1,5 @@
 #include "settings/file_cache.h"
 
-#include <gtest/gtest.h>
-
 #include <future>
 #include <regex>
 #include <thread>
@@ -9,10 +7,8 @@
 #include "base/handle.h"
 #include "base/object_names.h"
 #include "base/paths.h"
-#include "captured_log.h"
+#include "session_test.h"
 #include "settings/whole_file.h"
-#include "temp_session.h"
-#include "win32/error.h"
 #include "win32/mutex.h"
 
 namespace {
@@ -21,7 +17,7 @@ namespace fs = boost::filesystem;
 using tests::bytesOf;
 using tests::Lines;
 
-class FileCacheTest : public testing::Test {
+class FileCacheTest : public tests::SessionTest {
 protected:
     data::Value items() const {
         return data::readJsonFile(base::widePath(session_.file("file_cache_content.json"))).find("cached_items");
@@ -42,8 +38,6 @@ protected:
         return cache_.put(key, bytesOf(data), date);
     }
 
-    tests::TempSession session_;
-    tests::CapturedLog log_;
     base::PlatformCacheHandler cache_;
 };
 

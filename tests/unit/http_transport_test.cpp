@@ -132,6 +132,12 @@ TEST_F(HttpTransportTest, TellsOfADeadProxyAndOfOneThatRefuses) {
     EXPECT_EQ(headers_["X-Proxy"], "no");
 }
 
+std::int32_t statusOf(HttpProviderCURL& provider) {
+    std::int32_t status = 0;
+    EXPECT_TRUE(provider.statusCode(&status));
+    return status;
+}
+
 TEST_F(HttpTransportTest, NeedsATrustedServerThatShowsAPinnedKey) {
     const tests::TempDirectory files;
     std::shared_ptr<base::InstalledPins> pins;
@@ -153,6 +159,14 @@ TEST_F(HttpTransportTest, NeedsATrustedServerThatShowsAPinnedKey) {
     EXPECT_EQ(ask("/ok"), 200);
     EXPECT_EQ(detail_, "");
 
+    for (const auto& [key, status] : {std::pair{Bytes{1}, -1}, {tests::derOf(server_.publicKey()), 200}}) {
+        HttpProviderCURL provider;
+        provider.open(server_.secure("/ok"), "GET");
+        provider.addPinnedKeys({key});
+        provider.send({}, 0, nullptr);
+        EXPECT_EQ(statusOf(provider), status);
+    }
+
     base::HTTPReqInfo record;
     record.pinMatched = true;
     const std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
@@ -172,12 +186,6 @@ std::string readAll(HttpProviderCURL& provider, std::size_t piece, bool& good) {
         all.append(buffer, 0, count);
     }
     return all;
-}
-
-std::int32_t statusOf(HttpProviderCURL& provider) {
-    std::int32_t status = 0;
-    EXPECT_TRUE(provider.statusCode(&status));
-    return status;
 }
 
 TEST_F(HttpTransportTest, ProviderServesARequestInSteps) {
@@ -230,26 +238,6 @@ TEST_F(HttpTransportTest, ProviderTellsOfFailures) {
     HttpHeaders headers;
     EXPECT_TRUE(provider.headerMap(headers));
     EXPECT_EQ(headers["Content-Length"], "100000");
-}
-
-// Each with pinned keys of its own.
-TEST_F(HttpTransportTest, ProvidersOfManyThreadsKeepTheirKeysApart) {
-    const auto pins = std::make_shared<base::InstalledPins>("/nowhere");
-    base::certificatePins().publish(pins);
-    const Bytes right = tests::derOf(server_.publicKey());
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number) {
-        threads.emplace_back([&, number] {
-            HttpProviderCURL provider;
-            provider.open(server_.secure("/ok"), "GET");
-            provider.addPinnedKeys({number == 0 ? Bytes{1} : right});
-            provider.send({}, 0, nullptr);
-            EXPECT_EQ(statusOf(provider), number == 0 ? -1 : 200);
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
 }
 
 TEST_F(HttpTransportTest, HandlerOffersEachKindOfRequest) {

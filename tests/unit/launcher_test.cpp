@@ -1,11 +1,7 @@
 #include "update/launcher.h"
 
-#include <gtest/gtest.h>
-
-#include "captured_log.h"
 #include "platform/directories.h"
-#include "temp_session.h"
-#include "win32/error.h"
+#include "session_test.h"
 
 namespace {
 
@@ -26,12 +22,10 @@ TEST(Version, IsReadWrittenAndComparedPartByPart) {
     EXPECT_LT(base::compareVersions({2, 9}, {2, 10}), 0);
 }
 
-class LauncherTest : public testing::Test {
+class LauncherTest : public tests::SessionTest {
 protected:
     boost::filesystem::path updates() const { return session_.file("autoupdate"); }
 
-    tests::TempSession session_;
-    tests::CapturedLog log_;
     base::LauncherWin launcher_;
 };
 

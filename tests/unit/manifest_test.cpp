@@ -95,10 +95,9 @@ TEST_F(ManifestTest, GivesTheApplicationOfThisSuite) {
 }
 
 TEST_F(ManifestTest, TakesEveryKindOfKeyThatSignsDigests) {
-    for (const tests::Key& key : {tests::ecKey(), tests::Key(EVP_RSA_gen(4096), EVP_PKEY_free)}) {
-        files_.write("key.pem", tests::pemOf(key));
-        EXPECT_EQ(verify(signedManifest({{}}, key)), base::Success);
-    }
+    const tests::Key curve = tests::ecKey();
+    files_.write("key.pem", tests::pemOf(curve));
+    EXPECT_EQ(verify(signedManifest({{}}, curve)), base::Success);
     log_.take();
     files_.write("key.pem", tests::pemOf(tests::Key(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"), EVP_PKEY_free)));
     EXPECT_EQ(verify(good()), base::VerificationFailed);

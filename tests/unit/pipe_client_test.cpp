@@ -1,17 +1,14 @@
 #include "agent/pipe_client.h"
 
-#include <gtest/gtest.h>
-
-#include "captured_log.h"
 #include "pipe_server.h"
-#include "temp_session.h"
+#include "session_test.h"
 
 namespace {
 
 using tests::Lines;
 using tests::PipeServer;
 
-class PipeClientTest : public testing::Test {
+class PipeClientTest : public tests::SessionTest {
 protected:
     // The reply, "-" if the message failed.
     static std::string send() {
@@ -22,8 +19,6 @@ protected:
     }
 
     static constexpr const WCHAR* name = W("\\\\.\\pipe\\PipeClientTest");
-    tests::TempSession session_;
-    tests::CapturedLog log_;
 };
 
 TEST_F(PipeClientTest, SendsOneMessageAndJoinsTheReply) {

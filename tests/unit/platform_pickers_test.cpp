@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
 
-#include "captured_log.h"
 #include "platform/platform_win32.h"
+#include "session_test.h"
 #include "settings/json_value.h"
-#include "temp_session.h"
 #include "win32/com.h"
-#include "win32/error.h"
 #include "win32/file.h"
 
 namespace {
@@ -22,7 +19,7 @@ public:
     std::string told;
 };
 
-class PlatformPickersTest : public testing::Test {
+class PlatformPickersTest : public tests::SessionTest {
 protected:
     PlatformPickersTest() {
         win32::script::answerFileChooser([this](const std::string& question) {
@@ -33,8 +30,6 @@ protected:
     }
     std::string told() { return std::exchange(receiver_->told, {}); }
 
-    tests::TempSession session_;
-    tests::CapturedLog log_;
     dockset::PlatformWin32 platform_{nullptr};
     const std::shared_ptr<Receiver> receiver_ = std::make_shared<Receiver>();
     std::string asked_;

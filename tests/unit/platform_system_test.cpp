@@ -1,11 +1,8 @@
 // What the platform's operations make of the system's refusals; on a healthy system the whole program shows them.
-#include <gtest/gtest.h>
 
-#include "captured_log.h"
 #include "platform/os_version.h"
 #include "platform/platform_win32.h"
-#include "temp_session.h"
-#include "win32/error.h"
+#include "session_test.h"
 #include "win32/kernel.h"
 #include "win32/system.h"
 
@@ -13,7 +10,7 @@ namespace {
 
 using tests::Lines;
 
-class PlatformSystemTest : public testing::Test {
+class PlatformSystemTest : public tests::SessionTest {
 protected:
     PlatformSystemTest() { log_.take(); }
 
@@ -21,8 +18,6 @@ protected:
         return platform_.startProcess(base::widen(path), arguments, base::widen(directory), &cancelled_, &error_);
     }
 
-    tests::TempSession session_;
-    tests::CapturedLog log_;
     dockset::PlatformWin32 platform_{nullptr};
     std::uint32_t cancelled_ = 7;
     std::string error_ = "earlier";

@@ -1,12 +1,10 @@
-#include <gtest/gtest.h>
 
 #include "base/object_names.h"
 #include "captured_events.h"
-#include "captured_log.h"
 #include "pipe_server.h"
 #include "platform/platform_win32.h"
 #include "platform/ue_service.h"
-#include "temp_session.h"
+#include "session_test.h"
 #include "win32/registry.h"
 
 namespace {
@@ -18,7 +16,7 @@ const WideString programKey =
     W("Software\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Tavrin Mobile Update Engine.exe");
 const WideString uninstallKey = W("Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Update Engine");
 
-class PlatformUETest : public testing::Test {
+class PlatformUETest : public tests::SessionTest {
 protected:
     PlatformUETest() {
         win32::script::answerSleep([this](DWORD milliseconds) { pauses_ += milliseconds; });
@@ -42,8 +40,6 @@ protected:
         return status + "|" + base::narrow(path);
     }
 
-    tests::TempSession session_;
-    tests::CapturedLog log_;
     tests::CapturedEvents events_;
     dockset::PlatformWin32 platform_{nullptr};
     dockset::PlatformUE& engine_ = platform_.getPlatformUE();

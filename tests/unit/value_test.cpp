@@ -3,22 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <thread>
 
 namespace {
 
 using data::nullValue;
 using data::Value;
 using data::ValueType;
-
-Value nested(int depth) {
-    Value root(ValueType::Object);
-    Value* node = &root;
-    for (int i = 0; i < depth; ++i) {
-        node = i % 2 == 0 ? &node->set("a", Value(ValueType::Array)) : &node->append(Value(ValueType::Object));
-    }
-    return root;
-}
 
 TEST(ValueTest, LookupsChainAndNeverCreate) {
     Value tree(ValueType::Object);
@@ -74,18 +64,6 @@ TEST(ValueTest, CopiesAreDeepAndPartsCanReplaceTheWhole) {
     EXPECT_EQ(moved.text, "changed");
     moved = Value(moved);
     EXPECT_EQ(moved.text, "changed");
-}
-
-// On a thread, whose stack is the smaller one.
-TEST(ValueTest, DepthCostsNoStack) {
-    std::thread([] {
-        Value deep = nested(300'000);
-        Value copy = deep;
-        copy = deep;
-        deep = Value(1);
-        Value other = std::move(copy);
-        EXPECT_TRUE(other.find("a").type == ValueType::Array);
-    }).join();
 }
 
 }  // namespace
