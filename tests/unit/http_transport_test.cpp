@@ -12,7 +12,6 @@
 #include "net/curl_callbacks.h"
 #include "net/http_provider_curl.h"
 #include "net/installed_pins.h"
-#include "net/perform_request.h"
 #include "net/proxy.h"
 #include "platform/platform_win32.h"
 
@@ -38,9 +37,13 @@ protected:
 
     std::int32_t request(const std::string& method, const std::string& url, const std::string& body = "",
                          const HttpHeaders& headers = {}, bool noPinning = true) {
+        const Bytes bytes = tests::bytesOf(body);
         Bytes response;
-        const std::int32_t status = base::runHttpRequest(method, url, tests::bytesOf(body), headers, headers_, response,
-                                                         noPinning, &cancel_, &detail_);
+        const std::int32_t status =
+            method == "GET"    ? handler_.httpGet(url, headers, headers_, response, noPinning, &cancel_, &detail_)
+            : method == "POST" ? handler_.httpPost(url, headers, bytes, headers_, response, noPinning, &cancel_)
+            : method == "PUT"  ? handler_.httpPut(url, headers, bytes, headers_, response, noPinning, &cancel_)
+                               : handler_.httpDelete(url, headers, headers_, response, noPinning, &cancel_);
         body_ = tests::textOf(response);
         return status;
     }
@@ -48,6 +51,7 @@ protected:
 
     const tests::ServedSession session_;
     const tests::FaultServer& server_ = session_.server;
+    agent::AgentWin32HttpHandler handler_;
     tests::CapturedLog log_;
     const tests::CapturedEvents events_;
     base::CancelWord cancel_{0};
@@ -240,34 +244,24 @@ TEST_F(HttpTransportTest, ProviderTellsOfFailures) {
     EXPECT_EQ(headers["Content-Length"], "100000");
 }
 
-TEST_F(HttpTransportTest, HandlerOffersEachKindOfRequest) {
-    agent::AgentWin32HttpHandler handler;
-    Bytes response;
-    const auto text = [&response] { return tests::textOf(response); };
-    const Bytes body = tests::bytesOf("body");
+TEST_F(HttpTransportTest, HandlerServesWholeRequestsAndNeedsItsPlatform) {
+    Bytes response = tests::bytesOf("junk");
+    EXPECT_EQ(handler_.httpGet(server_.plain("/ok"), {}, headers_, response, false, nullptr, nullptr), -1);
+    EXPECT_TRUE(response.empty() && headers_.empty()) << "plain http is refused";
     const std::string echo = server_.plain("/echo");
-    EXPECT_EQ(handler.httpGet(echo, {{"X-A", "1"}}, headers_, response, true, nullptr, &detail_), 200);
-    EXPECT_THAT(text(), testing::AllOf(StartsWith("GET "), HasSubstr("X-A: 1\r\n")));
-    EXPECT_EQ(handler.httpPost(echo, {}, body, headers_, response, true, nullptr), 200);
-    EXPECT_THAT(text(), testing::AllOf(StartsWith("POST "), testing::EndsWith("\r\n\r\nbody")));
-    EXPECT_EQ(handler.httpPut(echo, {}, body, headers_, response, true, nullptr), 200);
-    EXPECT_THAT(text(), StartsWith("PUT "));
-    EXPECT_EQ(handler.httpDelete(echo, {}, headers_, response, true, nullptr), 200);
-    EXPECT_THAT(text(), StartsWith("DELETE "));
-    EXPECT_EQ(handler.httpGet(server_.plain("/ok"), {}, headers_, response, false, nullptr, nullptr), -1);
-    EXPECT_TRUE(response.empty() && headers_.empty());
-    EXPECT_TRUE(handler.postUrl(echo, body, response, true, nullptr));
-    EXPECT_FALSE(handler.postUrl(server_.plain("/redirect"), body, response, true, nullptr));
-    bool fresh = false;
+    EXPECT_TRUE(handler_.postUrl(echo, tests::bytesOf("body"), response, true, nullptr));
+    EXPECT_TRUE(tests::textOf(response).ends_with("\r\n\r\nbody"));
+    EXPECT_FALSE(handler_.postUrl(server_.plain("/redirect"), {}, response, true, nullptr));
     for (int round = 0; round < 2; ++round) {
-        const std::string url = server_.plain("/conditional");
-        EXPECT_TRUE(handler.getUrlCached(url, response, &fresh, true, true, true, nullptr, &detail_));
-        EXPECT_EQ(text() + (fresh ? " fresh" : " stale"), "list fresh");
+        bool fresh = false;
+        EXPECT_TRUE(handler_.getUrlCached(server_.plain("/conditional"), response, &fresh, true, true, true, nullptr,
+                                          &detail_));
+        EXPECT_TRUE(fresh && tests::textOf(response) == "list");
     }
-    EXPECT_EQ(handler.httpProvider(), nullptr);
+    EXPECT_EQ(handler_.httpProvider(), nullptr);
     EXPECT_NE(dockset::PlatformWin32(nullptr).createHttpProvider(), nullptr);
 
-    agent::AgentWin32HttpHandler lost(nullptr);  // without a platform it can't work
+    agent::AgentWin32HttpHandler lost(nullptr);
     EXPECT_FALSE(lost.getUrlCached(echo, response, nullptr, true, true, true, nullptr, nullptr));
     EXPECT_FALSE(lost.postUrl(echo, {}, response, true, nullptr));
     EXPECT_EQ(lost.httpPost(echo, {}, {}, headers_, response, true, nullptr), -2);
