@@ -84,7 +84,7 @@ TEST(DeviceList, KnowsTruth) {
     for (const data::Value& value : {data::Value(-1), {std::nan("")}, {"TruE"}, {"1"}, {true}}) {
         EXPECT_TRUE(device::valueIsTrue(value)) << value.toText();
     }
-    for (const data::Value& value : {data::Value(0.0), {" yes"}, {}}) {
+    for (const data::Value& value : {data::Value(0.0), {" yes"}, data::Value()}) {
         EXPECT_FALSE(device::valueIsTrue(value)) << value.toText();
     }
 }
