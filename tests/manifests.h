@@ -3,17 +3,13 @@
 
 #include <openssl/evp.h>
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "certificates.h"
+#include "temp_directory.h"
 
 namespace tests {
-
-using Bytes = std::vector<std::uint8_t>;
-
-inline Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
 // Base64, on one line.
 inline std::string signatureOf(const std::string& data, const Key& key) {

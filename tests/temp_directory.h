@@ -1,10 +1,12 @@
 // A directory of a test's own, gone with the object, and its files as bytes.
 #pragma once
 
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "base/text.h"
 
@@ -22,6 +24,20 @@ using namespace boost::filesystem;
 #endif
 
 namespace tests {
+
+using Bytes = std::vector<std::uint8_t>;
+
+inline Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+inline std::string textOf(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
+
+inline void writeFile(const files::path& path, const std::string& bytes) {
+    std::ofstream(path.string(), std::ios::binary) << bytes;
+}
+// Nothing where there is no file.
+inline std::string readFile(const files::path& path) {
+    std::ifstream stream(path.string(), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
 
 class TempDirectory {
 public:
@@ -43,13 +59,8 @@ public:
     // The path of a file as the system takes it.
     WideString wide(const std::string& name) const { return base::widen(file(name).string()); }
 
-    void write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(file(name).string(), std::ios::binary) << bytes;
-    }
-    std::string read(const std::string& name) const {
-        std::ifstream stream(file(name).string(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    void write(const std::string& name, const std::string& bytes) const { writeFile(file(name), bytes); }
+    std::string read(const std::string& name) const { return readFile(file(name)); }
     bool has(const std::string& name) const { return files::exists(file(name)); }
 
 private:

@@ -3,12 +3,15 @@
 
 #include <cstdlib>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "temp_directory.h"
 #include "win32/registry.h"
+#include "win32/script.h"
 
 namespace tests {
 
@@ -71,10 +74,47 @@ private:
 #else
 
 // A user's session of the test's own: runtime directory, home, base directories and the one for temporary files below
-// one directory, and neither a bus nor a display.
+// one directory, and neither a bus nor a display. With it ends what the test has scripted.
 class TempSession {
 public:
+    TempSession() = default;
+    TempSession(const TempSession&) = delete;
+    TempSession& operator=(const TempSession&) = delete;
+    ~TempSession() { win32::script::reset(); }
+
     const boost::filesystem::path& path() const { return directory_.path(); }
+    // Where the suite keeps its own files, which the next three name by their paths below it.
+    boost::filesystem::path support() const { return path() / "home/Documents/Tavrin/Zelmo Dockset"; }
+    boost::filesystem::path file(const std::string& name) const { return support() / name; }
+    void write(const std::string& name, const std::string& bytes) const {
+        boost::filesystem::create_directories(file(name).parent_path());
+        writeFile(file(name), bytes);
+    }
+    std::string read(const std::string& name) const { return readFile(file(name)); }
+
+    // A shell script that can be started.
+    std::string makeProgram(const std::string& name, const std::string& body) const {
+        writeFile(path() / name, "#!/bin/sh\n" + body + "\n");
+        boost::filesystem::permissions(path() / name, boost::filesystem::owner_all);
+        return (path() / name).string();
+    }
+    // The lines of the agent's log without their times, which mustn't go back.
+    std::vector<std::string> agentLog() const {
+        std::vector<std::string> lines;
+        for (const auto& entry : boost::filesystem::directory_iterator(file("logs"))) {
+            std::istringstream log(readFile(entry.path()));
+            long long time = 0;
+            for (std::string line; std::getline(log, line);) {
+                const std::size_t end = line.find("ms ");
+                if (end == 0 || line.find_first_not_of("0123456789") != end || std::stoll(line) < time) {
+                    throw std::runtime_error("no time, or one of before: " + line);
+                }
+                time = std::stoll(line);
+                lines.push_back(line.substr(end + 3));
+            }
+        }
+        return lines;
+    }
 
 private:
     std::string below(const char* name) const {

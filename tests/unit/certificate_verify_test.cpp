@@ -1,16 +1,11 @@
 // The check with the system's certificate operations: its verdicts, and each line of the log.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <memory>
-#include <vector>
+#include <deque>
 
 #include "captured_events.h"
-#include "captured_log.h"
 #include "certificates.h"
 #include "net/certificate_verify_win.h"
-#include "temp_directory.h"
-#include "win32/script.h"
+#include "session_test.h"
 
 namespace {
 
@@ -24,19 +19,16 @@ class Chains {
 public:
     explicit Chains(const std::vector<std::vector<tests::Identity>>& chains) {
         for (const auto& identities : chains) {
+            Simple& simple = simples_.emplace_back();
             for (const tests::Identity& identity : identities) {
-                add(identity);
+                simple.pointers.push_back(&add(identity).element);
             }
-            auto& simple = simples_.emplace_back(std::make_unique<Simple>());
-            for (std::size_t index = elements_.size() - identities.size(); index < elements_.size(); ++index) {
-                simple->elements.push_back(&elements_[index]->element);
-            }
-            simple->chain.cElement = static_cast<DWORD>(simple->elements.size());
-            simple->chain.rgpElement = simple->elements.data();
-            chains_.push_back(&simple->chain);
+            simple.chain.cElement = static_cast<DWORD>(simple.pointers.size());
+            simple.chain.rgpElement = simple.pointers.data();
+            pointers_.push_back(&simple.chain);
         }
-        context_.cChain = static_cast<DWORD>(chains_.size());
-        context_.rgpChain = chains_.data();
+        context_.cChain = static_cast<DWORD>(pointers_.size());
+        context_.rgpChain = pointers_.data();
     }
     const CERT_CHAIN_CONTEXT* context() const { return &context_; }
 
@@ -49,12 +41,12 @@ private:
         CERT_CHAIN_ELEMENT element{};
     };
     struct Simple {
-        std::vector<PCERT_CHAIN_ELEMENT> elements;
+        std::vector<PCERT_CHAIN_ELEMENT> pointers;
         CERT_SIMPLE_CHAIN chain{};
     };
 
-    void add(const tests::Identity& identity) {
-        auto& element = *elements_.emplace_back(std::make_unique<Element>());
+    Element& add(const tests::Identity& identity) {
+        Element& element = elements_.emplace_back();
         const tests::Certificate certificate = tests::certify(identity, identity);
         element.encoded = derOf(certificate);
         const ASN1_BIT_STRING* const key = X509_get0_pubkey_bitstr(certificate.get());
@@ -63,23 +55,31 @@ private:
         element.certificate = {X509_ASN_ENCODING, element.encoded.data(), static_cast<DWORD>(element.encoded.size()),
                                &element.info, nullptr};
         element.element.pCertContext = &element.certificate;
+        return element;
     }
 
-    std::vector<std::unique_ptr<Element>> elements_;
-    std::vector<std::unique_ptr<Simple>> simples_;
-    std::vector<PCERT_SIMPLE_CHAIN> chains_;
+    // Which keep their places.
+    std::deque<Element> elements_;
+    std::deque<Simple> simples_;
+    std::vector<PCERT_SIMPLE_CHAIN> pointers_;
     CERT_CHAIN_CONTEXT context_{};
 };
 
 tests::Identity named(const char* field, const char* text) { return {{{field, text}}, tests::ecKey()}; }
 tests::Identity nameless() { return {{}, tests::ecKey()}; }
 
-class CertificateVerifyTest : public testing::Test {
+class CertificateVerifyTest : public tests::SessionTest {
 protected:
-    CertificateVerifyTest() { win32::script::reset(); }
-    ~CertificateVerifyTest() override { win32::script::reset(); }
+    // Those of the events aside.
+    Lines takeLines() {
+        Lines lines = log_.take();
+        std::erase_if(lines, [](const std::string& line) { return line.starts_with("analytics "); });
+        return lines;
+    }
 
     const std::string url_ = "https://tavrin.test/";
+    const std::string other_ = "https://example.test/";
+    const std::string unpinned_ = "https://google.test/";
     const tests::Key key_ = tests::rsaKey();
     const Chains bad_{{{named("CN", "Leaf"), nameless(), named("O", "Root")}, {nameless()}, {named("CN", "Second")}}};
     const Chains good_{{{named("CN", "Leaf")}, {named("CN", "Leaf"), {nameless().subject, key_}}}};
@@ -87,16 +87,9 @@ protected:
     const Lines reportedEvents_{"CertificatePinning/RejectedCertChain/Tavrin/6=Leaf -- Root/7=" + url_,
                                 "CertificatePinning/RejectedCertChain/Tavrin/6=Second/7=" + url_};
     const tests::TempDirectory files_;
-    tests::CapturedLog log_;
     const tests::CapturedEvents events_;
     CertificateVerifyWin verify_{files_.path()};
 };
-
-// The events' own lines aside.
-Lines withoutEvents(Lines lines) {
-    std::erase_if(lines, [](const std::string& line) { return line.starts_with("analytics "); });
-    return lines;
-}
 
 TEST_F(CertificateVerifyTest, LogsWhyAKeyFileHoldsNoKey) {
     EXPECT_TRUE(verify_.GetPublicKeys(CertificateSet::Unspecified).empty());
@@ -123,52 +116,48 @@ TEST_F(CertificateVerifyTest, AsksTheHandleForItsChain) {
     int request = 0;
     const HINTERNET handle = &request;
     const HINTERNET none = nullptr;
-    const std::string first = "Certificate Validating (w/ platformInfo): " + url_;
-    EXPECT_FALSE(verify_.verifyWithHandle("https://example.test/", &handle));
-    EXPECT_EQ(log_.take(), (Lines{"Certificate Validating (w/ platformInfo): https://example.test/",
-                                  "Certificate Failed to deduce certificate to use for URL: https://example.test/"}));
-    EXPECT_FALSE(verify_.verifyWithHandle("https://google.test/", &handle));
-    EXPECT_EQ(log_.take().back(), "Certificate No pinned keys for URL: https://google.test/");
+    const auto verify = [&](const std::string& url, bool good, const HINTERNET* asked, const Lines& lines) {
+        EXPECT_EQ(verify_.verifyWithHandle(url, asked), good);
+        Lines expected{"Certificate Validating (w/ platformInfo): " + url};
+        expected.insert(expected.end(), lines.begin(), lines.end());
+        EXPECT_EQ(takeLines(), expected);
+    };
+    verify(other_, false, &handle, {"Certificate Failed to deduce certificate to use for URL: " + other_});
+    EXPECT_FALSE(verify_.verifyWithHandle(unpinned_, &handle));
+    EXPECT_EQ(takeLines().back(), "Certificate No pinned keys for URL: " + unpinned_);
     for (const char* const name : {"tavrin.pem", "tavrin2.pem", "tavrin3.pem"}) {
         files_.write(name, tests::pemOf(key_));
     }
-    EXPECT_FALSE(verify_.verifyWithHandle(url_, nullptr));
-    EXPECT_FALSE(verify_.verifyWithHandle(url_, &none));
-    const std::string missing = "Certificate Missing data to perform pinning for URL: " + url_;
-    EXPECT_EQ(log_.take(), (Lines{first, missing, first, missing}));
+    verify(url_, false, nullptr, {"Certificate Missing data to perform pinning for URL: " + url_});
+    verify(url_, false, &none, {"Certificate Missing data to perform pinning for URL: " + url_});
     win32::script::failNext("InternetQueryOptionA", 12018);
-    EXPECT_FALSE(verify_.verifyWithHandle(url_, &handle));
-    EXPECT_EQ(log_.take(), (Lines{first, "Certificate Failed to query certificate chain with 12018 for URL: " + url_}));
-
+    verify(url_, false, &handle, {"Certificate Failed to query certificate chain with 12018 for URL: " + url_});
     win32::script::answerChain(good_.context());
-    EXPECT_TRUE(verify_.verifyWithHandle(url_, &handle));
-    EXPECT_EQ(log_.take(), (Lines{first, "Certificate Validated OK: " + url_}));
+    verify(url_, true, &handle, {"Certificate Validated OK: " + url_});
     EXPECT_EQ(events_.lines(), Lines{});
     win32::script::answerChain(bad_.context());
-    EXPECT_FALSE(verify_.verifyWithHandle(url_, &handle));
-    EXPECT_EQ(withoutEvents(log_.take()),
-              (Lines{first, report_[0], report_[1], "Certificate No matching certificate found for: " + url_}));
+    verify(url_, false, &handle, {report_[0], report_[1], "Certificate No matching certificate found for: " + url_});
     EXPECT_EQ(events_.lines(), reportedEvents_);
     EXPECT_EQ(win32::script::calls("CertFreeCertificateChain"), (Lines{"2", "3"})) << "both are given back";
 }
 
 TEST_F(CertificateVerifyTest, JudgesAChainThatTheCallerHas) {
     std::string last = "before";
-    EXPECT_FALSE(verify_.verifyChain("https://example.test/", good_.context(), last));
-    EXPECT_EQ(log_.take(),
-              (Lines{"CertificateAlt Validating Alt: https://example.test/",
-                     "CertificateAlt Failed to deduce certificate to use for URL: https://example.test/"}));
-    EXPECT_FALSE(verify_.verifyChain("https://google.test/", good_.context(), last));
-    EXPECT_EQ(log_.take().back(), "CertificateAlt No pinned keys for URL: https://google.test/");
+    const std::string first = "CertificateAlt Validating Alt: ";
+    EXPECT_FALSE(verify_.verifyChain(other_, good_.context(), last));
+    EXPECT_EQ(takeLines(),
+              (Lines{first + other_, "CertificateAlt Failed to deduce certificate to use for URL: " + other_}));
+    EXPECT_FALSE(verify_.verifyChain(unpinned_, good_.context(), last));
+    EXPECT_EQ(takeLines().back(), "CertificateAlt No pinned keys for URL: " + unpinned_);
     files_.write("tavrin.pem", tests::pemOf(key_));
     verify_.GetPublicKeys(CertificateSet::Tavrin);
     log_.take();
     EXPECT_TRUE(verify_.verifyChain(url_, good_.context(), last));
-    EXPECT_EQ(log_.take(), Lines{"CertificateAlt Validating Alt: " + url_});
+    EXPECT_EQ(takeLines(), Lines{first + url_});
     EXPECT_EQ(last, "before");
     EXPECT_FALSE(verify_.verifyChain(url_, bad_.context(), last));
     EXPECT_EQ(last, "Second");
-    EXPECT_EQ(withoutEvents(log_.take()), (Lines{"CertificateAlt Validating Alt: " + url_, report_[0], report_[1]}));
+    EXPECT_EQ(takeLines(), (Lines{first + url_, report_[0], report_[1]}));
     EXPECT_EQ(events_.lines(), reportedEvents_);
     EXPECT_TRUE(win32::script::calls("CertFreeCertificateChain").empty());
 }

@@ -1,18 +1,15 @@
 #include "data/data_file.h"
+#include "session_test.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <limits>
-
-#include "temp_directory.h"
-#include "win32/script.h"
 
 namespace {
 
 using data::DataFile;
 
-class DataFileTest : public testing::Test {
+constexpr std::uint64_t endless = std::numeric_limits<std::uint64_t>::max();
+
+class DataFileTest : public tests::SessionTest {
 protected:
     std::shared_ptr<DataFile> fileOf(const std::string& bytes) {
         auto file = DataFile::NewEmptyFile(directory_.wide("file"));
@@ -20,24 +17,22 @@ protected:
         return file;
     }
     std::string content() const { return directory_.read("file"); }
-    std::string read(DataFile& file, std::uint64_t offset, std::uint64_t size) {
+    static std::string read(DataFile& file, std::uint64_t offset, std::uint64_t size) {
         std::string bytes(size, '?');
         bytes.resize(file.read(offset, bytes.data(), size));
         return bytes;
     }
-    ~DataFileTest() override { win32::script::reset(); }
 
     tests::TempDirectory directory_;
 };
 
 TEST_F(DataFileTest, FailedOpenIsAnEmptyFileThatTakesNothing) {
-    const auto missing = DataFile::OpenReadOnlyFile(directory_.wide("missing"));
-    const auto nowhere = DataFile::NewEmptyFile(directory_.wide("none/file"));
-    for (const auto& file : {missing, nowhere}) {
+    for (const auto& file : {DataFile::OpenReadOnlyFile(directory_.wide("missing")),
+                             DataFile::NewEmptyFile(directory_.wide("none/file"))}) {
         EXPECT_EQ(file->size(), 0U);
         EXPECT_EQ(read(*file, 0, 4), "");
         file->append("x", 1);
-        file->fill(0, std::numeric_limits<std::uint64_t>::max());
+        file->fill(0, endless);
         file->makeReadOnly();
         EXPECT_FALSE(file->setModificationTime(0));
         EXPECT_EQ(file->name(), "");
@@ -46,15 +41,13 @@ TEST_F(DataFileTest, FailedOpenIsAnEmptyFileThatTakesNothing) {
 }
 
 TEST_F(DataFileTest, ReadsByOffsetAndCopies) {
-    const auto file = fileOf("0123456789");
-    EXPECT_EQ(read(*file, 8, 10), "89");
-    EXPECT_EQ(read(*file, 10, 1), "");
-    EXPECT_EQ(read(*file, std::numeric_limits<std::uint64_t>::max(), 1), "");
-    const std::string large(10000, 'x');
-    file->append(large.data(), large.size());
+    const auto file = fileOf("0123456789" + std::string(10000, 'x'));
+    EXPECT_EQ(read(*file, 8, 3), "89x");
+    EXPECT_EQ(read(*file, 10010, 1), "");
+    EXPECT_EQ(read(*file, endless, 1), "");
     const auto copy = DataFile::NewEmptyFile(directory_.wide("copy"));
     EXPECT_EQ(file->copyTo(8, *copy, 20000), 10002U);
-    EXPECT_EQ(directory_.read("copy"), "89" + large);
+    EXPECT_EQ(directory_.read("copy"), content().substr(8));
     EXPECT_EQ(DataFile::OpenReadOnlyFile(directory_.wide("file"))->copyTo(20000, *copy, 1), 0U);
 }
 
@@ -66,10 +59,8 @@ TEST_F(DataFileTest, WriteAtReplacesExtendsAndFillsTheGap) {
     EXPECT_EQ(content(), "aBCdEF");
     EXPECT_EQ(file->writeAt(9, "x", 1, false), 0U);
     EXPECT_EQ(file->writeAt(5, "fghi", 4), 4U);
-    EXPECT_EQ(content(), "aBCdEfghi");
     EXPECT_EQ(file->writeAt(19, "end", 3, true), 13U);
     EXPECT_EQ(content(), "aBCdEfghi" + std::string(10, '\0') + "end");
-    EXPECT_EQ(file->writeAt(0, "", 0), 0U);
     file->fill('z', 70);
     EXPECT_EQ(content().substr(22), std::string(70, 'z'));
 }
@@ -78,8 +69,7 @@ TEST_F(DataFileTest, EmptyFileGoesAndWrittenFileStays) {
     directory_.write("file", "old");
     {
         const auto file = DataFile::NewEmptyFile(directory_.wide("file"));
-        EXPECT_EQ(content(), "");
-        EXPECT_TRUE(directory_.has("file"));
+        EXPECT_TRUE(directory_.has("file") && content().empty());
     }
     EXPECT_FALSE(directory_.has("file"));
     fileOf("kept");
@@ -95,28 +85,21 @@ TEST_F(DataFileTest, EmptyFileGoesAndWrittenFileStays) {
 
 TEST_F(DataFileTest, ReadOnlyTakesNothing) {
     const auto file = fileOf("text");
+    fileOf("another writer");
+    EXPECT_EQ(read(*DataFile::OpenReadOnlyFile(directory_.wide("file")), 0, 9), "text") << "only reading is shared";
     EXPECT_FALSE(file->isReadOnly());
     EXPECT_TRUE(file->setModificationTime(1'000'000'000));
-    EXPECT_FALSE(file->setModificationTime(std::numeric_limits<std::uint64_t>::max() / 20'000'000));
+    EXPECT_FALSE(file->setModificationTime(endless / 20'000'000));
     file->makeReadOnly();
     file->append("more", 4);
     file->fill('x', 40);
     EXPECT_EQ(file->writeAt(0, "x", 1), 0U);
-    EXPECT_FALSE(file->setModificationTime(2'000'000'000));
-    EXPECT_FALSE(file->setCreationTime(2'000'000'000));
+    EXPECT_FALSE(file->setModificationTime(2'000'000'000) || file->setCreationTime(2'000'000'000));
     EXPECT_TRUE(file->isReadOnly());
-    EXPECT_EQ(content(), "text");
-    EXPECT_EQ(boost::filesystem::last_write_time(directory_.file("file")), 1'000'000'000);
     EXPECT_EQ(read(*file, 0, 9), "text");
+    EXPECT_EQ(boost::filesystem::last_write_time(directory_.file("file")), 1'000'000'000);
     fileOf("the writer's lock went with makeReadOnly");
     EXPECT_EQ(content(), "the writer's lock went with makeReadOnly");
-}
-
-TEST_F(DataFileTest, SharesReadingOnlyWhileWriting) {
-    const auto file = fileOf("first");
-    DataFile::NewEmptyFile(directory_.wide("file"))->append("second", 6);
-    EXPECT_EQ(content(), "first");
-    EXPECT_EQ(read(*DataFile::OpenReadOnlyFile(directory_.wide("file")), 0, 9), "first");
 }
 
 TEST_F(DataFileTest, FailureEndsTheOperationQuietly) {

@@ -3,75 +3,67 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <string>
 
+#include "captured_log.h"
+#include "device/device_list_update.h"
 #include "data/xml_value.h"
+#include "temp_directory.h"
 
 namespace {
 
+using tests::Bytes;
+using tests::bytesOf;
+using tests::Lines;
+
 data::Value tree(const std::string& text) { return data::parseXml(text.data(), text.size()); }
 
-std::vector<device::SupportedDevice> parse(const std::string& devices) {
-    return device::supportedEntries(tree("<device-set><devices>" + devices + "</devices></device-set>"));
+// The devices as "vendor:product:type", "+" for those that count for a transfer.
+Lines parse(const std::string& devices) {
+    Lines lines;
+    for (const auto& entry :
+         device::supportedEntries(tree("<device-set><devices>" + devices + "</devices></device-set>"))) {
+        lines.push_back(std::to_string(entry.vendorID) + ":" + std::to_string(entry.productID) + ":" + entry.typeID +
+                        (entry.brztsupport ? "+" : ""));
+    }
+    return lines;
 }
 
+std::string deviceOf(const std::string& variants) { return "<device><variants>" + variants + "</variants></device>"; }
 std::string variant(const std::string& vendor, const std::string& product, const std::string& more = "") {
     return "<variant><identification><vendorID>" + vendor + "</vendorID><productID>" + product +
            "</productID><typeID>T</typeID></identification>" + more + "</variant>";
 }
-
-std::string deviceOf(const std::string& variants) { return "<device><variants>" + variants + "</variants></device>"; }
-
-std::int64_t revision(const std::string& text) {
-    return device::deviceListRevision(
-        tree("<device-set><Revision-version>" + text + "</Revision-version></device-set>"));
+std::string list(const std::string& revision, const std::string& more = "") {
+    return "<device-set><Revision-version>" + revision + "</Revision-version>" + more + "</device-set>";
 }
-
-}  // namespace
 
 TEST(DeviceList, TakesSingleAndRepeatedElementsAlike) {
-    const auto one = parse(deviceOf(variant("0fce", "0x1A2B", "<brztsupport>YES</brztsupport>")));
-    ASSERT_EQ(one.size(), 1U);
-    EXPECT_EQ(one[0].vendorID, 0xFCEU);
-    EXPECT_EQ(one[0].productID, 0x1A2BU);
-    EXPECT_EQ(one[0].typeID, "T");
-    EXPECT_TRUE(one[0].brztsupport);
-    const auto many =
-        parse(deviceOf(variant("1", "2") + variant("1", "2")) + "<device/>" + deviceOf(variant("3", "4")));
-    ASSERT_EQ(many.size(), 3U);
-    EXPECT_EQ(many[1].vendorID, 1U);
-    EXPECT_EQ(many[2].productID, 4U);
-    EXPECT_FALSE(many[2].brztsupport);
-    EXPECT_TRUE(parse("").empty());
+    EXPECT_EQ(parse(deviceOf(variant("0010", "0x1A2B", "<brztsupport>YES</brztsupport>"))), Lines{"16:6699:T+"});
+    EXPECT_EQ(parse(deviceOf(variant("1", "2") + variant("1", "2")) + "<device/>" + deviceOf(variant("3", "4"))),
+              (Lines{"1:2:T", "1:2:T", "3:4:T"}));
+    EXPECT_EQ(parse(""), Lines());
     EXPECT_TRUE(device::supportedEntries(tree("<device-set>")).empty());
-}
 
-TEST(DeviceList, KeepsAnEntryWithoutAVendorAndSaysSo) {
     testing::internal::CaptureStdout();
-    const auto entries = parse(deviceOf("<variant/>" + variant("zz", "1", "<brztsupport>2</brztsupport>")));
+    EXPECT_EQ(parse(deviceOf("<variant/>" + variant("zz", "1", "<brztsupport>2</brztsupport>"))),
+              (Lines{"0:0:", "0:1:T"}));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "VendorID is missing\nVendorID is missing\n");
-    ASSERT_EQ(entries.size(), 2U);
-    EXPECT_EQ(entries[0].typeID, "");
-    EXPECT_FALSE(entries[1].brztsupport);
-}
 
-TEST(DeviceList, HoldsTheTextsOfTheUnsupported) {
-    using Texts = std::vector<std::string>;
-    const auto texts = [](const std::string& text) { return device::unsupportedEntries(tree(text)); };
-    EXPECT_EQ(texts("<device-set><devices><device>A</device><device> b<x>c</x>\n</device></devices></device-set>"),
-              (Texts{"A", " b\n"}));
-    EXPECT_EQ(texts("<device-set><devices><device>A</device></devices></device-set>"), Texts{"A"});
-    EXPECT_EQ(texts("garbage"), Texts{""});
+    const auto unsupported = [](const std::string& text) { return device::unsupportedEntries(tree(text)); };
+    EXPECT_EQ(
+        unsupported("<device-set><devices><device>A</device><device> b<x>c</x>\n</device></devices></device-set>"),
+        (Lines{"A", " b\n"}));
+    EXPECT_EQ(unsupported("<device-set><devices><device>A</device></devices></device-set>"), Lines{"A"});
+    EXPECT_EQ(unsupported("garbage"), Lines{""});
 }
 
 TEST(DeviceList, ReadsTheRevision) {
-    EXPECT_EQ(revision(" 42abc"), 42);
-    EXPECT_EQ(revision("abc"), 0);
-    EXPECT_EQ(revision("-7"), -7);
-    EXPECT_EQ(revision("99999999999999999999"), 0);
+    for (const auto& [text, revision] :
+         {std::pair{" 42abc", 42}, {"abc", 0}, {"-7", -7}, {"99999999999999999999", 0}}) {
+        EXPECT_EQ(device::deviceListRevision(tree(list(text))), revision) << text;
+    }
     EXPECT_EQ(device::deviceListRevision(data::nullValue), 0);
-    data::Value document(data::ValueType::Object);
-    document.member("device-set") = data::Value(data::ValueType::Object);
+    data::Value document = tree("<device-set><x/></device-set>");
     document.member("device-set").set("Revision-version", -3.9);
     EXPECT_EQ(device::deviceListRevision(document), -3);
     document.member("device-set").set("Revision-version", true);
@@ -79,22 +71,66 @@ TEST(DeviceList, ReadsTheRevision) {
 }
 
 TEST(DeviceList, MatchesTheVendorInFullAndTheProductInItsLowTwelveBits) {
-    const std::vector<device::SupportedDevice> list = {{0x0FCE, 0x1A2B, "", false}};
-    EXPECT_TRUE(device::deviceMatchesFilter(list, 0x0FCE, 0x1A2B));
-    EXPECT_TRUE(device::deviceMatchesFilter(list, 0x0FCE, 0x0A2B));
-    EXPECT_TRUE(device::deviceMatchesFilter(list, 0x0FCE, 0xFA2B));
-    EXPECT_FALSE(device::deviceMatchesFilter(list, 0x0FCE, 0x1A2C));
-    EXPECT_FALSE(device::deviceMatchesFilter(list, 0x1FCE, 0x1A2B));
+    const std::vector<device::SupportedDevice> devices = {{0x0FCE, 0x1A2B, "", false}};
+    for (const std::uint32_t product : {0x1A2BU, 0x0A2BU, 0xFA2BU}) {
+        EXPECT_TRUE(device::deviceMatchesFilter(devices, 0x0FCE, product));
+    }
+    EXPECT_FALSE(device::deviceMatchesFilter(devices, 0x0FCE, 0x1A2C));
+    EXPECT_FALSE(device::deviceMatchesFilter(devices, 0x1FCE, 0x1A2B));
     EXPECT_FALSE(device::deviceMatchesFilter({}, 0, 0));
 }
 
 TEST(DeviceList, KnowsTruth) {
-    EXPECT_TRUE(device::valueIsTrue(-1));
-    EXPECT_TRUE(device::valueIsTrue(std::nan("")));
-    EXPECT_TRUE(device::valueIsTrue("TruE"));
-    EXPECT_TRUE(device::valueIsTrue("1"));
-    EXPECT_TRUE(device::valueIsTrue(true));
-    EXPECT_FALSE(device::valueIsTrue(0.0));
-    EXPECT_FALSE(device::valueIsTrue(" yes"));
-    EXPECT_FALSE(device::valueIsTrue(data::nullValue));
+    for (const data::Value& value : {data::Value(-1), {std::nan("")}, {"TruE"}, {"1"}, {true}}) {
+        EXPECT_TRUE(device::valueIsTrue(value)) << value.toText();
+    }
+    for (const data::Value& value : {data::Value(0.0), {" yes"}, data::Value()}) {
+        EXPECT_FALSE(device::valueIsTrue(value)) << value.toText();
+    }
 }
+
+TEST(DeviceListUpdate, TheHigherRevisionWinsAndTheServersOfTwoAlike) {
+    const std::string newer = "Local devices XML is more recent than remote: ";
+    struct Row {
+        std::string server;
+        std::string local;
+        std::string chosen;  // with the revisions
+        std::string line;
+    };
+    for (const auto& [server, local, chosen, line] : {
+             Row{"", "", "none/", ""},
+             Row{"", list("1"), "local/", "Cannot find remote devices XML, using local"},
+             Row{list("1"), "", "server/", ""},
+             Row{list("2", "<x/>"), list("2"), "server2/2", "Remote devices XML revision: 2"},
+             Row{list("3x"), list("20"), "local20/3x", newer + "20 - 3"},
+             Row{"<broken", list("1"), "local1/", newer + "1 - 0"},
+             Row{list("-5"), "", "server/", ""},
+             Row{"<broken", "broken", "server/", "Remote devices XML revision: 0"},
+         }) {
+        SCOPED_TRACE(server + " " + local);
+        tests::CapturedLog log;
+        device::DeviceListStatus status;
+        const auto choice = device::newerDeviceList({bytesOf(server), {}, true}, bytesOf(local), status);
+        EXPECT_TRUE(choice.fresh);
+        const std::string bytes = tests::textOf(choice.bytes);
+        EXPECT_EQ((bytes.empty()    ? "none"
+                   : bytes == local ? "local"
+                                    : "server") +
+                      status.localRevision + "/" + status.serverRevision,
+                  chosen);
+        EXPECT_EQ(log.take(), line.empty() ? Lines() : Lines{"DeviceFilterHandler " + line});
+    }
+}
+
+TEST(DeviceListUpdate, TheEnvironmentIsAPieceOfTheAddress) {
+    const std::string host = device::downloadBaseUrl();
+    EXPECT_TRUE(host.starts_with("https://") && host.find("tavrin") != std::string::npos);
+    const char* const pieces[] = {"/production", "/production", "/sandbox", "/stage", "/production"};
+    for (std::uint32_t number = 0; number < std::size(pieces); ++number) {
+        device::setDeviceListServerEnvironment(0, number);
+        EXPECT_EQ(device::deviceListUrl(device::DeviceListKind::Supported),
+                  host + pieces[number] + "/zd/data/zd-supported-devices.xml");
+    }
+}
+
+}  // namespace

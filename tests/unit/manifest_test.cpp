@@ -4,7 +4,6 @@
 #include <openssl/err.h>
 
 #include <chrono>
-#include <functional>
 #include <random>
 #include <regex>
 
@@ -59,16 +58,10 @@ protected:
 
 TEST(SignedBytesTest, AreThoseOfTheExpression) {
     const std::regex expression("[ \t]*<manifest-signature>[^<]*</manifest-signature>[ \t]*\n");
-    const std::vector<std::string> pieces{" ",
-                                          "\t",
-                                          "\n",
-                                          "\r\n",
-                                          "<",
-                                          "x",
-                                          "<manifest-signature>",
-                                          "</manifest-signature>",
-                                          "\xff",
-                                          std::string(1, '\0')};
+    // The zero is a byte as any other.
+    const std::string one[] = {" ", "\t", "\n", "\r\n", "<", "x", "\xff", std::string(1, '\0')};
+    std::vector<std::string> pieces(std::begin(one), std::end(one));
+    pieces.insert(pieces.end(), {"<manifest-signature>", "</manifest-signature>"});
     std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same texts in each run
     for (int round = 0; round < 20'000; ++round) {
         std::string text;
@@ -102,10 +95,9 @@ TEST_F(ManifestTest, GivesTheApplicationOfThisSuite) {
 }
 
 TEST_F(ManifestTest, TakesEveryKindOfKeyThatSignsDigests) {
-    for (const tests::Key& key : {tests::ecKey(), tests::Key(EVP_RSA_gen(4096), EVP_PKEY_free)}) {
-        files_.write("key.pem", tests::pemOf(key));
-        EXPECT_EQ(verify(signedManifest({{}}, key)), base::Success);
-    }
+    const tests::Key curve = tests::ecKey();
+    files_.write("key.pem", tests::pemOf(curve));
+    EXPECT_EQ(verify(signedManifest({{}}, curve)), base::Success);
     log_.take();
     files_.write("key.pem", tests::pemOf(tests::Key(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"), EVP_PKEY_free)));
     EXPECT_EQ(verify(good()), base::VerificationFailed);

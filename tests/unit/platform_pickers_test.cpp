@@ -1,32 +1,25 @@
-#include <gtest/gtest.h>
 
-#include "captured_log.h"
-#include "data/json_value.h"
-#include "data/whole_file.h"
 #include "platform/platform_win32.h"
-#include "temp_session.h"
+#include "session_test.h"
+#include "data/json_value.h"
 #include "win32/com.h"
-#include "win32/error.h"
 #include "win32/file.h"
-#include "win32/script.h"
 
 namespace {
 
 using tests::Lines;
 
+// The cookie and the JSON, without its layout.
 class Receiver final : public dockset::PlatformResultReceiver {
 public:
     void onResult(std::uint64_t cookie, data::Value result) override {
-        const auto bytes = data::toJsonBytes(result);
-        told += std::to_string(cookie);
-        for (const std::uint8_t byte : bytes) {
-            told += std::isspace(byte) != 0 ? "" : std::string(1, static_cast<char>(byte));
-        }
+        told += std::to_string(cookie) + tests::textOf(data::toJsonBytes(result));
+        std::erase_if(told, [](char c) { return std::isspace(c) != 0; });
     }
     std::string told;
 };
 
-class PlatformPickersTest : public testing::Test {
+class PlatformPickersTest : public tests::SessionTest {
 protected:
     PlatformPickersTest() {
         win32::script::answerFileChooser([this](const std::string& question) {
@@ -35,12 +28,8 @@ protected:
         });
         log_.take();
     }
-    ~PlatformPickersTest() override { win32::script::reset(); }
-
     std::string told() { return std::exchange(receiver_->told, {}); }
 
-    tests::TempSession session_;
-    tests::CapturedLog log_;
     dockset::PlatformWin32 platform_{nullptr};
     const std::shared_ptr<Receiver> receiver_ = std::make_shared<Receiver>();
     std::string asked_;
@@ -48,10 +37,9 @@ protected:
 };
 
 TEST_F(PlatformPickersTest, PicksFiles) {
-    const std::string documents = (session_.path() / "home/Documents").string();
     choice_ = "C:";
     EXPECT_TRUE(platform_.browseFile(false, {}, receiver_, 7));
-    EXPECT_EQ(asked_, "Select file|" + documents + "|||open");
+    EXPECT_EQ(asked_, "Select file|" + (session_.path() / "home/Documents").string() + "|||open");
     EXPECT_EQ(told(), "7{\"hasFilePath\":true,\"pathBytes\":\"43003a00\"}");
     dockset::FileDialogRequest request;
     request.initialDirectory = W("/no such directory");
@@ -67,10 +55,6 @@ TEST_F(PlatformPickersTest, PicksFiles) {
     boost::filesystem::create_directories(backups);
     platform_.browseBackupFile(0, W("old"), receiver_, 7);
     EXPECT_EQ(asked_, "Select a PC Dockset backup (.dbk) file|" + backups.string() + "|File|*.old|open");
-    choice_.clear();
-    told();
-    EXPECT_TRUE(platform_.browseFile(false, {}, receiver_, 7));
-    EXPECT_EQ(told(), "");
 }
 
 TEST_F(PlatformPickersTest, PicksFolders) {
@@ -78,8 +62,7 @@ TEST_F(PlatformPickersTest, PicksFolders) {
         EXPECT_TRUE(platform_.browseFolder(base::widen(start), receiver_, 9, purpose, "state"));
         return told();
     };
-    const std::string cancelled = "9{\"hasDirPath\":false,\"returnToState\":\"state\"}";
-    EXPECT_EQ(pick("/tmp", 0), cancelled);
+    EXPECT_EQ(pick("/tmp", 0), "9{\"hasDirPath\":false,\"returnToState\":\"state\"}");
     EXPECT_EQ(asked_, "Select an iTunes backup location|/tmp|||open folder");
     EXPECT_EQ(win32::script::calls("IFileOpenDialog::SetOptions"), Lines{std::to_string(0x2010860)});
     pick("/none", 1);
@@ -141,33 +124,12 @@ TEST_F(PlatformPickersTest, ChecksPermissions) {
     EXPECT_EQ(log_.take(), Lines{"PERMISSIONS Cannot access directory /none"});
 }
 
-TEST(DialogTexts, AreThereInEveryLanguage) {
-    int languages = 0;
-    for (const auto& entry : boost::filesystem::directory_iterator(LOCALES_DIRECTORY)) {
-        if (entry.path().extension() != ".json") {
-            continue;
-        }
-        ++languages;
-        const data::Value texts = data::readJsonFile(base::widen(entry.path().string()));
-        for (const char* const key : {"RESTORE_PCD_FILE_BROWSER_FORMAT", "RESTORE_PCD_FILE_BROWSER_BODY",
-                                      "TRANSFER_IOS_FILE_BROWSER_BODY", "EXPORT_BACKUP_BROWSER_BODY"}) {
-            EXPECT_NE(texts.find(key).text, "") << entry.path() << " " << key;
-        }
-    }
-    EXPECT_EQ(languages, 29);
-}
-
-TEST_F(PlatformPickersTest, ReportsTheDisks) {
-    dockset::StorageInfo info{};
-    EXPECT_TRUE(platform_.getStorageInfo(info));
-    EXPECT_TRUE(info.writable[0] && info.writable[1] && info.writable[2] && info.memoryOk);
-    EXPECT_GT(info.freeBytes[0], 0U);
-    EXPECT_FALSE(info.extraTemp.present || info.volumeFound[0] || info.documentsError != 0);
-
+TEST_F(PlatformPickersTest, ReportsWhatFailsOfTheDisks) {
     win32::script::failNext("CreateFileW", ERROR_DISK_FULL, 1);
     win32::script::failNext("GetVolumePathNameW", ERROR_ACCESS_DENIED);
     win32::script::failNext("GlobalMemoryStatusEx", ERROR_NOT_SUPPORTED);
     win32::script::failNext("GetDiskFreeSpaceExW", ERROR_ACCESS_DENIED, 2);
+    dockset::StorageInfo info{};
     platform_.getStorageInfo(info);
     EXPECT_TRUE(info.writable[0] && !info.writable[1] && info.freeBytes[1] > 0);
     EXPECT_TRUE(info.volumePathFailed[1] && info.volumePathError[1] == 5 && info.volumeInfoError[1] == 3);
@@ -177,6 +139,12 @@ TEST_F(PlatformPickersTest, ReportsTheDisks) {
     EXPECT_EQ(log_.take(),
               (Lines{"STORAGEINFO CreateFile failed with 112", "STORAGEINFO GetDiskFreeSpaceExW failed with 5",
                      "STORAGEINFO GetVolumePathName failed with 5", "STORAGEINFO GetVolumeInformation failed with 3"}));
+
+    win32::script::failNext("SHGetKnownFolderPath", static_cast<DWORD>(E_FAIL));
+    info = {};
+    platform_.getStorageInfo(info);
+    EXPECT_EQ(std::string(info.documentsPath), (session_.path() / "home/Documents").string());
+    EXPECT_TRUE(info.documentsIdListed && info.folderIdsCount == 8 && info.extraDocuments.present);
 }
 
 // The layer takes a backslash as a separator and Boost.Filesystem doesn't here, so that one sees a directory and the
@@ -203,22 +171,6 @@ TEST_F(PlatformPickersTest, LooksAgainWhereTheStatusCantBeRead) {
     EXPECT_EQ(log_.take(),
               (Lines{threw, threw, "STORAGEINFO Path attribs failed with 5", "STORAGEINFO CreateFile failed with 112",
                      threw, "STORAGEINFO CreateFile failed with 267"}));
-}
-
-TEST_F(PlatformPickersTest, ReportsWhyThereAreNoDirectories) {
-    const tests::EnvironmentSetting temporary("TMPDIR", "/none");
-    win32::script::failNext("SHGetKnownFolderPath", static_cast<DWORD>(E_FAIL));
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    dockset::StorageInfo info{};
-    platform_.getStorageInfo(info);
-    EXPECT_TRUE(info.freeSpaceFailed[1] && info.writable[2]);
-    EXPECT_EQ(std::string(info.documentsPath), (session_.path() / "home/Documents").string());
-    EXPECT_TRUE(info.documentsIdListed && info.folderIdsCount == 8);
-    EXPECT_TRUE(info.extraDocuments.present && info.extraDocuments.volumePathError == 0);
-    // Boost.Filesystem refuses a temporary directory that isn't there.
-    EXPECT_EQ(std::string(info.tempPath), "/none");
-    EXPECT_TRUE(info.extraTemp.present && info.extraTemp.freeSpaceError == 3 && info.extraTemp.driveType > 0);
-    EXPECT_EQ(log_.lines().back(), "STORAGEINFO GetDiskFreeSpaceExW failed with 3 for /none");
 }
 
 }  // namespace
