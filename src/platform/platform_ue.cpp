@@ -125,12 +125,12 @@ WideString PlatformUEWin32::getUEUninstallString(std::string& status) {
 
 fs::path PlatformUEWin32::avoidProgramFiles(const fs::path& path) {
     constexpr std::string_view forms[] = {":/program files", ":/PROGRAM FILES", ":\\program files"};
-    const std::string text = base::narrow(base::widePath(path));
+    const auto& text = path.native();
     if (text.size() <= forms[0].size()) {
         return path;
     }
     for (std::size_t i = 0; i < forms[0].size(); ++i) {
-        const char c = text[i + 1];
+        const auto c = text[i + 1];
         if (c != forms[0][i] && c != forms[1][i] && c != forms[2][i]) {
             return path;
         }

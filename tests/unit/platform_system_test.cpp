@@ -100,7 +100,8 @@ TEST_F(PlatformSystemTest, SleepIsForbiddenOnce) {
     platform_.setSleepAllowed(true);
     EXPECT_TRUE(platform_.isSleepAllowed());
     EXPECT_EQ(log_.take(),
-              (Lines{"base Failed to enable no-sleep mode, 0x578", "base Failed to close power request handle"}));
+              (Lines{"base Failed to enable no-sleep mode, 0x578", "base Failed to disable no-sleep mode",
+                                  "base Failed to close power request handle"}));
 }
 
 TEST_F(PlatformSystemTest, TakesTheConfigurationsWord) {
@@ -165,7 +166,7 @@ TEST_F(PlatformSystemTest, ElevatesWhatNeedsIt) {
     win32::script::failNext("CreateProcessW", ERROR_ELEVATION_REQUIRED);
     win32::script::failNext("ShellExecuteExW", ERROR_CANCELLED);
     EXPECT_EQ(start(program, "/S /F"), nullptr);
-    EXPECT_EQ(win32::script::calls("ShellExecuteExW").back(), "runas|" + program + "|/S /F|");
+    EXPECT_EQ(win32::script::calls("ShellExecuteExW").back(), "runas|" + program + "|" + program + " /S /F|");
     EXPECT_EQ(cancelled_, 1U);
     EXPECT_EQ(error_, "ShellExecuteExW 1223, 0");
     const std::string before = "PlatformWin32 startProcess ";
@@ -174,7 +175,7 @@ TEST_F(PlatformSystemTest, ElevatesWhatNeedsIt) {
                                   before + "ShellExecuteExW returned 1223 trying to start " + program,
                                   before + "detail error = 0"}));
     const tests::EnvironmentSetting searched("PATH", (session_.path().string() + ":" + std::getenv("PATH")).c_str());
-    session_.makeProgram("pkexec", "shift; exec \"$@\"");
+    session_.makeProgram("pkexec", "[ \"$1\" = --help ] && exec echo --keep-cwd; shift; exec \"$@\"");
     win32::script::failNext("CreateProcessW", ERROR_ELEVATION_REQUIRED);
     win32::script::failNext("process handle", ERROR_NOT_ENOUGH_MEMORY);
     EXPECT_EQ(start(program), nullptr);

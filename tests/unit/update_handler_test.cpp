@@ -57,11 +57,11 @@ protected:
         handler_.reset();
         session_.write("zd-config.xml", "<config>" + config + "</config>");
         const base::UpdateDependencies means{server_,
-                                      server_,
-                                      std::make_shared<base::LauncherWin>(),
-                                      {{"", manifestUrl}, {"stage", "stage"}},
-                                      std::make_shared<dockset::AppSettings>(),
-                                      files_.file("key.pem")};
+                                             server_,
+                                             std::make_shared<base::LauncherWin>(),
+                                             {{"", manifestUrl}, {"stage", "stage"}},
+                                             std::make_shared<dockset::AppSettings>(),
+                                             files_.file("key.pem")};
         handler_ = std::make_unique<base::UpdateHandler>(means);
         handler_->reportFetchesTo([this](std::size_t, std::size_t, ResultCode code) {
             return code == base::InProgress || (fetched_.push_back(code), false);
@@ -139,9 +139,7 @@ TEST_F(UpdateHandlerTest, ChecksAndTellsInTheseWords) {
     EXPECT_EQ(log_.take(),
               (Lines{"autoupdate Getting manifest from server: ", "autoupdate Manifest downloaded successfully.",
                      "autoupdate Manifest successfully verified", "autoupdate Current version is 2.18.6.0",
-                     "autoupdate Newest version is 2.18.6.0.0", "autoupdate Up to date.",
-                     "autoupdate Getting downloaded version", "autoupdate Application support directory missing.",
-                     "autoupdate Failed to get version info path."}));
+                     "autoupdate Newest version is 2.18.6.0.0", "autoupdate Up to date."}));
     restart("<auto-update><server>nowhere</server></auto-update>");
     EXPECT_EQ(check(), base::GeneralFailure);
     EXPECT_EQ(log_.take(), Lines{"autoupdate Unrecognized server option in configuration file."});
@@ -263,17 +261,33 @@ TEST_F(UpdateHandlerTest, WhatChangedOnTheDiskIsntStartedButFetchedAnew) {
     swap(newerInstaller);
     EXPECT_EQ(install(), base::Success);
     EXPECT_EQ(starts(), 2U);
+}
+
+TEST_F(UpdateHandlerTest, AFreshRunStartsOnlyWhatAManifestNames) {
+    offerOf(release("2.19", installer));
+    restart();
+    EXPECT_EQ(install(), base::Success) << "the manifest is fetched first";
     restart();
     swap("#!/bin/sh\n# somebody's\n");
-    EXPECT_EQ(install(), base::Success) << "what this run has had nothing to do with is started as it is";
+    EXPECT_EQ(install(), base::InstallerFailed);
+    EXPECT_TRUE(logged("No verified manifest names the installer on the disk, which isn't started."));
+    restart();
+    server_->files.clear();
+    EXPECT_EQ(install(), base::InstallerFailed);
+    EXPECT_EQ(starts(), 1U);
+}
 
-    const auto path = updates() / "zdsetup.exe";
-    EXPECT_FALSE(base::isHeldFile(path));
-    const auto held = base::holdFile(path);
-    EXPECT_TRUE(base::isHeldFile(path));
-    tests::writeFile(updates() / "other", "evil");
-    boost::filesystem::rename(updates() / "other", path);
-    EXPECT_FALSE(base::isHeldFile(path)) << "the name is another file's";
+TEST_F(UpdateHandlerTest, WhatGrowsInManifestsNeverFalls) {
+    offerOf({.version = "2.20", .eula = "3.0", .more = "<forced>2.30</forced>"});
+    restart();
+    Application older = release("2.20", installer);
+    older.eula = "2.0";
+    older.more = "<forced>2.18.6.1</forced>";
+    offerOf(older);
+    EXPECT_EQ(base::storedVersion("forced"), (Version{2, 30}));
+    log_.take();
+    EXPECT_EQ(install(), base::Success);
+    EXPECT_TRUE(logged("The eula has been updated, starting installer with ui."));
 }
 
 // Whatever stands in the files' places: nothing is offered as fetched that isn't, nothing outside is written.
