@@ -131,6 +131,10 @@ TEST(DeviceListUpdate, TheEnvironmentIsAPieceOfTheAddress) {
         EXPECT_EQ(device::deviceListUrl(device::DeviceListKind::Supported),
                   host + pieces[number] + "/zd/data/zd-supported-devices.xml");
     }
+    device::setDownloadBaseUrl("https://other.test");
+    EXPECT_EQ(device::deviceListUrl(device::DeviceListKind::Unsupported),
+              "https://other.test/production/zd/data/zd-unsupported-devices.xml");
+    device::setDownloadBaseUrl(host);
 }
 
 }  // namespace

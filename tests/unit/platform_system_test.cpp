@@ -82,6 +82,8 @@ TEST_F(PlatformSystemTest, AddsUpADirectorysFiles) {
     EXPECT_EQ(sizeOf(""), 1024);
     EXPECT_EQ(sizeOf("a/"), 24);
     EXPECT_EQ(sizeOf("none"), -1);
+    std::uint64_t size = 5;
+    EXPECT_FALSE(platform_.getDirectorySize(W(""), size) || size != 0);
     win32::script::failNext("FindFirstFileW", ERROR_ACCESS_DENIED, 1);
     EXPECT_EQ(sizeOf(""), 1000) << "a directory that can't be listed counts nothing";
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <thread>
 
 namespace {
 
@@ -64,6 +65,21 @@ TEST(ValueTest, CopiesAreDeepAndPartsCanReplaceTheWhole) {
     EXPECT_EQ(moved.text, "changed");
     moved = Value(moved);
     EXPECT_EQ(moved.text, "changed");
+}
+
+// On a thread, whose stack is the smaller one.
+TEST(ValueTest, DepthCostsNoStack) {
+    std::thread([] {
+        Value deep(ValueType::Object);
+        Value* node = &deep;
+        for (int i = 0; i < 300'000; ++i) {
+            node = i % 2 == 0 ? &node->set("a", Value(ValueType::Array)) : &node->append(Value(ValueType::Object));
+        }
+        Value copy = deep;
+        copy = deep;
+        deep = Value(1);
+        EXPECT_TRUE(copy.find("a").type == ValueType::Array);
+    }).join();
 }
 
 }  // namespace
