@@ -140,6 +140,7 @@ TEST_F(PlatformPickersTest, ReportsWhatFailsOfTheDisks) {
               (Lines{"STORAGEINFO CreateFile failed with 112", "STORAGEINFO GetDiskFreeSpaceExW failed with 5",
                      "STORAGEINFO GetVolumePathName failed with 5", "STORAGEINFO GetVolumeInformation failed with 3"}));
 
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     win32::script::failNext("SHGetKnownFolderPath", static_cast<DWORD>(E_FAIL));
     info = {};
     platform_.getStorageInfo(info);
