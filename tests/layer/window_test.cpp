@@ -180,6 +180,19 @@ TEST_F(WindowTest, TimerTicksUntilKilled) {
     DestroyWindow(window);
 }
 
+TEST_F(WindowTest, PostsCarryNoAddresses) {
+    const HWND window = create();
+    seen.clear();
+    for (const UINT message : {WM_CREATE, WM_NCCREATE, WM_DRAWITEM}) {
+        EXPECT_FALSE(PostMessageW(window, message, 0, 0x1234));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_MESSAGE_SYNC_ONLY});
+    }
+    EXPECT_TRUE(PostMessageW(window, WM_TIMER, 1, 0x1234));
+    pump();
+    EXPECT_TRUE(seen.empty()) << "no timer has that procedure";
+    DestroyWindow(window);
+}
+
 TEST_F(WindowTest, QueueHasALimit) {
     const HWND window = create();
     for (WPARAM i = 0; i < 10'000; ++i) {

@@ -114,8 +114,8 @@ class Settings(unittest.TestCase):
             self.assertFalse(home.autostart_path.exists())
 
     def test_directories_may_have_any_name(self):
-        name = b'zd "h`ome"\n%20$x\xc3\xa9\xe9-'
-        written = b'zd \\\\"h\\\\`ome\\\\"\\n%%20\\\\$x\xc3\xa9\xe9-'
+        name = b'zd "h`ome"\n%20$x\xc3\xa9\xe9-CORP\\name'
+        written = b'zd \\\\"h\\\\`ome\\\\"\\n%%20\\\\$x\xc3\xa9\xe9-CORP\\\\\\\\name'
         with Home(prefix=os.fsdecode(name)) as home:
             agent = home.start_agent()
             agent.wait_until_listening()

@@ -51,6 +51,10 @@ class PortableDevices(unittest.TestCase):
         first, second = [device[0] for device in self.devices()]
         self.assertNotEqual(first, second)
         self.assertEqual([device[0] for device in self.devices()], [first, second])
+        # And where two of a kind claim the same one.
+        self.phones.plug("1-3", serial="SAME")
+        self.phones.plug("1-4", serial="SAME")
+        self.assertEqual(len({device[0] for device in self.devices()}), 4)
 
     def test_device_that_doesn_t_tell_its_identifiers(self):
         self.phones.plug("1-1", vendor=None, product="4ee2")

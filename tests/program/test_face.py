@@ -154,6 +154,7 @@ class Face(unittest.TestCase):
         desktop.start_bus()
         desktop.start_window_manager()
         agent = self.start_agent(desktop)
+        agent.wait_for_line("Shell_NotifyIcon(NIM_ADD) failed with 1460.")
         desktop.start_notifications()
         self.home.post("ZelmoDocksetAgent", AVAILABLE)  # no panel: the balloon comes all the same
         wait_for("the balloon", lambda: desktop.notifications() == 1)

@@ -94,7 +94,9 @@ def serve(connection, context):
         elif words[1] == b"/silent":
             connection.recv(1)
         else:
-            connection.sendall(ANSWERS[words[1]](request))
+            connection.sendall(ANSWERS[words[1].split(b"?")[0]](request))
+        if words[1] == b"/bare?ended":
+            connection.unwrap()  # the server's own word that this is the end
         if words[1] == b"/reset":
             time.sleep(0.1)  # what was sent goes first
             connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))

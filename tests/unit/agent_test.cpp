@@ -1,7 +1,9 @@
 #include "agent/agent.h"
 
-#include "base/log.h"
+#include <random>
+
 #include "agent/main_loop.h"
+#include "base/log.h"
 #include "base/object_names.h"
 #include "session_test.h"
 #include "win32/kernel.h"
@@ -84,6 +86,23 @@ TEST_F(AgentTest, TellsItsEventsApart) {
     send(WM_TIMER, agent::AGENT_TIMER_POPUP_REARM);
     iconEvent(NIN_SELECT);
     EXPECT_EQ(log_.take().size(), 1U);
+}
+
+TEST_F(AgentTest, SurvivesWhateverIsPosted) {
+    ASSERT_TRUE(init());
+    std::mt19937_64 random(1);  // NOLINT(cert-msc51-cpp): the same run each time
+    MSG message{};
+    for (UINT number = 0; number <= 0xFFFF; ++number) {
+        if (number == WM_CLOSE || number == WM_DESTROY || number == WM_QUIT) {
+            continue;  // which end it, as they should
+        }
+        PostMessageW(window(), number, random(), static_cast<LPARAM>(random()));
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE) {
+            DispatchMessageW(&message);
+        }
+    }
+    EXPECT_FALSE(agent::agentExitRequested);
+    EXPECT_TRUE(IsWindow(window()));
 }
 
 TEST_F(AgentTest, RestartWaitsForTheApplicationToGo) {

@@ -4,8 +4,8 @@
 
 #include "base/handle.h"
 #include "base/object_names.h"
-#include "session_test.h"
 #include "data/json_value.h"
+#include "session_test.h"
 #include "win32/mutex.h"
 
 namespace {
@@ -31,6 +31,8 @@ TEST_F(AppSettingsTest, TakeEachKeyOnItsOwnMerits) {
     EXPECT_FALSE(taken.find("send_usage_data").boolean);
     EXPECT_TRUE(taken.find("start_agent_on_system_start").boolean);
     EXPECT_TRUE(taken.find("start_zd_on_device_connection").boolean);
+    store(R"({"dockset_photo_custom_destination":"a\u0001\tb","send_usage_data":false})");
+    EXPECT_EQ(settings.settings().find("dockset_photo_custom_destination").text, "ab") << "as it could be read again";
     for (const char* const gone : {"{}", "{"}) {
         store(gone);
         EXPECT_FALSE(settings.settings().find("send_usage_data").boolean) << "what is gone keeps its last value";

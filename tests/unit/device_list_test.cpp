@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "captured_log.h"
-#include "device/device_list_update.h"
 #include "data/xml_value.h"
+#include "device/device_list_update.h"
 #include "temp_directory.h"
 
 namespace {

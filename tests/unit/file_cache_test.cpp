@@ -7,8 +7,8 @@
 #include "base/handle.h"
 #include "base/object_names.h"
 #include "base/paths.h"
-#include "session_test.h"
 #include "data/whole_file.h"
+#include "session_test.h"
 #include "win32/mutex.h"
 
 namespace {

@@ -80,7 +80,8 @@ protected:
         return true;
     }
     // "result fresh data stored asked-with"
-    std::string fetch(std::int32_t status, const HttpHeaders& answer, bool useCache, bool keepStale) {
+    std::string fetch(std::int32_t status, const HttpHeaders& answer, bool useCache, bool keepStale,
+                      const std::string& url = "https://u") {
         stored_ = asked_ = "-";
         Bytes data{'j', 'u', 'n', 'k'};
         bool fresh = true;
@@ -94,7 +95,7 @@ protected:
             return status;
         };
         const bool result =
-            base::getUrlCached(*this, httpGet, "https://u", data, &fresh, useCache, keepStale, false, nullptr, &detail);
+            base::getUrlCached(*this, httpGet, url, data, &fresh, useCache, keepStale, false, nullptr, &detail);
         return std::string(result ? "true " : "false ") + (fresh ? "fresh " : "stale ") + tests::textOf(data) + " " +
                stored_ + " " + asked_;
     }
@@ -118,6 +119,9 @@ TEST_F(CachedGetTest, AsksForWhatIsNewerAndKeepsWhatItGets) {
     EXPECT_EQ(fetch(200, {}, true, false), "true fresh new new/ If-Modified-Since=then");
     EXPECT_EQ(fetch(-1, {}, true, true), "true stale old - If-Modified-Since=then");
     EXPECT_EQ(fetch(500, {}, true, false), "false stale  - If-Modified-Since=then");
+    EXPECT_EQ(fetch(200, {}, true, true, "https://u/list.xml"), "true stale old - If-Modified-Since=then")
+        << "what isn't the document keeps the copy";
+    EXPECT_EQ(fetch(200, {{"Last-Modified", "d\r\x01"}}, true, false), "true fresh new new/ If-Modified-Since=then");
     cachedDate_ = "";
     EXPECT_EQ(fetch(304, {}, true, false), "true fresh old - -");
 }

@@ -115,6 +115,8 @@ TEST_F(HttpTransportTest, BrokenTransfersHaveNoStatus) {
         EXPECT_EQ(log_.lines().back(), line + curl_easy_strerror(code)) << path;
         EXPECT_EQ(detail_, "");
     }
+    EXPECT_EQ(request("GET", server_.plain("/endless")), -1);
+    EXPECT_EQ(log_.lines().back(), "CURLHTTP The answer is longer than 100000000 bytes");
     cancel_ = 2;
     EXPECT_EQ(get("/ok"), 200) << "only the low bit counts";
     std::thread canceller([this] { cancel_ = 3; });

@@ -101,8 +101,7 @@ TEST_F(PlatformSystemTest, SleepIsForbiddenOnce) {
     win32::script::failNext("CloseHandle", ERROR_INVALID_HANDLE);
     platform_.setSleepAllowed(true);
     EXPECT_TRUE(platform_.isSleepAllowed());
-    EXPECT_EQ(log_.take(),
-              (Lines{"base Failed to enable no-sleep mode, 0x578", "base Failed to disable no-sleep mode",
+    EXPECT_EQ(log_.take(), (Lines{"base Failed to enable no-sleep mode, 0x578", "base Failed to disable no-sleep mode",
                                   "base Failed to close power request handle"}));
 }
 

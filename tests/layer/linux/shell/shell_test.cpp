@@ -4,10 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
 #include <vector>
 
 #include "layer/linux/test_program.h"
 #include "linux/processes/command_line.h"
+#include "win32/file.h"
 #include "win32/kernel.h"
 
 namespace {
@@ -70,6 +73,28 @@ TEST_F(ShellTest, StartsProgramsAndInstallersThatNothingMadeExecutable) {
     ASSERT_NE(open(installer, W("/passive")), FALSE);
     EXPECT_EQ(firstArgument(), "/passive");
     EXPECT_EQ(fs::status(installer).permissions(), static_cast<fs::perms>(0750));
+}
+
+TEST_F(ShellTest, AHeldProgramIsTheOneThatRuns) {
+    const std::string program = makeProgram("held.exe");
+    const HANDLE held = CreateFileW(base::widen(program).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(held, INVALID_HANDLE_VALUE);
+    std::atomic<bool> ended = false;
+    std::thread swapper([&] {
+        while (!ended) {
+            std::ofstream(program + ".new") << "#!/bin/sh\necho swapped > \"" + output_ + "\"\n";
+            fs::permissions(program + ".new", fs::perms::owner_all);
+            fs::rename(program + ".new", program);
+        }
+    });
+    for (int i = 0; i < 50; ++i) {
+        ASSERT_NE(open(program, W("mine")), FALSE);
+        EXPECT_EQ(firstArgument(), "mine");
+    }
+    ended = true;
+    swapper.join();
+    CloseHandle(held);
 }
 
 TEST_F(ShellTest, TellsWhyNothingWasStarted) {
