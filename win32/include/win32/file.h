@@ -8,11 +8,10 @@
 // holder doesn't share fails with ERROR_SHARING_VIOLATION.
 // ReOpenFile: a second handle on the same file with other access. FILE_FLAG_DELETE_ON_CLOSE removes the file when the
 // handle that carries the flag is closed; until then it can be opened only with FILE_SHARE_DELETE.
-// SetFileTime: null or 0 leaves a time as it is. Linux keeps the time of creation to itself: asking for it succeeds and
-// changes nothing.
-// ReadFile and WriteFile: synchronous only (null OVERLAPPED); they serve pipes too. 0 bytes and TRUE is the end of the
-// file.
-// FlushFileBuffers: what was written is on the disk, or has been read from a pipe.
+// SetFileTime: null or 0 leaves a time as it is. Linux keeps the time of creation to itself: asking for that alone
+// fails with ERROR_NOT_SUPPORTED and changes nothing. ReadFile and WriteFile: synchronous only (null OVERLAPPED); they
+// serve pipes too. 0 bytes and TRUE is the end of the file. FlushFileBuffers: what was written is on the disk, or has
+// been read from a pipe.
 //
 // FindFirstFileW walks a directory given as "DIRECTORY\*": "." first, then "..", then the rest in no order, an entry a
 // call, in memory that doesn't grow with the directory. INVALID_HANDLE_VALUE with ERROR_PATH_NOT_FOUND,
