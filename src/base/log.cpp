@@ -1,7 +1,7 @@
 #include "base/log.h"
 
-#include <algorithm>
 #include <boost/filesystem/operations.hpp>
+#include <filesystem>
 #include <iomanip>
 #include <sstream>
 
@@ -33,8 +33,10 @@ std::string timeStamp() {
 
 }  // namespace
 
-Log::Log(const std::string& path)
-    : stream_(path, std::ios::out | std::ios::trunc), startTime_(std::chrono::steady_clock::now()) {}
+Log::Log(const boost::filesystem::path& path)
+    // In the native form, which on Windows is wide: a user's name need not fit the narrow one.
+    : stream_(std::filesystem::path(path.native()), std::ios::out | std::ios::trunc),
+      startTime_(std::chrono::steady_clock::now()) {}
 
 void Log::writeLine(std::string& line) {
     const std::lock_guard lock(mutex_);
@@ -55,9 +57,7 @@ std::shared_ptr<Log> createLog() {
     const boost::filesystem::path directory = base::applicationDirectory(base::Logs);
     boost::system::error_code ignored;
     boost::filesystem::create_directories(directory, ignored);
-    std::string path = (directory / ("agent_log_" + timeStamp() + ".txt")).string();
-    std::replace(path.begin(), path.end(), '\\', '/');
-    auto log = std::make_shared<Log>(path);
+    auto log = std::make_shared<Log>(directory / ("agent_log_" + timeStamp() + ".txt"));
     globalLog() = log;
     return log;
 }

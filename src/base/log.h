@@ -4,6 +4,7 @@
 // agent's own code calls logLine; modules call base::logMessage, which reaches the log through AgentLogReceiver.
 #pragma once
 
+#include <boost/filesystem/path.hpp>
 #include <chrono>
 #include <concepts>
 #include <cstddef>
@@ -19,9 +20,9 @@ namespace base {
 
 class Log {
 public:
-    // Opens the file at `path` (narrow), emptying one that is there. A file that can't be opened makes a log that
+    // Opens the file at `path`, emptying one that is there. A file that can't be opened makes a log that
     // writes nothing.
-    explicit Log(const std::string& path);
+    explicit Log(const boost::filesystem::path& path);
 
     // Writes one line. Any thread: the parts of a line never mix with another's, and times never go back.
     template <typename... Parts>
