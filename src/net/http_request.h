@@ -31,10 +31,10 @@ struct HTTPReqInfo {
     CURL* curlHandle = nullptr;                // while the transport has one
     Bytes responseBody;                        // what has arrived and wasn't taken
     HttpHeaders responseHeaders;               // of equal names the later line
+    std::size_t bodyLimit = SIZE_MAX;          // more than that at once in responseBody ends the transfer
     bool headersOfProxy = false;               // they are a proxy's answer to CONNECT, and go when the server's come
     bool isInHead = false;                     // a status line has come and the head's last line hasn't
-    std::size_t bodyLimit = SIZE_MAX;          // more than that at once in responseBody ends the transfer
-    bool bodyTooLong = false;                  // that has happened
+    bool bodyTooLong = false;                  // responseBody has reached its limit
     const std::uint8_t* uploadData = nullptr;  // not owned
     std::size_t uploadSize = 0;
     std::size_t uploadPosition = 0;

@@ -104,7 +104,7 @@ WideString showFileDialog(const FileDialog& dialog, void* owner) {
     name.Flags = dialog.saves ? saving : opening;
     name.lpstrDefExt = dialog.saves && !dialog.extension.empty() ? dialog.extension.c_str() : nullptr;
     const BOOL chosen = dialog.saves ? GetSaveFileNameW(&name) : GetOpenFileNameW(&name);
-    return chosen != FALSE ? WideString(path.c_str()).substr(0, MAX_PATH) : WideString();
+    return chosen != FALSE ? path.substr(0, path.find(WCHAR{})).substr(0, MAX_PATH) : WideString();
 }
 
 void deliverFile(const WideString& path, const PlatformResultHandler& handler, std::uint64_t cookie) {
