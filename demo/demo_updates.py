@@ -7,7 +7,7 @@ Pictures go to out/demo.
 
 import sys
 
-from demo import picture, run
+from demo import picture, run  # first: it finds the rig
 from desktop import Desktop
 from network import in_private_network
 from suite import wait_for
