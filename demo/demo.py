@@ -22,8 +22,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests/p
 import suite  # noqa: E402
 from desktop import Desktop  # noqa: E402
 from network import (  # noqa: E402
-    DOWNLOADS, LISTS, PROXY_PORT, Authority, Network, NetworkAgent, device_list, in_private_network,
-                     lay_pins)
+    DOWNLOADS, LISTS, PROXY_PORT, Authority, Network, NetworkAgent, device_list, in_private_network, lay_pins)
 from suite import Home, Phones, under_virtual_bus, wait_for  # noqa: E402
 
 PICTURES = suite.ROOT / "out/demo"
