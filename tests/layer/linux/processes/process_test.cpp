@@ -180,7 +180,7 @@ TEST_F(ProcessTest, ElevatedProgramsStartWhenTheUserAgrees) {
     const std::string program = makeProgram("installer", "exit 3");
     const auto searched = tests::searchFirst(session_.path() / "home");
     const auto elevate = [&](const std::string& answer) {
-        makeProgram("home/pkexec", answer);
+        makeProgram("home/pkexec", "[ \"$1\" = --help ] && exec echo --keep-cwd\n" + answer);
         const WideString file = base::widen(program);
         SHELLEXECUTEINFOW info{};
         info.cbSize = sizeof info;
