@@ -11,7 +11,6 @@
 namespace {
 
 using data::Value;
-using data::ValueType;
 using tests::Lines;
 
 class AppSettingsTest : public tests::SessionTest {
@@ -51,13 +50,10 @@ TEST_F(AppSettingsTest, KeepOfTheProxyWhatItsModeUses) {
     for (const auto& [mode, port, kept, asked] : {
              Row{R"("manual")", "65535", "manual,a,65535,e,", "manual,a,65535,,5"},
              Row{R"("manual")", "65536", "manual,a,0,e,", "manual,a,,,5"},
-             Row{R"("manual")", "0", "manual,a,0,e,", "manual,a,,,5"},
              Row{R"("manual")", R"("80")", "manual,a,0,e,", "manual,a,,,5"},
              Row{R"("scripturl")", "80", "scripturl,,0,<local>,s", "manual,,,s,5"},
              Row{R"("auto")", "80", "auto,,0,<local>,", "auto,,,,5"},
-             Row{R"("none")", "80", "none,,0,<local>,", "none,,,,5"},
              Row{R"("Manual")", "80", "system,,0,<local>,", "auto,,,,5"},
-             Row{"1", "80", "system,,0,<local>,", "auto,,,,5"},
          }) {
         SCOPED_TRACE(std::string(mode) + " " + port);
         store(std::string(R"({"proxy_setting":)") + mode + R"(,"proxy":{"address":"a","port":)" + port +
@@ -74,18 +70,6 @@ TEST_F(AppSettingsTest, KeepOfTheProxyWhatItsModeUses) {
                       answer.find("autoConfigScript").text + "," + std::to_string(answer.members.size()),
                   asked);
     }
-}
-
-TEST_F(AppSettingsTest, AnswerForTheUpdateServer) {
-    const auto configured = [this](const char* text) {
-        session_.write("zd-config.xml", text);
-        return dockset::AppSettings().autoUpdateConfig();
-    };
-    EXPECT_EQ(configured("<config><auto-update><server>stage</server></auto-update></config>").find("server").text,
-              "stage");
-    EXPECT_EQ(configured("<config><auto-update><server/></auto-update></config>").find("server").type, ValueType::Null);
-    EXPECT_EQ(configured("").type, ValueType::Null);
-    EXPECT_EQ(dockset::AppSettings().config().type, ValueType::Null);
 }
 
 TEST_F(AppSettingsTest, WaitForTheOtherProgram) {
@@ -120,11 +104,6 @@ TEST_F(AppSettingsTest, GoOnThroughEveryFailure) {
                                   "AppSettings No saved settings found", "AppSettings Saved app settings",
                                   "AppSettings Failed to set registry value, ZelmoDocksetAgent, 112"}));
     EXPECT_EQ(stored().find("instance_uuid"), std::string::npos);
-    win32::script::failNext("RegCreateKeyExW", ERROR_ACCESS_DENIED);
-    dockset::AppSettings third;
-    const Lines lines = log_.take();
-    EXPECT_EQ(*(lines.end() - 2), "AppSettings Failed to open registry key, 5");
-    EXPECT_EQ(lines.back(), "AppSettings Failed to set registry value, ZelmoDocksetAgent, 6");
 }
 
 }  // namespace

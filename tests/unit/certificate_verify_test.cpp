@@ -101,15 +101,6 @@ TEST_F(CertificateVerifyTest, LogsWhyAKeyFileHoldsNoKey) {
                                   "Certificate Failed to open public key file: tavrin3.pem"}));
     EXPECT_EQ(verify_.GetPublicKeys(CertificateSet::Tavrin).size(), 1U);
     EXPECT_EQ(log_.take(), Lines{}) << "read once";
-
-    CertificateVerifyWin other(files_.path());
-    files_.write("tavrin2.pem", "no lines of dashes");
-    files_.write("tavrin3.pem", "-----BEGIN PUBLIC KEY-----\nMFkw\n-----END PUBLIC KEY-----\n");
-    win32::script::failNext("CryptStringToBinaryA", ERROR_MORE_DATA, 1);
-    EXPECT_TRUE(other.GetPublicKeys(CertificateSet::Tavrin).empty());
-    EXPECT_EQ(log_.take(), (Lines{"Certificate Failed to convert public key: tavrin.pem",
-                                  "Certificate Failed to get converted public key length. Key: tavrin2.pem",
-                                  "Certificate Failed to decode public key: tavrin3.pem"}));
 }
 
 TEST_F(CertificateVerifyTest, AsksTheHandleForItsChain) {
@@ -139,27 +130,6 @@ TEST_F(CertificateVerifyTest, AsksTheHandleForItsChain) {
     verify(url_, false, &handle, {report_[0], report_[1], "Certificate No matching certificate found for: " + url_});
     EXPECT_EQ(events_.lines(), reportedEvents_);
     EXPECT_EQ(win32::script::calls("CertFreeCertificateChain"), (Lines{"2", "3"})) << "both are given back";
-}
-
-TEST_F(CertificateVerifyTest, JudgesAChainThatTheCallerHas) {
-    std::string last = "before";
-    const std::string first = "CertificateAlt Validating Alt: ";
-    EXPECT_FALSE(verify_.verifyChain(other_, good_.context(), last));
-    EXPECT_EQ(takeLines(),
-              (Lines{first + other_, "CertificateAlt Failed to deduce certificate to use for URL: " + other_}));
-    EXPECT_FALSE(verify_.verifyChain(unpinned_, good_.context(), last));
-    EXPECT_EQ(takeLines().back(), "CertificateAlt No pinned keys for URL: " + unpinned_);
-    files_.write("tavrin.pem", tests::pemOf(key_));
-    verify_.GetPublicKeys(CertificateSet::Tavrin);
-    log_.take();
-    EXPECT_TRUE(verify_.verifyChain(url_, good_.context(), last));
-    EXPECT_EQ(takeLines(), Lines{first + url_});
-    EXPECT_EQ(last, "before");
-    EXPECT_FALSE(verify_.verifyChain(url_, bad_.context(), last));
-    EXPECT_EQ(last, "Second");
-    EXPECT_EQ(takeLines(), (Lines{first + url_, report_[0], report_[1]}));
-    EXPECT_EQ(events_.lines(), reportedEvents_);
-    EXPECT_TRUE(win32::script::calls("CertFreeCertificateChain").empty());
 }
 
 }  // namespace

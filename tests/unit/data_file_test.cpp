@@ -40,31 +40,6 @@ TEST_F(DataFileTest, FailedOpenIsAnEmptyFileThatTakesNothing) {
     EXPECT_EQ(DataFile::NewEmptyFile(directory_.wide("none/file"))->writeAt(3, "ab", 2), 5U);
 }
 
-TEST_F(DataFileTest, ReadsByOffsetAndCopies) {
-    const auto file = fileOf("0123456789" + std::string(10000, 'x'));
-    EXPECT_EQ(read(*file, 8, 3), "89x");
-    EXPECT_EQ(read(*file, 10010, 1), "");
-    EXPECT_EQ(read(*file, endless, 1), "");
-    const auto copy = DataFile::NewEmptyFile(directory_.wide("copy"));
-    EXPECT_EQ(file->copyTo(8, *copy, 20000), 10002U);
-    EXPECT_EQ(directory_.read("copy"), content().substr(8));
-    EXPECT_EQ(DataFile::OpenReadOnlyFile(directory_.wide("file"))->copyTo(20000, *copy, 1), 0U);
-}
-
-TEST_F(DataFileTest, WriteAtReplacesExtendsAndFillsTheGap) {
-    const auto file = fileOf("abcdef");
-    EXPECT_EQ(file->writeAt(1, "BC", 2), 2U);
-    EXPECT_EQ(content(), "aBCdef");
-    EXPECT_EQ(file->writeAt(4, "EFGH", 4, false), 2U);
-    EXPECT_EQ(content(), "aBCdEF");
-    EXPECT_EQ(file->writeAt(9, "x", 1, false), 0U);
-    EXPECT_EQ(file->writeAt(5, "fghi", 4), 4U);
-    EXPECT_EQ(file->writeAt(19, "end", 3, true), 13U);
-    EXPECT_EQ(content(), "aBCdEfghi" + std::string(10, '\0') + "end");
-    file->fill('z', 70);
-    EXPECT_EQ(content().substr(22), std::string(70, 'z'));
-}
-
 TEST_F(DataFileTest, EmptyFileGoesAndWrittenFileStays) {
     directory_.write("file", "old");
     {
@@ -74,10 +49,6 @@ TEST_F(DataFileTest, EmptyFileGoesAndWrittenFileStays) {
     EXPECT_FALSE(directory_.has("file"));
     fileOf("kept");
     EXPECT_EQ(content(), "kept");
-    fileOf("marked")->markForDeletion();
-    EXPECT_FALSE(directory_.has("file"));
-    fileOf("")->makeReadOnly();
-    EXPECT_FALSE(directory_.has("file"));
     fileOf("closed")->close();
     DataFile::OpenReadOnlyFile(directory_.wide("file"))->markForDeletion();
     EXPECT_EQ(content(), "closed");

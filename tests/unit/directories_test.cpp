@@ -36,10 +36,4 @@ TEST(Directories, AreMadeWhereTheSystemKeepsThem) {
     EXPECT_EQ(log.take(), tests::Lines{"CREATEDIR Failed"});
 }
 
-TEST(Directories, FollowTheFolderThatTheSystemReports) {
-    const tests::TempSession session;
-    tests::writeFile(session.path() / "config/user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"$HOME/My \\\"Docs\\\"\"\n");
-    EXPECT_EQ(applicationDirectory(base::Documents), session.path() / "home/My \"Docs\"");
-}
-
 }  // namespace

@@ -122,26 +122,6 @@ TEST_F(FileCacheTest, DropsTheKeyOfAFileThatCannotBeWritten) {
     EXPECT_FALSE(other.put("key", bytesOf("x"), ""));
 }
 
-TEST(CacheMutexTest, OpensWhatAnotherUserMade) {
-    const tests::TempSession session;
-    const tests::CapturedLog log;
-    base::CacheMutex first("cache-mutex-test");
-    base::CacheMutex mutex("cache-mutex-test");
-    win32::script::failNext("CreateMutexA", ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_FALSE(mutex.open());
-    win32::script::failNext("CreateMutexA", ERROR_ACCESS_DENIED);
-    win32::script::failNext("CreateMutexA", ERROR_ACCESS_DENIED);
-    EXPECT_FALSE(mutex.open());
-    ASSERT_TRUE(first.open());
-    win32::script::failNext("CreateMutexA", ERROR_ACCESS_DENIED);
-    EXPECT_TRUE(mutex.open());
-    win32::script::failNext("CreateMutexA", ERROR_ACCESS_DENIED);
-    EXPECT_TRUE(mutex.open()) << "is open already";
-    EXPECT_EQ(log.lines(), (Lines{"CacheMutex Failed to create mutex with 8",
-                                  "CacheMutex Failed to open mutex with 2, will retry create",
-                                  "CacheMutex Failed to create mutex with 5"}));
-}
-
 TEST_F(FileCacheTest, ReleasesALockAsOftenAsItTookItAndGoesOnWithoutOne) {
     const std::string name = std::string("Global\\") + base::cacheMutexName;
     const base::Handle mutex(CreateMutexA(nullptr, FALSE, name.c_str()));

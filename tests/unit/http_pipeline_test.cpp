@@ -15,18 +15,6 @@ using base::Bytes;
 using base::HttpHeaders;
 using tests::Lines;
 
-TEST(UsageEvents, ReachTheSinkAndTheLog) {
-    const tests::CapturedLog log;
-    base::reportUsageEvent({.category = "nobody"});
-    const tests::CapturedEvents events;
-    base::reportUsageEvent(
-        {.category = "c", .action = "a", .label = "", .value = 7, .hasValue = true, .dimensions = {{6, "d"}}});
-    base::reportUsageEvent({});
-    EXPECT_EQ(events.lines(), (Lines{"c/a//6=d", "undefined/undefined/undefined"}));
-    EXPECT_EQ(log.lines(),
-              (Lines{"analytics event = c / a / 7", "analytics event = undefined / undefined / undefined"}));
-}
-
 TEST(ParseUrl, SplitsAtTheFirstMarks) {
     for (const auto& [url, text] : {
              std::pair{"https://a.b/c/d?e=f://g", "s a.b 443 /c/d?e=f://g"},

@@ -58,12 +58,6 @@ protected:
         lines.insert(lines.begin(), diagnostics);
         return lines;
     }
-    static Lines discoverForUpdateEngine() {
-        std::string diagnostics;
-        Lines lines = textsOf(base::getUEProxySettings("", &diagnostics));
-        lines.insert(lines.begin(), diagnostics);
-        return lines;
-    }
     static Lines lookUps() { return win32::script::calls("WinHttpGetProxyForUrl"); }
 
     tests::TempDirectory directory_;
@@ -94,9 +88,6 @@ TEST_F(ProxyDiscoveryTest, LogsFailuresAndGoesOn) {
     answer("0\\n0\\nhttp://s/\\n\\n\\nend\\n", "12167\\n\\nend\\n", "12180\\n\\nend\\n");
     EXPECT_EQ(discover(), (Lines{".nynye", "http://s/"}));
     EXPECT_EQ(log_.take(), Lines{"getProxySettings WinHttpGetProxyForURL type 0, 12167"});
-    win32::script::failNext("WinHttpOpen", 8);
-    EXPECT_EQ(discover(), Lines{"e....."});
-    EXPECT_EQ(log_.take(), Lines{"getProxySettings WinHttpOpen 8"});
 }
 
 TEST_F(ProxyDiscoveryTest, LogsOnWhereItIsAskedTo) {
@@ -109,17 +100,6 @@ TEST_F(ProxyDiscoveryTest, LogsOnWhereItIsAskedTo) {
     answer("0\\n1\\n\\n\\n\\nend\\n", "", "12015\\n\\nend\\n", "12015\\n\\nend\\n");
     EXPECT_EQ(discover(), Lines{".ynn.e"});
     EXPECT_EQ(log_.take().back(), "getProxySettings WinHttpGetProxyForURL (auto-logon) type 1, 12015");
-}
-
-TEST_F(ProxyDiscoveryTest, RunsAScriptForTheUpdateEngineOnlyWithDetection) {
-    answer("0\\n0\\nhttp://s/\\np:1\\n\\nend\\n");
-    EXPECT_EQ(discoverForUpdateEngine(), (Lines{".nyyy.", "http://s/", "p:1"}));
-    EXPECT_EQ(lookUps(), Lines());
-    answer("0\\n1\\nhttp://s/\\np:1\\n\\nend\\n", "0\\n\\nend\\n", "0\\n\\nend\\n");
-    EXPECT_EQ(discoverForUpdateEngine(), (Lines{".yyyyn", "http://s/", "p:1"}));
-    EXPECT_EQ(lookUps()[0], "http://software.tavrin.example/|2|0|http://s/|0");
-    answer("", "", "12180\\n\\nend\\n");
-    EXPECT_EQ(discoverForUpdateEngine(), Lines{".e...e"});
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include "data/xml_value.h"
 #include "temp_directory.h"
-#include "xml/xml_reader.h"
 
 namespace {
 
@@ -52,18 +51,6 @@ TEST(XmlTest, TextIsTheWholeContent) {
               " 12<&><>&\"'A\xF0\x9F\x98\x80\n");
     EXPECT_EQ(textOfA("<!DOCTYPE a [<!ENTITY e 'in &#38;#38; out'>]><a>&e;!</a>"), "in & out!");
     EXPECT_EQ(textOfA("<!DOCTYPE a [<!ELEMENT a (b)><!ATTLIST a d CDATA 'v'>]><a> <b/> </a>"), "  ");
-    std::string emoji;
-    for (int i = 0; i < 40'000; ++i) {
-        emoji += i % 7 == 0 ? "x\xF0\x9F\x98\x80" : "\xF0\x9F\x98\x80";
-    }
-    EXPECT_EQ(textOfA("<a>" + emoji + "</a>"), emoji);
-}
-
-TEST(XmlTest, CommentGoesToTheNextElement) {
-    const Value tree = parse("<!--lost--><!--root--><a>t<!--b--><b/><c/><!--none--></a><!--after-->");
-    EXPECT_EQ(*tree.find("a").comment, "root");
-    EXPECT_EQ(*tree.find("a", "b").comment, "b");
-    EXPECT_EQ(*tree.find("a", "c").comment, "");
 }
 
 TEST(XmlTest, ReadsAllEncodings) {
@@ -210,48 +197,6 @@ TEST(XmlTest, DepthCostsNoStack) {
         text.pop_back();
         EXPECT_TRUE(fails(text));
     }).join();
-}
-
-#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST(XmlTest, DepthCostsLittleMemory) {
-    // The most that this process has had, in KB.
-    const auto peak = [] {
-        const std::string text = tests::readFile("/proc/self/status");
-        return std::stol(text.substr(text.find("VmHWM:") + 6));
-    };
-    const Value tree = parse(repeated("<a>", 1'000'000) + repeated("</a>", 1'000'000));
-    EXPECT_LT(peak(), 400'000);
-    const Value copy = tree;
-    EXPECT_TRUE(copy.find("a", "a", "a").isObject());
-    EXPECT_LT(peak(), 560'000);
-}
-#endif
-
-TEST(XmlTest, ReaderCanBeDroppedAndThreadsReadAtOnce) {
-    const std::string text = "<a b='c'><!--d-->e</a>";
-    xml::XmlReader reader(text.data(), text.size());
-    EXPECT_EQ(reader.next(), xml::XmlEvent::Start);
-    EXPECT_EQ(reader.name(), "a");
-    EXPECT_EQ(reader.attributes().at(0).value, "c");
-    EXPECT_EQ(reader.next(), xml::XmlEvent::Comment);
-    EXPECT_EQ(reader.text(), "d");
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < 50; ++round) {
-                EXPECT_EQ(textOfA(text), "e");
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    const std::string broken = "<a>x</b>";
-    xml::XmlReader failing(broken.data(), broken.size());
-    EXPECT_EQ(failing.next(), xml::XmlEvent::Start);
-    EXPECT_EQ(failing.next(), xml::XmlEvent::Text);
-    EXPECT_EQ(failing.next(), xml::XmlEvent::Failed);
-    EXPECT_EQ(failing.next(), xml::XmlEvent::Failed);
 }
 
 }  // namespace
