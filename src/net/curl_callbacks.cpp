@@ -54,6 +54,15 @@ void noteStatus(HTTPReqInfo& request) {
     }
 }
 
+// An answer without a length ends with its connection: only the server's own word tells that from a cut one.
+void onTlsEvent(const SSL* tls, int event, int alert) {
+    constexpr int description = 0xFF;
+    auto* const request = static_cast<HTTPReqInfo*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), 0));
+    if (event == SSL_CB_READ_ALERT && (alert & description) == SSL3_AD_CLOSE_NOTIFY && request != nullptr) {
+        request->closeAnnounced = true;
+    }
+}
+
 void trustSystemRoots(SSL_CTX* context, CertificatePins& pins) {
     if (X509_STORE* const store = SSL_CTX_get_cert_store(context)) {
         for (X509* const root : pins.systemRoots()) {
@@ -132,10 +141,6 @@ int onProgress(void* record, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
 
 CURLcode onSslContext(CURL*, void* sslContext, void* record) {
     auto* const context = static_cast<SSL_CTX*>(sslContext);
-    if (context != nullptr) {
-        // An answer without a length ends with its connection: only the server's own word tells that from a cut one.
-        SSL_CTX_clear_options(context, SSL_OP_IGNORE_UNEXPECTED_EOF);
-    }
     const auto pins = certificatePins().get();
     if (context == nullptr || !pins) {
         return CURLE_OK;
@@ -144,6 +149,7 @@ CURLcode onSslContext(CURL*, void* sslContext, void* record) {
     if (record != nullptr) {
         HTTPReqInfo& request = requestOf(record);
         SSL_CTX_set_ex_data(context, 0, &request);
+        SSL_CTX_set_info_callback(context, onTlsEvent);
         const std::lock_guard lock(request.mutex);
         request.pinMatched = false;  // a proxy's chain, if it was spoken to over TLS, says nothing of the server's
         if (!request.pinnedKeys.empty()) {

@@ -21,7 +21,7 @@ using HttpHeaders = std::map<std::string, std::string>;
 // A transfer stops when the low bit of its word is set.
 using CancelWord = std::atomic<std::uint64_t>;
 
-// All fields but the two atomics are guarded by `mutex`. The record must outlive the request.
+// All fields but the atomics are guarded by `mutex`. The record must outlive the request.
 struct HTTPReqInfo {
     HTTPReqInfo() = default;
     HTTPReqInfo(const HTTPReqInfo&) = delete;
@@ -40,11 +40,12 @@ struct HTTPReqInfo {
     std::size_t uploadPosition = 0;
     std::atomic<bool> responseStarted{false};  // body bytes have arrived, or the request is over
     std::atomic<bool> finished{false};
-    std::int32_t status = -1;                // of HTTP; -1 until known, and after a transfer that failed
-    bool failed = false;                     // the transport reported an error
-    const CancelWord* cancelFlag = nullptr;  // not owned, may be null
-    std::string* detail = nullptr;           // not owned, may be null: "", "pinning:..." or "proxy:..." in the end
-    bool noPinning = false;                  // may be plain http, and any valid chain will do
+    std::atomic<bool> closeAnnounced{false};  // the server has said that its side of the TLS connection ends
+    std::int32_t status = -1;                 // of HTTP; -1 until known, and after a transfer that failed
+    bool failed = false;                      // the transport reported an error
+    const CancelWord* cancelFlag = nullptr;   // not owned, may be null
+    std::string* detail = nullptr;            // not owned, may be null: "", "pinning:..." or "proxy:..." in the end
+    bool noPinning = false;                   // may be plain http, and any valid chain will do
     std::vector<Bytes> pinnedKeys;  // DER public keys, of which the server's chain must show one; none: any chain
     bool pinMatched = false;
     bool pinRejected = false;  // the chain showed none, and the two texts tell of it

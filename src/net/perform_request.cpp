@@ -5,6 +5,7 @@
 
 #include <openssl/x509_vfy.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "base/log_receiver.h"
@@ -63,6 +64,8 @@ private:
     // Under the record's mutex, as are those below.
     std::int32_t status() const;
     bool isRejected() const;
+    // Whether only the connection's end has ended the answer, and nobody has said that this was it.
+    bool mayBeCut() const;
     void noteFailure(CURLcode code);
     void explain(CURLcode code) const;
 
@@ -181,7 +184,7 @@ std::int32_t Transfer::perform() {
     std::int32_t result = -1;
     {
         const std::lock_guard lock(record_.mutex);
-        if (code == CURLE_OK && record_.isInHead) {
+        if (code == CURLE_OK && (record_.isInHead || mayBeCut())) {
             code = CURLE_PARTIAL_FILE;  // libcurl takes a connection's end for that of a head without a length
         }
         if (code == CURLE_OK) {
@@ -204,6 +207,21 @@ std::int32_t Transfer::perform() {
 
 bool Transfer::isRejected() const {
     return !record_.noPinning && !record_.pinMatched && record_.pinRejected && parseUrl(url_).https;
+}
+
+bool Transfer::mayBeCut() const {
+    constexpr std::int32_t noContent = 204;
+    constexpr std::int32_t notModified = 304;
+    const std::int32_t answered = status();
+    long version = 0;
+    curl_easy_getinfo(handle_, CURLINFO_HTTP_VERSION, &version);
+    const bool hasEnd =
+        std::any_of(record_.responseHeaders.begin(), record_.responseHeaders.end(), [](const auto& each) {
+            const std::string name = toLower(each.first);
+            return name == "content-length" || name == "transfer-encoding";
+        });
+    return parseUrl(url_).https && version <= CURL_HTTP_VERSION_1_1 && !hasEnd && answered != noContent &&
+           answered != notModified && !record_.closeAnnounced;
 }
 
 std::int32_t Transfer::status() const {

@@ -165,6 +165,9 @@ TEST_F(HttpTransportTest, NeedsATrustedServerThatShowsAPinnedKey) {
     files.write("tavrin3.pem", tests::pemOf(server_.publicKey()));
     EXPECT_EQ(ask("/ok"), 200);
     EXPECT_EQ(detail_, "");
+    EXPECT_EQ(ask("/bare?ended"), 200);
+    EXPECT_EQ(body_, "body");
+    EXPECT_EQ(ask("/bare"), -1) << "it may have been cut off";
 
     for (const auto& [key, status] : {std::pair{Bytes{1}, -1}, {tests::derOf(server_.publicKey()), 200}}) {
         HttpProviderCURL provider;
