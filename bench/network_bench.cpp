@@ -247,7 +247,7 @@ void listPass(benchmark::State& state) {
     device::DeviceFilterHandler handler;
     for (auto _ : state) {
         device::DeviceListStatus status;
-        auto text = device::fetchDeviceList(device::DeviceListKind::Supported, status);
+        auto text = device::fetchDeviceList(device::DeviceListKind::Supported, status, nullptr);
         handler.replaceSupported(text.tree ? *text.tree : data::parseXml(text.bytes.data(), text.bytes.size()));
         benchmark::DoNotOptimize(matchesTenPhones(handler.supportedDevices()));
     }

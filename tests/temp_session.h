@@ -74,13 +74,12 @@ private:
 #else
 
 // A user's session of the test's own: runtime directory, home, base directories and the one for temporary files below
-// one directory, and neither a bus nor a display. With it ends what the test has scripted.
+// one directory, and neither a bus nor a display.
 class TempSession {
 public:
     TempSession() = default;
     TempSession(const TempSession&) = delete;
     TempSession& operator=(const TempSession&) = delete;
-    ~TempSession() { win32::script::reset(); }
 
     const boost::filesystem::path& path() const { return directory_.path(); }
     // Where the suite keeps its own files, which the next three name by their paths below it.

@@ -1,17 +1,23 @@
-// Tests that make no session of their own still write nothing into the user's: they have a runtime directory of the
-// run.
+// What all tests of a run have: a runtime directory of the run, so that those without a session of their own write
+// nothing into the user's, and no script that an earlier test has left.
 
 #include <gtest/gtest.h>
 
 #include <optional>
 
 #include "temp_session.h"
+#include "win32/script.h"
 
 namespace {
+
+class ScriptReset : public testing::EmptyTestEventListener {
+    void OnTestEnd(const testing::TestInfo& /*test*/) override { win32::script::reset(); }
+};
 
 class OwnRuntimeDirectory : public testing::Environment {
 public:
     void SetUp() override {
+        testing::UnitTest::GetInstance()->listeners().Append(new ScriptReset);  // the framework's to delete
         directory_.emplace();
         runtime_.emplace("XDG_RUNTIME_DIR", directory_->path().c_str());
     }
