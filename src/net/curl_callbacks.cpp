@@ -57,8 +57,10 @@ void noteStatus(HTTPReqInfo& request) {
 // An answer without a length ends with its connection: only the server's own word tells that from a cut one.
 void onTlsEvent(const SSL* tls, int event, int alert) {
     constexpr int description = 0xFF;
-    auto* const request = static_cast<HTTPReqInfo*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), 0));
-    if (event == SSL_CB_READ_ALERT && (alert & description) == SSL3_AD_CLOSE_NOTIFY && request != nullptr) {
+    const SSL_CTX* const context = SSL_get_SSL_CTX(tls);
+    auto* const request = static_cast<HTTPReqInfo*>(SSL_CTX_get_ex_data(context, 0));
+    if (event == SSL_CB_READ_ALERT && (alert & description) == SSL3_AD_CLOSE_NOTIFY && request != nullptr &&
+        request->serverContext == context) {
         request->closeAnnounced = true;
     }
 }
@@ -150,6 +152,7 @@ CURLcode onSslContext(CURL*, void* sslContext, void* record) {
         HTTPReqInfo& request = requestOf(record);
         SSL_CTX_set_ex_data(context, 0, &request);
         SSL_CTX_set_info_callback(context, onTlsEvent);
+        request.serverContext = context;  // a proxy's connection comes before the server's
         const std::lock_guard lock(request.mutex);
         request.pinMatched = false;  // a proxy's chain, if it was spoken to over TLS, says nothing of the server's
         if (!request.pinnedKeys.empty()) {

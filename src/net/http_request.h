@@ -35,6 +35,7 @@ struct HTTPReqInfo {
     bool headersOfProxy = false;               // they are a proxy's answer to CONNECT, and go when the server's come
     bool isInHead = false;                     // a status line has come and the head's last line hasn't
     bool bodyTooLong = false;                  // responseBody has reached its limit
+    const void* serverContext = nullptr;       // of the latest TLS connection; only the request's own thread asks
     const std::uint8_t* uploadData = nullptr;  // not owned
     std::size_t uploadSize = 0;
     std::size_t uploadPosition = 0;
