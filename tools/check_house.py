@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
-"""The rules of the house: format, clang-tidy, who may include whom, and the share of the tests.
+"""The rules of the house: format, clang-tidy, who may include whom, whole translations, and the share of the tests.
 
 Prints what breaks a rule, a line each, and ends with 1 if there is any.
 """
 
+import json
 import os
 import pathlib
 import re
 import subprocess
 import sys
+import xml.etree.ElementTree
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
@@ -150,6 +152,32 @@ def broken_rules():
                 yield f"{name_of(path)}:{number}: wchar_t, std::wstring or a wide literal"
 
 
+# The longest texts of a balloon's header and of its text, in UTF-16 units.
+BALLOON = {"header": 63, "text": 255}
+
+
+def broken_locales():
+    """Each language has all texts of the English one, none of them empty, and those of balloons fit."""
+    locales = ROOT / "resources/locales"
+
+    def texts(path):
+        if path.suffix == ".json":
+            return json.loads(path.read_text())
+        return {item.get("name"): item.text or "" for item in xml.etree.ElementTree.parse(path).getroot()}
+
+    for english in (locales / "agent-en.xml", locales / "zd_lang_en.json"):
+        expected = texts(english)
+        kind = english.stem.removesuffix("en") + "*" + english.suffix
+        for path in sorted(locales.glob(kind)):
+            own = texts(path)
+            for name in sorted({*expected, *own}):
+                units = len(own.get(name, "").encode("utf-16-le")) // 2
+                if name not in expected or not 0 < units <= BALLOON.get(name.split("_")[-1], 10_000):
+                    yield f"{name_of(path)}: {name} is missing, unknown, or too long for a balloon"
+            if own == expected and not path.stem.startswith(english.stem):
+                yield f"{name_of(path)}: not translated"
+
+
 def count_lines(paths):
     blank = re.compile(r"\s*(//.*|#.*)?$")
     is_code = {
@@ -164,7 +192,7 @@ def count_lines(paths):
 def print_share():
     code = count_lines(sources("src", "win32", "suite"))
     tests = count_lines(path for path in sorted((ROOT / "tests").rglob("*")) if path.suffix in (".cpp", ".h", ".py", ".sh"))
-    print(f"tests: {tests} lines beside {code} of the programs, {100 * tests // max(code + tests, 1)} per cent of all")
+    print(f"tests: {tests} lines to {code} of the programs, {100 * tests / code:.1f} per cent")
 
 
 def run(title, command):
@@ -176,7 +204,7 @@ def main():
     everything = [name_of(path) for path in sources("src", "win32", "suite", "tests", "bench")]
     units = r"/(src|suite|win32/linux)/[^.]*\.cpp$"
     good = run("format", ["clang-format", "--dry-run", "-Werror", *everything])
-    broken = list(broken_rules())
+    broken = [*broken_rules(), *broken_locales()]
     print("house rules", *broken, sep="\n")
     good &= not broken
     print_share()

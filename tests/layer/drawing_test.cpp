@@ -23,20 +23,15 @@ protected:
     }
     void TearDown() override { Gdiplus::GdiplusShutdown(token); }
 
-    static Gdiplus::GpStatus decode(const unsigned char* bytes, std::size_t size, Gdiplus::GpBitmap** bitmap) {
-        const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, size);
-        std::memcpy(GlobalLock(memory), bytes, size);
+    static HBITMAP load() {
+        const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, sizeof(smallPicture));
+        std::memcpy(GlobalLock(memory), smallPicture, sizeof(smallPicture));
         EXPECT_FALSE(GlobalUnlock(memory));
         IStream* stream = nullptr;
         EXPECT_EQ(CreateStreamOnHGlobal(memory, TRUE, &stream), S_OK);
-        const auto status = GdipCreateBitmapFromStream(stream, bitmap);
-        stream->Release();
-        return status;
-    }
-
-    static HBITMAP load() {
         Gdiplus::GpBitmap* decoded = nullptr;
-        EXPECT_EQ(decode(smallPicture, sizeof(smallPicture), &decoded), Gdiplus::Ok);
+        EXPECT_EQ(GdipCreateBitmapFromStream(stream, &decoded), Gdiplus::Ok);
+        stream->Release();
         HBITMAP bitmap = nullptr;
         EXPECT_EQ(GdipCreateHBITMAPFromBitmap(decoded, &bitmap, 0xFF000000), Gdiplus::Ok);
         EXPECT_EQ(GdipDisposeImage(decoded), Gdiplus::Ok);
@@ -63,35 +58,14 @@ TEST_F(DrawingTest, BlendsByTheAlphaOfThePicture) {
     EXPECT_EQ(GetPixel(to, 0, 0), RGB(0, 127, 128));
     ASSERT_TRUE(AlphaBlend(to, 1, 1, 1, 1, from, 1, 1, 1, 1, over));
     EXPECT_EQ(GetPixel(to, 1, 1), RGB(0, 255, 0));
-    EXPECT_EQ(GetPixel(to, 2, 0), CLR_INVALID);
-    // A part of the source that isn't there.
-    EXPECT_FALSE(AlphaBlend(to, 0, 0, 2, 2, from, 1, 0, 2, 2, over));
-    ASSERT_TRUE(StretchBlt(to, 0, 0, 2, 2, from, 1, 0, 2, 2, SRCCOPY));
-    EXPECT_EQ(GetPixel(to, 0, 0), RGB(0, 0, 128));
-    EXPECT_EQ(GetPixel(to, 1, 0), RGB(0, 255, 0));
-    // Within one picture.
-    EXPECT_FALSE(AlphaBlend(to, 0, 0, 2, 1, to, 1, 0, 1, 1, over));
-    ASSERT_TRUE(StretchBlt(to, 0, 0, 2, 2, to, 0, 0, 1, 1, SRCCOPY));
-    EXPECT_EQ(GetPixel(to, 1, 1), RGB(0, 0, 128));
     EXPECT_EQ(SelectObject(to, source), nullptr);  // another's
     EXPECT_FALSE(DeleteObject(source));            // selected
     EXPECT_EQ(SelectObject(from, before), static_cast<HGDIOBJ>(source));
     EXPECT_TRUE(DeleteObject(before));  // the context's own stays
     EXPECT_TRUE(DeleteObject(source));
-    EXPECT_FALSE(AlphaBlend(to, 0, 0, 0, 1, from, 0, 0, 1, 1, over));
     EXPECT_TRUE(DeleteDC(from));
-    EXPECT_FALSE(DeleteDC(from));
-    EXPECT_FALSE(StretchBlt(to, 0, 0, 1, 1, from, 0, 0, 1, 1, SRCCOPY));
     EXPECT_TRUE(DeleteDC(to));
     EXPECT_TRUE(DeleteObject(target));
-}
-
-TEST_F(DrawingTest, RefusesWhatIsNoPicture) {
-    Gdiplus::GpBitmap* bitmap = nullptr;
-    EXPECT_NE(decode(smallPicture, 40, &bitmap), Gdiplus::Ok);
-    const unsigned char text[] = "not a picture";
-    EXPECT_EQ(decode(text, sizeof(text), &bitmap), Gdiplus::InvalidParameter);
-    EXPECT_EQ(bitmap, nullptr);
 }
 
 HBITMAP logo;
@@ -146,7 +120,6 @@ TEST_F(DrawingTest, VisibleWindowsAndTheirControlsAreDrawn) {
     EXPECT_EQ(place.left, 30);
     EXPECT_EQ(place.bottom, 46);
     EXPECT_TRUE(DestroyWindow(window));
-    EXPECT_FALSE(GetWindowRect(window, &place));
     EXPECT_TRUE(DeleteObject(logo));
 }
 

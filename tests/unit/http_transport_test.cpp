@@ -186,37 +186,6 @@ TEST_F(HttpTransportTest, NeedsATrustedServerThatShowsAPinnedKey) {
     EXPECT_EQ(ask("/ok"), -1) << "nobody vouches for the server";
 }
 
-// Everything that `read` gives until there is no more.
-std::string readAll(HttpProviderCURL& provider, std::size_t piece, bool& good) {
-    std::string all;
-    std::string buffer(piece, '\0');
-    std::size_t count = 0;
-    for (std::int32_t more = 1; more != 0;) {
-        good = provider.read(buffer.data(), piece, &count, &more);
-        all.append(buffer, 0, count);
-    }
-    return all;
-}
-
-TEST_F(HttpTransportTest, ProviderTellsOfFailures) {
-    HttpProviderCURL provider;
-    bool good = true;
-    provider.open(server_.plain("/ok"), "GET");
-    provider.send({}, 0, nullptr);
-    EXPECT_EQ(statusOf(provider), -1) << "plain http is refused";
-    EXPECT_EQ(readAll(provider, 10, good), "");
-    const auto send = [&](const char* path) {
-        provider.open(server_.plain(path), "GET");
-        provider.reset();
-        provider.disablePinning();
-        provider.send({}, 0, nullptr);
-    };
-    send("/cut");
-    EXPECT_EQ(readAll(provider, 1000, good).size(), 100U);
-    EXPECT_FALSE(good);
-    EXPECT_EQ(statusOf(provider), -1);
-}
-
 TEST_F(HttpTransportTest, HandlerServesWholeRequestsAndNeedsItsPlatform) {
     Bytes response = tests::bytesOf("junk");
     EXPECT_EQ(handler_.httpGet(server_.plain("/ok"), {}, headers_, response, false, nullptr, nullptr), -1);

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "base/language.h"
-#include "base/text.h"
 #include "captured_log.h"
-#include "data/whole_file.h"
 #include "temp_directory.h"
 
 namespace {
@@ -60,41 +58,6 @@ TEST_F(MessagesTest, KeepsItsDefaultsWithoutAList) {
         EXPECT_FALSE(load(document));
         EXPECT_EQ(log_.take(), Lines{"agent Failed to load localization xml"});
     }
-}
-
-// Every language of the installation names all texts, fills each, and keeps the balloons' limits.
-TEST(Locales, AreWholeAndFitTheBalloons) {
-    int menus = 0;
-    int dialogs = 0;
-    for (const auto& entry : boost::filesystem::directory_iterator(LOCALES_DIRECTORY)) {
-        SCOPED_TRACE(entry.path().filename().string());
-        const WideString path = base::widen(entry.path().string());
-        if (entry.path().extension() == ".json") {
-            const data::Value texts = data::readJsonFile(path);
-            for (const char* const key : {"RESTORE_PCD_FILE_BROWSER_FORMAT", "RESTORE_PCD_FILE_BROWSER_BODY",
-                                          "TRANSFER_IOS_FILE_BROWSER_BODY", "EXPORT_BACKUP_BROWSER_BODY"}) {
-                EXPECT_NE(texts.find(key).text, "") << key;
-            }
-            ++dialogs;
-            continue;
-        }
-        agent::Messages messages;
-        ASSERT_TRUE(agent::loadMessages(messages, entry.path()));
-        EXPECT_LE(std::max(messages.updateAvailableHeader.size(), messages.updateDownloadedHeader.size()), 63U);
-        EXPECT_LE(std::max(messages.updateAvailableText.size(), messages.updateDownloadedText.size()), 255U);
-        const auto document = data::readXmlFile(path);
-        const auto& items = document.find("resources", "string").items;
-        EXPECT_EQ(items.size(), 12U);
-        for (const auto& item : items) {
-            EXPECT_FALSE(item.text.empty());
-        }
-        const std::string language = entry.path().stem().string().substr(6);
-        EXPECT_EQ(base::pickSupportedLanguage({language}), language);
-        EXPECT_TRUE(language.starts_with("en") || messages.launch != agent::Messages().launch) << "not translated";
-        ++menus;
-    }
-    EXPECT_EQ(menus, 29);
-    EXPECT_EQ(dialogs, 29);
 }
 
 }  // namespace

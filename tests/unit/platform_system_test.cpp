@@ -20,20 +20,6 @@ protected:
     std::string error_ = "earlier";
 };
 
-TEST_F(PlatformSystemTest, NamesTheUsersLocales) {
-    const tests::EnvironmentSetting languages("LANGUAGE", "de:fr_CA");
-    const tests::EnvironmentSetting all("LC_ALL", nullptr);
-    const tests::EnvironmentSetting messages("LC_MESSAGES", nullptr);
-    const tests::EnvironmentSetting language("LANG", "de_AT.UTF-8");
-    session_.write("zd-config.xml",
-                   "<config><localization><language-code>default</language-code></localization></config>");
-    dockset::PlatformWin32 platform(nullptr);
-    log_.take();
-    EXPECT_EQ(platform.getPreferredLocales(), (Lines{"de", "fr-CA", "de-AT"}));
-    EXPECT_EQ(log_.take(), (Lines{"getPreferredLocales Found locale de", "getPreferredLocales Found locale fr-CA",
-                                  "getPreferredLocales Found locale de-AT", "getPreferredLocales 3 locales found"}));
-}
-
 TEST_F(PlatformSystemTest, ComposesTheCommandLine) {
     const auto composed = [&](const std::string& path, const std::string& arguments,
                               const std::string& directory = {}) {

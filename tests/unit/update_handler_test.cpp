@@ -188,15 +188,6 @@ TEST_F(UpdateHandlerTest, AReplayedManifestChangesNothing) {
     EXPECT_EQ(offerOf(newest), UpdateOffer::None) << "what the registry didn't take, this run remembers";
 }
 
-TEST_F(UpdateHandlerTest, RecordsForcedVersionsAboveTheCurrentOne) {
-    for (const char* const ignored : {"<forced>2.18.6</forced>", "<forced>2</forced>", "<forced><a/></forced>", ""}) {
-        offerOf({.version = "2.19", .more = ignored});
-        EXPECT_EQ(base::storedVersion("forced"), std::nullopt) << ignored;
-    }
-    offerOf({.version = "2.19", .more = "<forced>2.18.6.1</forced>"});
-    EXPECT_EQ(base::storedVersion("forced"), (Version{2, 18, 6, 1}));
-}
-
 TEST_F(UpdateHandlerTest, FetchesOnceAndOffersWhatLiesOnTheDisk) {
     EXPECT_EQ(offerOf(release("2.19", installer)), UpdateOffer::Available);
     EXPECT_EQ(fetched_, std::vector<ResultCode>{base::Success});

@@ -7,7 +7,6 @@
 #include <algorithm>
 
 #include "temp_session.h"
-#include "win32/menu.h"
 #include "win32/script.h"
 
 namespace {
@@ -78,23 +77,6 @@ TEST_F(NotifyIconTest, SaysWhenThereIsNoDesktop) {
     }
     RECT place{};
     EXPECT_FALSE(has(1, &place));
-    icon.cbSize = 1;
-    EXPECT_FALSE(Shell_NotifyIconW(NIM_ADD, &icon));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-}
-
-TEST_F(NotifyIconTest, MenuIsShownOnADesktopOnly) {
-    const HMENU menu = CreatePopupMenu();
-    EXPECT_TRUE(AppendMenuW(menu, MF_STRING, 1, W("Launch")));
-    EXPECT_TRUE(AppendMenuW(menu, MF_SEPARATOR, 4, nullptr));
-    EXPECT_TRUE(AppendMenuW(menu, MF_STRING, 0, W("\u00DF")));
-    EXPECT_TRUE(TrackPopupMenu(menu, TPM_RIGHTBUTTON, 3, 4, 0, icon.hWnd, nullptr));
-    EXPECT_EQ(win32::script::calls("TrackPopupMenu").back(), "3|4|Launch|-|\xC3\x9F");
-    EXPECT_FALSE(TrackPopupMenu(menu, TPM_RIGHTBUTTON, 3, 4, 0, nullptr, nullptr));
-    win32::script::pretendDesktop({});
-    EXPECT_FALSE(TrackPopupMenu(menu, TPM_RIGHTBUTTON, 3, 4, 0, icon.hWnd, nullptr));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-    EXPECT_TRUE(DestroyMenu(menu));
 }
 
 }  // namespace

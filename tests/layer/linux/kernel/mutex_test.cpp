@@ -81,19 +81,6 @@ TEST_F(MutexProcessesTest, OwnersAreKilledTwoHundredTimes) {
     EXPECT_FALSE(exists(name));
 }
 
-TEST_F(MutexProcessesTest, TimedWaitEndsAndCloseGivesUp) {
-    const HANDLE mutex = CreateMutexW(nullptr, FALSE, name);
-    ChildProcess owner("mutex-user");
-    EXPECT_EQ(ask(owner, "session"), "183");
-    EXPECT_EQ(ask(owner, "wait"), "0");
-    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_TIMEOUT);
-    EXPECT_EQ(WaitForSingleObject(mutex, 20), WAIT_TIMEOUT);
-    EXPECT_EQ(ask(owner, "close"), "1");
-    EXPECT_EQ(WaitForSingleObject(mutex, 5000), WAIT_ABANDONED);
-    EXPECT_TRUE(ReleaseMutex(mutex));
-    CloseHandle(mutex);
-}
-
 TEST_F(MutexProcessesTest, FileOfAStrangerDoesNoHarm) {
     const std::filesystem::path file = (session_.path() / "machine/zelmo-dockset-mutex-zelmo-kill-336E4D53").string();
     const HANDLE mutex = CreateMutexW(nullptr, TRUE, globalName);

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include "layer/small_picture.h"
 #include "win32/embedded.h"
 #include "win32/kernel.h"
@@ -21,10 +19,6 @@ TEST(ResourceTest, BytesAreFoundByKindAndNumber) {
     EXPECT_EQ(LockResource(LoadResource(nullptr, found)), smallPicture);
     EXPECT_EQ(FindResourceW(nullptr, MAKEINTRESOURCEW(901), RT_RCDATA), nullptr);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_RESOURCE_NAME_NOT_FOUND});
-    EXPECT_EQ(FindResourceW(nullptr, W("#902"), W("#10")), found);
-    EXPECT_EQ(FindResourceW(nullptr, W("LOGO"), RT_RCDATA), nullptr);
-    EXPECT_EQ(FindResourceW(nullptr, MAKEINTRESOURCEW(902), MAKEINTRESOURCEW(23)), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_RESOURCE_TYPE_NOT_FOUND});
 }
 
 TEST(ResourceTest, IconsAreLoadedFromTheirGroup) {
@@ -33,15 +27,6 @@ TEST(ResourceTest, IconsAreLoadedFromTheirGroup) {
     EXPECT_TRUE(DestroyIcon(icon));
     EXPECT_FALSE(DestroyIcon(icon));
     EXPECT_EQ(LoadImageW(nullptr, MAKEINTRESOURCEW(903), IMAGE_ICON, 16, 16, 0), nullptr);
-    EXPECT_EQ(LoadImageW(nullptr, MAKEINTRESOURCEW(904), IMAGE_ICON, 16, 16, 0), nullptr);
-    for (const auto& [instance, name] :
-         {std::pair(HINSTANCE{}, IDI_APPLICATION), std::pair(GetModuleHandleW(nullptr), MAKEINTRESOURCEW(901))}) {
-        const HICON shared = LoadIconW(instance, name);
-        ASSERT_NE(shared, nullptr);
-        EXPECT_TRUE(DestroyIcon(shared));
-        EXPECT_EQ(LoadIconW(instance, name), shared);
-        EXPECT_TRUE(DestroyIcon(shared));
-    }
 }
 
 }  // namespace

@@ -23,10 +23,6 @@ TEST(NetworkTest, TellsAddressesAndFindsAFreePort) {
     address.sin_family = AF_INET;
     int length = sizeof address;
     auto* const plain = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(getsockname(one, plain, &length), SOCKET_ERROR);
-    EXPECT_EQ(GetLastError(), DWORD{WSAEINVAL});
-    EXPECT_EQ(bind(one, plain, 4), SOCKET_ERROR);
-    EXPECT_EQ(GetLastError(), DWORD{WSAEFAULT});
     EXPECT_EQ(bind(one, plain, length), 0);
     EXPECT_EQ(getsockname(one, plain, &length), 0);
     EXPECT_NE(ntohs(address.sin_port), 0);
@@ -35,10 +31,8 @@ TEST(NetworkTest, TellsAddressesAndFindsAFreePort) {
     EXPECT_EQ(closesocket(one), 0);
     EXPECT_EQ(bind(other, plain, length), 0);
     closesocket(other);
-    for (const SOCKET none : {INVALID_SOCKET, other, SOCKET{0}}) {  // the last one is a file
-        EXPECT_EQ(closesocket(none), SOCKET_ERROR);
-        EXPECT_EQ(GetLastError(), DWORD{WSAENOTSOCK});
-    }
+    EXPECT_EQ(closesocket(other), SOCKET_ERROR);
+    EXPECT_EQ(GetLastError(), DWORD{WSAENOTSOCK});
 }
 
 }  // namespace

@@ -52,17 +52,17 @@ protected:
                take(config.lpszProxy) + " " + take(config.lpszProxyBypass);
     }
     // "access-type proxies", or the error.
-    std::string ask(WINHTTP_AUTOPROXY_OPTIONS options, const WideString& url = W("https://example.org/a?\"b\\")) {
+    std::string ask(WINHTTP_AUTOPROXY_OPTIONS options) {
         WINHTTP_PROXY_INFO info{};
-        if (WinHttpGetProxyForUrl(handle_, url.c_str(), &options, &info) == FALSE) {
+        if (WinHttpGetProxyForUrl(handle_, W("https://example.org/a?\"b\\"), &options, &info) == FALSE) {
             return std::to_string(GetLastError());
         }
         EXPECT_EQ(info.lpszProxyBypass, nullptr);
         return std::to_string(info.dwAccessType) + " " + take(info.lpszProxy);
     }
-    std::string runProxyScript(const std::string& address, BOOL logon = FALSE) {
+    std::string runProxyScript(const std::string& address) {
         const WideString wide = base::widen(address);
-        return ask({WINHTTP_AUTOPROXY_CONFIG_URL, 0, wide.c_str(), nullptr, 0, logon});
+        return ask({WINHTTP_AUTOPROXY_CONFIG_URL, 0, wide.c_str(), nullptr, 0, FALSE});
     }
     std::string run(const std::string& script) {
         std::ofstream((session_.path() / "proxy.pac").string()) << script;
@@ -92,17 +92,14 @@ TEST_F(ProxyTest, RunsScripts) {
     const std::pair<const char*, const char*> cases[] = {
         {"' PROXY  a:81 ; PROXY b;PROXY [::1]:8; DIRECT; PROXY c:1; '", "3 a:81;b:80;[::1]:8"},
         {"'DIRECT; PROXY a:1'", "1 -"},
-        {"'SOCKS a:1; SOCKS5 b:2; PROXY c:3'", "3 c:3"},
         {"'PROXY ' + host + ':' + (isPlainHostName('x') ? 1 : 2)", "3 example.org:1"},
         {"undefined", "12166"},
-        {"undeclared()", "12166"},
     };
     for (const auto& [list, expected] : cases) {
         EXPECT_EQ(run(std::string("function FindProxyForURL(url, host) { return ") + list + "; } // no line feed"),
                   expected);
     }
     EXPECT_EQ(run("function ("), "12166");
-    EXPECT_EQ(run(""), "12166");
 }
 
 TEST_F(ProxyTest, LoadsScripts) {
@@ -110,14 +107,10 @@ TEST_F(ProxyTest, LoadsScripts) {
     EXPECT_EQ(runProxyScript(server.plain("/proxy.pac")), "3 example.org:81");
     EXPECT_EQ(runProxyScript(server.plain("/moved.pac")), "3 example.org:81");
     EXPECT_EQ(runProxyScript(server.plain("/private.pac")), "12015");
-    EXPECT_EQ(runProxyScript(server.plain("/private.pac"), TRUE), "12015") << "the user has no ticket";
     EXPECT_EQ(runProxyScript(server.plain("/missing")), "12167");
     EXPECT_EQ(runProxyScript(server.secure("/proxy.pac")), "12167") << "nobody vouches for the server";
     EXPECT_EQ(runProxyScript("http://127.0.0.1:1/"), "12167");
-    EXPECT_EQ(runProxyScript("gopher://127.0.0.1/"), "12006");
     EXPECT_EQ(ask({WINHTTP_AUTOPROXY_AUTO_DETECT, WINHTTP_AUTO_DETECT_TYPE_DHCP, nullptr, nullptr, 0, FALSE}), "12180");
-    EXPECT_EQ(ask({WINHTTP_AUTOPROXY_CONFIG_URL, 0, nullptr, nullptr, 0, FALSE}), "87");
-    EXPECT_EQ(ask({WINHTTP_AUTOPROXY_AUTO_DETECT, 3, nullptr, nullptr, 0, FALSE}, W("no address")), "12005");
     win32::script::answerProxyLookups(PROXY_HELPER, 500);
     EXPECT_EQ(runProxyScript(server.plain("/drip")), "12002");
 }
@@ -158,8 +151,6 @@ TEST_F(ProxyTest, ReadsTheEnvironmentWithoutADesktop) {
     const EnvironmentSetting secure("HTTPS_PROXY", "[::1]");
     const EnvironmentSetting none("no_proxy", "localhost, .corp");
     EXPECT_EQ(config(), "0 - http=Host:3128;https=[::1]:80 localhost;*.corp");
-    const EnvironmentSetting tls("https_proxy", "https://tls:443");
-    EXPECT_EQ(config(), "0 - http=Host:3128 localhost;*.corp");
 }
 
 TEST_F(ProxyTest, ReadsTheDesktopsSettings) {
@@ -170,8 +161,7 @@ TEST_F(ProxyTest, ReadsTheDesktopsSettings) {
         const EnvironmentSetting desktop("XDG_CURRENT_DESKTOP", "ubuntu:GNOME");
         return config();
     };
-    EXPECT_EQ(gnome("mode='none'"), "0 - - -");
-    EXPECT_EQ(gnome("mode='auto'\nautoconfig-url='http://s/x'"), "0 http://s/x - -");
+    EXPECT_EQ(gnome("mode='none'"), "0 - - -") << "not the environment's";
     EXPECT_EQ(gnome("mode='auto'"), "1 - - -");
     EXPECT_EQ(gnome("mode='manual'\nignore-hosts=['a','*.b']\n[system/proxy/http]\nhost='h'\nport=1\n"
                     "[system/proxy/https]\nhost='s'\nport=2\n[system/proxy/socks]\nhost='x'\nport=3\n"),
@@ -187,8 +177,6 @@ TEST_F(ProxyTest, ReadsTheDesktopsSettings) {
     EXPECT_EQ(kde("ProxyType=1\nhttpProxy=http://h 1\nhttpsProxy=http://s:2\nNoProxyFor=.a,b\n"),
               "0 - http=h:1;https=s:2 *.a;b");
     EXPECT_EQ(kde("ProxyType=2\nProxy Config Script=http://s/x\n"), "0 http://s/x - -");
-    EXPECT_EQ(kde("ProxyType=3\n"), "1 - - -");
-    EXPECT_EQ(kde("ProxyType=4\nhttpProxy=http_proxy\n"), "0 - http=environment:1 -");
 }
 
 // Says what it has of a variable itself, and what a program has that it starts.

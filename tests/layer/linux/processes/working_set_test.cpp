@@ -28,6 +28,4 @@ TEST(WorkingSet, IsEmptiedAndComesBackByUse) {
     const long after = filePages();
     EXPECT_LT(after, before - before / 4);
     EXPECT_GT(after, 0);
-    EXPECT_EQ(SetProcessWorkingSetSize(GetCurrentProcess(), 0, 1'000'000), FALSE);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
 }

@@ -36,11 +36,9 @@ TEST(SystemTest, LanguagesAreThoseOfTheDesktopsPrograms) {
     } cases[] = {
         {nullptr, nullptr, nullptr, nullptr, {"en-US"}},
         {nullptr, nullptr, nullptr, "de_DE.UTF-8", {"de-DE"}},
-        {nullptr, "", "fr_CA", "de_DE.UTF-8", {"fr-CA"}},
         {nullptr, "it_IT@euro", "fr_CA", "de_DE", {"it-IT"}},
         {"pt_BR:pt:de_DE", nullptr, nullptr, "de_DE.UTF-8", {"pt-BR", "pt", "de-DE"}},
         {"de", "C", nullptr, "de_DE.UTF-8", {"en-US"}},
-        {"de", "C.UTF-8", nullptr, nullptr, {"de", "en-US"}},
         {"::../x:sr_RS@latin", nullptr, nullptr, "POSIX.UTF-8", {"sr-Latn-RS", "en-US"}},
     };
     for (const auto& each : cases) {
@@ -51,20 +49,6 @@ TEST(SystemTest, LanguagesAreThoseOfTheDesktopsPrograms) {
         const tests::EnvironmentSetting lang("LANG", each.lang);
         EXPECT_EQ(languages(), each.expected);
     }
-}
-
-TEST(SystemTest, LanguageListSaysHowMuchItTakes) {
-    const tests::EnvironmentSetting language("LANGUAGE", nullptr);
-    const tests::EnvironmentSetting all("LC_ALL", "de_DE");
-    ULONG count = 0;
-    ULONG size = 3;
-    WCHAR buffer[16];
-    EXPECT_FALSE(GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, buffer, &size));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(size, 7U);
-    EXPECT_TRUE(GetUserPreferredUILanguages(0, &count, buffer, &size));
-    EXPECT_EQ(WideString(buffer, size), WideString(W("de-DE\0"), 7));
-    EXPECT_FALSE(GetUserPreferredUILanguages(0x8000, &count, buffer, &size));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "temp_session.h"
-#include "win32/kernel.h"
 #include "win32/system.h"
 
 namespace {
@@ -53,21 +52,6 @@ TEST_F(PowerSupplyTest, TellsOfMainsAndBattery) {
         EXPECT_EQ(power.BatteryLifePercent, each.life);
         EXPECT_EQ(power.BatteryFlag, each.flag);
     }
-}
-
-TEST(PowerRequestTest, IsClearedOnlyWhereItWasSet) {
-    const tests::EnvironmentSetting bus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/none");
-    WideString reason = W("work");
-    REASON_CONTEXT context{POWER_REQUEST_CONTEXT_VERSION, POWER_REQUEST_CONTEXT_SIMPLE_STRING, {}};
-    context.Reason.SimpleReasonString = reason.data();
-    const HANDLE request = PowerCreateRequest(&context);
-    ASSERT_NE(request, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(PowerSetRequest(request, PowerRequestSystemRequired), FALSE);
-    EXPECT_EQ(PowerClearRequest(request, PowerRequestSystemRequired), FALSE);
-    EXPECT_EQ(PowerSetRequest(nullptr, PowerRequestDisplayRequired), FALSE);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-    EXPECT_EQ(PowerCreateRequest(nullptr), INVALID_HANDLE_VALUE);
-    EXPECT_NE(CloseHandle(request), FALSE);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <boost/filesystem.hpp>
 #include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "layer/linux/child_process.h"
@@ -152,22 +151,6 @@ TEST_F(WindowProcessesTest, FirstSignalClosesAndTheNextEnds) {
     busy.signal(SIGHUP);
     const int status = busy.wait();
     EXPECT_TRUE(status == SIGTERM || status == SIGHUP) << status;
-}
-
-TEST_F(WindowProcessesTest, WindowsWorkWithoutASessionDirectory) {
-    const tests::EnvironmentSetting nowhere("XDG_RUNTIME_DIR", "/proc/none");
-    const HWND window = createWindow();
-    ASSERT_NE(window, nullptr);
-    EXPECT_TRUE(PostMessageW(window, WM_NULL, 0, 0));
-    MSG message{};
-    EXPECT_TRUE(PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE));
-    EXPECT_EQ(windowsOfClass(), std::vector<HWND>{window});
-    EXPECT_EQ(RegisterWindowMessageW(W("A")), RegisterWindowMessageW(W("a")));
-    std::thread([window] {
-        EXPECT_EQ(SendMessageW(window, WM_NULL, 0, 0), 0);
-        EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED) << "only within a thread";
-    }).join();
-    DestroyWindow(window);
 }
 
 }  // namespace
