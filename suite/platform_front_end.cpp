@@ -51,6 +51,9 @@ struct Call {
     // Empty beyond the last one.
     std::string text(std::size_t i) const { return i < arguments.size() ? arguments[i] : std::string(); }
     WideString wide(std::size_t i) const { return base::widen(text(i)); }
+    // A file or directory, which may have a name that isn't UTF-8.
+    boost::filesystem::path path(std::size_t i) const { return text(i); }
+    WideString widePath(std::size_t i) const { return base::widePath(path(i)); }
     std::uint32_t number(std::size_t i, std::uint32_t otherwise) const {
         return i < arguments.size() ? static_cast<std::uint32_t>(std::stoul(arguments[i])) : otherwise;
     }
@@ -152,7 +155,8 @@ void run(const Call& call) {
     constexpr std::uint32_t afterKill = 10'000;
     std::uint32_t cancelled = 0;
     std::string error;
-    void* const process = call.platform.startProcess(call.wide(2), call.rest(3), call.wide(1), &cancelled, &error);
+    void* const process =
+        call.platform.startProcess(call.widePath(2), call.rest(3), call.widePath(1), &cancelled, &error);
     call.out.set("started", process != nullptr);
     call.out.set("userCancelled", cancelled);
     call.out.set("error", error);
@@ -169,7 +173,7 @@ void awake(const Call& call) {
     base::setString("REASON", call.text(0));
     call.platform.setSleepAllowed(false);
     call.out.set("allowedMeanwhile", call.platform.isSleepAllowed());
-    void* const process = call.platform.startProcess(call.wide(1), call.rest(2), {}, nullptr, nullptr);
+    void* const process = call.platform.startProcess(call.widePath(1), call.rest(2), {}, nullptr, nullptr);
     endProcess(call, process, INFINITE);
     call.platform.closeProcess(process);
     call.platform.setSleepAllowed(true);
@@ -178,7 +182,7 @@ void awake(const Call& call) {
 
 void directorySize(const Call& call) {
     std::uint64_t size = 0;
-    call.out.set("walked", call.platform.getDirectorySize(call.wide(0), size));
+    call.out.set("walked", call.platform.getDirectorySize(call.widePath(0), size));
     call.out.set("size", size);
 }
 
@@ -244,7 +248,7 @@ void pick(const Call& call, const std::function<void(const dockset::PlatformResu
 
 void pickFile(const Call& call, bool save) {
     dockset::FileDialogRequest request;
-    request.initialDirectory = call.wide(0);
+    request.initialDirectory = call.widePath(0);
     request.defaultExtension = call.wide(1);
     pick(call, [&](const auto& handler) { call.platform.browseFile(save, request, handler, 1); });
 }
@@ -287,8 +291,7 @@ void uninstallEngine(const Call& call) {
 void reinstallEngine(const Call& call) {
     std::uint32_t cancelled = 0;
     std::string error;
-    const auto path = [&](std::size_t i) { return base::pathFromWide(call.wide(i)); };
-    call.out.set("done", call.platform.reinstallUE(path(0), path(1), &cancelled, &error, true));
+    call.out.set("done", call.platform.reinstallUE(call.path(0), call.path(1), &cancelled, &error, true));
     call.out.set("userCancelled", cancelled);
     call.out.set("error", error);
 }
@@ -321,11 +324,11 @@ const std::map<std::string, Verb>& verbs() {
         {"fetch", {"ADDRESS", fetch}},
         {"request", {"GET|POST|PUT|DELETE ADDRESS [BODY]", request}},
         {"size", {"DIRECTORY", directorySize}},
-        {"free", {"DIRECTORY", [](const Call& c) { c.out.set("bytes", c.platform.getDiskFreeSpace(c.wide(0))); }}},
+        {"free", {"DIRECTORY", [](const Call& c) { c.out.set("bytes", c.platform.getDiskFreeSpace(c.widePath(0))); }}},
         {"storage", {"", storage}},
         {"url", {"ADDRESS", [](const Call& c) { c.platform.openUrl(c.text(0)); }}},
         {"phone", {"NAME", [](const Call& c) { c.platform.browseMyZelmo(c.wide(0).c_str()); }}},
-        {"phone-path", {"PATH", [](const Call& c) { c.platform.browseMyZelmo(c.wide(0)); }}},
+        {"phone-path", {"PATH", [](const Call& c) { c.platform.browseMyZelmo(c.widePath(0)); }}},
         {"pick-file", {"DIRECTORY EXTENSION", [](const Call& c) { pickFile(c, false); }}},
         {"save-file", {"DIRECTORY EXTENSION", [](const Call& c) { pickFile(c, true); }}},
         {"pick-backup",
@@ -334,14 +337,14 @@ const std::map<std::string, Verb>& verbs() {
         {"pick-folder",
          {"DIRECTORY PURPOSE RETURN-STATE",
           [](const Call& c) {
-              pick(c, [&](const auto& h) { c.platform.browseFolder(c.wide(0), h, 1, c.number(1, 0), c.text(2)); });
+              pick(c, [&](const auto& h) { c.platform.browseFolder(c.widePath(0), h, 1, c.number(1, 0), c.text(2)); });
           }}},
         {"pick-music", {"", pickMusic}},
         {"permissions",
          {"PATH",
           [](const Call& c) {
-              c.platform.checkPermissions(0, 0, c.wide(0), nullptr, 1);
-              pick(c, [&](const auto& h) { c.platform.checkPermissions(0, 0, c.wide(0), h, 1); });
+              c.platform.checkPermissions(0, 0, c.widePath(0), nullptr, 1);
+              pick(c, [&](const auto& h) { c.platform.checkPermissions(0, 0, c.widePath(0), h, 1); });
           }}},
         {"window", {"", adoptMainWindow}},
         {"restart", {"", [](const Call& c) { adoptMainWindow(c), c.platform.restartZelmoDockset(); }}},
@@ -354,7 +357,7 @@ const std::map<std::string, Verb>& verbs() {
         {"engine-directory",
          {"DIRECTORY",
           [](const Call& c) {
-              const auto path = c.platform.avoidProgramFiles(base::pathFromWide(c.wide(0)));
+              const auto path = c.platform.avoidProgramFiles(c.path(0));
               c.out.set("path", base::narrow(base::widePath(path)));
           }}},
         {"addresses",
