@@ -6,7 +6,7 @@ import subprocess
 import time
 import unittest
 
-from suite import Home, Phones, under_virtual_bus, wait_for
+from suite import Agent, Home, Phones, under_virtual_bus, wait_for
 
 LAUNCH = "autoupdate Launching Zelmo Dockset"
 # There is no session bus in these tests.
@@ -19,6 +19,13 @@ NORMAL_START = FACE + [
 ]
 FAILED_QUIT = ["base Could not open pipe, 2", "Failed to send piped message, QUIT", "joining scanner thread",
                "Shell_NotifyIcon(NIM_DELETE) failed."]
+
+
+class ClosedAgent(Agent):
+    """Started without any of the three standard descriptors."""
+
+    def command(self, home):
+        return ["/bin/sh", "-c", 'exec "$0" <&- >&- 2>&-', *super().command(home)]
 
 
 class StartAndStop(unittest.TestCase):
@@ -41,7 +48,9 @@ class StartAndStop(unittest.TestCase):
                 b'{\r\n "dockset_photo_custom_destination": "",\r\n "instance_uuid": "'))
 
             time.sleep(1.1)  # logs are named by the second
-            home.start_agent().wait_until_listening()
+            agent = home.adopt(ClosedAgent(home, {}))
+            agent.wait_until_listening()
+            self.assertEqual([os.readlink(f"/proc/{agent.process.pid}/fd/{number}") for number in range(3)], 3 * ["/dev/null"])
             self.assertEqual(home.settings()["instance_uuid"], uuid)
 
     def test_second_instance_leaves_its_line_and_nothing_else(self):
@@ -113,9 +122,9 @@ class Settings(unittest.TestCase):
             home.start_agent().wait_until_listening()
             self.assertFalse(home.autostart_path.exists())
 
-    def test_directories_may_have_any_name(self):
-        name = b'zd "h`ome"\n%20$x\xc3\xa9\xe9-CORP\\name'
-        written = b'zd \\\\"h\\\\`ome\\\\"\\n%%20\\\\$x\xc3\xa9\xe9-CORP\\\\\\\\name'
+    def test_directories_may_have_any_name_of_any_length(self):
+        name = b'zd "h`ome"\n%20$x\xc3\xa9\xe9-CORP\\name' + b"-long" * 40
+        written = b'zd \\\\"h\\\\`ome\\\\"\\n%%20\\\\$x\xc3\xa9\xe9-CORP\\\\\\\\name' + b"-long" * 40
         with Home(prefix=os.fsdecode(name)) as home:
             agent = home.start_agent()
             agent.wait_until_listening()

@@ -54,6 +54,8 @@ TEST_F(ProcessTest, StartsProgramsWithTheirArguments) {
     const std::string out = (session_.path() / "out").string();
     const std::string program = makeProgram("a program", "{ pwd; printf '%s|' \"$@\"; } >'" + out + "'; exit 7");
     const std::string home = (session_.path() / "home").string();
+    const std::string quoted = makeProgram("quo\"ted", "exit $#");
+    EXPECT_EQ(codeOf(start(quoted, quoted + " \"a b\" c")), 2U);
     EXPECT_EQ(codeOf(start(program + ".exe", "\"" + program + "\" /S \"a b\" c\\\"d \"\"", home)), 7U);
     std::ifstream written(out);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), home + "\n/S|a b|c\"d||");
