@@ -56,7 +56,8 @@ void ZelmoDocksetAgent::onUpdateTimer(HWND window) {
     queueUpdateCheck(window);
 }
 
-// One that waits behind a long fetch answers for all the ticks until then.
+// One that waits behind a long fetch answers for all the ticks until then: each of them would ask the server for the
+// same again.
 void ZelmoDocksetAgent::queueUpdateCheck(HWND window) {
     if (updateCheckWaits_.exchange(true)) {
         return;

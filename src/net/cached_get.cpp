@@ -18,7 +18,8 @@ bool isPrintable(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
-// HTTP/2 has all names in lower case; elsewhere the exact name counts.
+// HTTP/2 has all names in lower case; elsewhere the exact name counts, as the record of headers keeps names that differ
+// in case apart.
 std::string lastModifiedOf(const HttpHeaders& headers) {
     const bool isFolded =
         std::none_of(headers.begin(), headers.end(), [](const auto& header) { return hasUpperCase(header.first); });

@@ -50,7 +50,8 @@ public:
     virtual DownloadedVersion getDownloadedVersion() = 0;
     virtual bool deleteDownloadedVersion() = 0;
 
-    // Has a writeInstaller that runs, and every later one, fail soon.
+    // Has a writeInstaller that runs, and every later one, fail soon: it writes in pieces, since a stop would have to
+    // wait for hundreds of megabytes on a slow disk otherwise.
     virtual void cancelWriting() = 0;
 };
 

@@ -26,7 +26,8 @@ std::optional<Bytes> readManifestKey(const boost::filesystem::path& file);
 // The bytes that the signature covers: all but the lines that consist of a manifest-signature element, with its
 // blanks, tabs and line feed. What is removed are the matches of
 //   [ \t]*<manifest-signature>[^<]*</manifest-signature>[ \t]*\n
-// in time and memory that are linear in the text, which no attacker has to sign.
+// in time and memory that are linear in the text, which no attacker has to sign. A manifest with more than one of them,
+// wherever they stand, is refused: readers could differ on which one counts.
 Bytes signedBytes(const Bytes& manifest);
 // The same, and the elements that were removed, as parts of the manifest.
 Bytes signedBytes(const Bytes& manifest, std::vector<std::string_view>& elements);
