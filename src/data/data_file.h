@@ -44,7 +44,7 @@ public:
 class DataContainer : public DataSource, public DataSink {
 public:
     virtual bool isReadOnly() const = 0;
-    // Four queries for containers that pack or seal what they hold. A file does neither, and so answers with false and 0.
+    // Four queries for containers that pack or seal what they hold. A file does neither: false and 0.
     virtual bool isCompressed() const = 0;
     virtual bool isEncrypted() const = 0;
     virtual std::int64_t compressedSize() const = 0;
