@@ -55,8 +55,8 @@ public:
     // Makes the window and what belongs to it. False, with lines in the log, if the agent can't run.
     bool init(HINSTANCE instance);
 
-    // Once, behind init: has updates checked in that rhythm from now on.
-    void startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckSchedule& rhythm);
+    // Once, behind init: has updates checked in that schedule from now on.
+    void startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckSchedule& schedule);
 
     // Null before init has succeeded.
     const std::shared_ptr<base::Launcher>& launcher() const { return launcher_; }

@@ -37,12 +37,13 @@ base::UpdateCallback onSuccess(Act act) {
 
 }  // namespace
 
-void ZelmoDocksetAgent::startUpdates(std::unique_ptr<base::UpdateHandler> handler, const base::CheckSchedule& rhythm) {
+void ZelmoDocksetAgent::startUpdates(std::unique_ptr<base::UpdateHandler> handler,
+                                     const base::CheckSchedule& schedule) {
     updateHandler_ = std::move(handler);
-    updateInterval_ = rhythm.interval;
+    updateInterval_ = schedule.interval;
     updateHandler_->reportFetchesTo(
         onSuccess([window = window_] { PostMessageW(window, AGENT_MSG_UPDATE_DOWNLOADED, 0, 0); }));
-    SetTimer(window_, AGENT_TIMER_UPDATE_CHECK, rhythm.first, nullptr);
+    SetTimer(window_, AGENT_TIMER_UPDATE_CHECK, schedule.first, nullptr);
 }
 
 // The first tick comes at a time of its own; from there on the interval counts.

@@ -18,7 +18,7 @@ using ConnectedDeviceSet = std::set<WideString>;
 // configuration.
 extern std::atomic<bool> acceptUnrecognizedDevices;
 
-// The devices that pass: those whose vendor and product, told by their own path or by the devices that carry them,
+// The devices that pass: those whose vendor and product, given by their own path or by the devices that carry them,
 // match the list. Empty, with a line in the log, when the system can't be queried. Must run on a thread that has
 // entered the multithreaded apartment.
 ConnectedDeviceSet enumerateDevices(const std::vector<SupportedDevice>& list);

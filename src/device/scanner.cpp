@@ -29,7 +29,7 @@ void readConfiguration(const std::shared_ptr<dockset::AppSettings>& settings) {
     }
 }
 
-ConnectedDeviceSet look() { return enumerateDevices(DeviceFilterHandler::instance().supportedDevices()); }
+ConnectedDeviceSet scan() { return enumerateDevices(DeviceFilterHandler::instance().supportedDevices()); }
 
 // The setting is read at each arrival, so that the user's change takes effect without a restart.
 void startOnArrival(const std::shared_ptr<dockset::AppSettings>& settings) {
@@ -47,9 +47,9 @@ void scannerMain(ScannerContext& context) {
         return;
     }
     readConfiguration(context.settings);
-    ConnectedDeviceSet connected = look();
+    ConnectedDeviceSet connected = scan();
     while (!context.stopFlag) {
-        ConnectedDeviceSet current = look();
+        ConnectedDeviceSet current = scan();
         if (!std::includes(connected.begin(), connected.end(), current.begin(), current.end())) {
             startOnArrival(context.settings);
         }

@@ -49,7 +49,7 @@ struct HTTPReqInfo {
     bool noPinning = false;                   // may be plain http, and any valid chain will do
     std::vector<Bytes> pinnedKeys;  // DER public keys, of which the server's chain must show one; none: any chain
     bool pinMatched = false;
-    bool pinRejected = false;  // the chain showed none, and the two texts tell of it
+    bool pinRejected = false;  // the chain showed none, and the two texts say which
     std::string chainText;     // common names of the subjects, joined by " -- "
     std::string chainIssuer;   // the first common name of an issuer
     // Called without the mutex after each block of the body, on the request's thread; must not throw. May be empty.

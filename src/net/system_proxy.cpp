@@ -72,7 +72,7 @@ private:
     void noteScript();
     void lookUp(HINTERNET session);
     void lookUp(HINTERNET session, Type type);
-    bool ask(HINTERNET session, WINHTTP_AUTOPROXY_OPTIONS& options);
+    bool lookUp(HINTERNET session, WINHTTP_AUTOPROXY_OPTIONS& options);
 
     const Manner& manner_;
     const WideString url_;
@@ -147,7 +147,7 @@ void Discovery::lookUp(HINTERNET session, Type type) {
         options.dwFlags = WINHTTP_AUTOPROXY_AUTO_DETECT;
         options.dwAutoDetectFlags = WINHTTP_AUTO_DETECT_TYPE_DHCP | WINHTTP_AUTO_DETECT_TYPE_DNS_A;
     }
-    if (ask(session, options)) {
+    if (lookUp(session, options)) {
         return;
     }
     const DWORD error = GetLastError();
@@ -155,7 +155,7 @@ void Discovery::lookUp(HINTERNET session, Type type) {
     if (error == ERROR_WINHTTP_LOGIN_FAILURE) {
         logMessage("getProxySettings", "WinHttpGetProxyForURL " + typeText + "ERROR_WINHTTP_LOGIN_FAILURE, will retry");
         options.fAutoLogonIfChallenged = TRUE;
-        if (!ask(session, options)) {
+        if (!lookUp(session, options)) {
             log("WinHttpGetProxyForURL (auto-logon) " + typeText, GetLastError());
         }
     } else if (type == Type::Script) {
@@ -163,7 +163,7 @@ void Discovery::lookUp(HINTERNET session, Type type) {
     }
 }
 
-bool Discovery::ask(HINTERNET session, WINHTTP_AUTOPROXY_OPTIONS& options) {
+bool Discovery::lookUp(HINTERNET session, WINHTTP_AUTOPROXY_OPTIONS& options) {
     WINHTTP_PROXY_INFO info{};
     if (WinHttpGetProxyForUrl(session, url_.c_str(), &options, &info) == FALSE) {
         return false;

@@ -44,13 +44,13 @@ std::vector<std::string> systemLocales() {
 }
 
 // False, and logged by the query's name, if the system doesn't report.
-bool queryLocale(const char* tag, LCTYPE type, const char* name, std::string& answer) {
+bool queryLocale(const char* tag, LCTYPE type, const char* name, std::string& text) {
     std::array<char, 250> buffer{};
     if (GetLocaleInfoA(GetUserDefaultUILanguage(), type, buffer.data(), static_cast<int>(buffer.size())) == 0) {
         base::logMessage(tag, std::string(name) + " failed");
         return false;
     }
-    answer = buffer.data();
+    text = buffer.data();
     return true;
 }
 

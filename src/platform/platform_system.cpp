@@ -16,10 +16,10 @@ namespace dockset {
 namespace {
 
 // False, and logged by the query's name.
-bool readVersion(const char* question, OSVERSIONINFOEXA& version) {
+bool readVersion(const char* operation, OSVERSIONINFOEXA& version) {
     version.dwOSVersionInfoSize = sizeof version;
     if (GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version)) == FALSE) {
-        base::logMessage(question, "GetVersionExA failed with " + std::to_string(GetLastError()));
+        base::logMessage(operation, "GetVersionExA failed with " + std::to_string(GetLastError()));
         return false;
     }
     return true;

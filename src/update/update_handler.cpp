@@ -52,13 +52,13 @@ std::map<std::string, std::string> updateServers() {
     return {{"", productionManifestUrl}, {"sandbox", sandboxManifestUrl}, {"stage", stageManifestUrl}};
 }
 
-UpdateHandler::UpdateHandler(UpdateDependencies means) : means_(std::move(means)) {}
+UpdateHandler::UpdateHandler(UpdateDependencies dependencies) : dependencies_(std::move(dependencies)) {}
 
 UpdateHandler::~UpdateHandler() {
     queue_.requestStop();
-    means_.downloader->cancel();
-    means_.installerDownloader->cancel();
-    means_.launcher->cancelWriting();
+    dependencies_.downloader->cancel();
+    dependencies_.installerDownloader->cancel();
+    dependencies_.launcher->cancelWriting();
 }
 
 void UpdateHandler::enqueue(WorkQueue::Job job) {
@@ -73,22 +73,22 @@ void UpdateHandler::enqueue(WorkQueue::Job job) {
 }
 
 void UpdateHandler::checkForUpdate(const UpdateCallback& callback) {
-    const std::string server = means_.settings->autoUpdateConfig().find("server").text;
-    const auto entry = means_.serverUrls.find(server);
-    if (entry == means_.serverUrls.end()) {
+    const std::string server = dependencies_.settings->autoUpdateConfig().find("server").text;
+    const auto entry = dependencies_.serverUrls.find(server);
+    if (entry == dependencies_.serverUrls.end()) {
         log("Unrecognized server option in configuration file.");
         report(callback, GeneralFailure);
         return;
     }
     log("Getting manifest from server: " + server);
     Bytes manifest;
-    if (download(*means_.downloader, entry->second, manifest, "Manifest", callback) != Success) {
+    if (download(*dependencies_.downloader, entry->second, manifest, "Manifest", callback) != Success) {
         log("Failed to download manifest.");
         report(callback, DownloadFailed);
         return;
     }
     Value application;
-    if (verifyManifest(manifest, callback, application, means_.keyFile)) {
+    if (verifyManifest(manifest, callback, application, dependencies_.keyFile)) {
         takeManifest(application);
         report(callback, Success);
     }
@@ -145,17 +145,17 @@ void UpdateHandler::recordForced(const Value& application, const Version& curren
         return;
     }
     log("Available update is forced");
-    if (compareVersions(version, means_.launcher->getForcedVersion().version) > 0) {
-        means_.launcher->setForcedVersion(version);
+    if (compareVersions(version, dependencies_.launcher->getForcedVersion().version) > 0) {
+        dependencies_.launcher->setForcedVersion(version);
     }
 }
 
 UpdateOffer UpdateHandler::offer() {
     boost::system::error_code error;
     const bool wasFetched = boost::filesystem::exists(installerPath().parent_path(), error);
-    const DownloadedVersion stored = wasFetched ? means_.launcher->getDownloadedVersion() : DownloadedVersion();
+    const DownloadedVersion stored = wasFetched ? dependencies_.launcher->getDownloadedVersion() : DownloadedVersion();
     if (stored.valid && compareVersions(stored.version, parseVersion(suiteVersion)) <= 0) {
-        means_.launcher->deleteDownloadedVersion();
+        dependencies_.launcher->deleteDownloadedVersion();
     }
     if (!isOffered_ || isReplay_) {
         return UpdateOffer::None;
@@ -172,7 +172,7 @@ UpdateOffer UpdateHandler::offer() {
 }
 
 bool UpdateHandler::diskHolds(const FileHandle& file, const std::string& signature) const {
-    const auto key = readManifestKey(means_.keyFile);
+    const auto key = readManifestKey(dependencies_.keyFile);
     return key && InstallerCheck(signature, *key, queue_.stopRequested()).passes(file);
 }
 
@@ -197,7 +197,7 @@ ResultCode UpdateHandler::fetch(const UpdateCallback& callback) {
     }
     log("Getting installer of version " + versionToText(newestVersion_));
     Bytes installer;
-    if (download(*means_.installerDownloader, installerUrl_, installer, "Installer", callback) != Success) {
+    if (download(*dependencies_.installerDownloader, installerUrl_, installer, "Installer", callback) != Success) {
         return DownloadFailed;
     }
     if (!verify(wanted, installer)) {
@@ -212,7 +212,7 @@ ResultCode UpdateHandler::fetch(const UpdateCallback& callback) {
 }
 
 bool UpdateHandler::verify(const Installer& wanted, const Bytes& installer) {
-    const auto key = readManifestKey(means_.keyFile);
+    const auto key = readManifestKey(dependencies_.keyFile);
     if (!key) {
         return false;
     }
@@ -226,11 +226,11 @@ bool UpdateHandler::verify(const Installer& wanted, const Bytes& installer) {
 
 // No record may outlive the installer that it describes.
 bool UpdateHandler::store(const Bytes& installer) {
-    if (means_.launcher->getDownloadedVersion().valid) {
-        means_.launcher->deleteDownloadedVersion();
+    if (dependencies_.launcher->getDownloadedVersion().valid) {
+        dependencies_.launcher->deleteDownloadedVersion();
     }
-    return means_.launcher->writeInstaller(installer) &&
-           means_.launcher->saveDownloadedVersion(newestVersion_, eulaVersion_);
+    return dependencies_.launcher->writeInstaller(installer) &&
+           dependencies_.launcher->saveDownloadedVersion(newestVersion_, eulaVersion_);
 }
 
 void UpdateHandler::installUpdate(const UpdateCallback& callback) {
@@ -246,7 +246,7 @@ void UpdateHandler::installUpdate(const UpdateCallback& callback) {
     const bool quiet = compareVersions(parseVersion(builtInEulaVersion), eulaVersion_) >= 0;
     log(quiet ? "Eula is up to date, starting installer in quiet mode."
               : "The eula has been updated, starting installer with ui.");
-    report(callback, means_.launcher->startInstaller(quiet) ? Success : InstallerFailed);
+    report(callback, dependencies_.launcher->startInstaller(quiet) ? Success : InstallerFailed);
 }
 
 // By the signature that the last manifest names, or of the one that was verified before it: another program may have

@@ -51,7 +51,7 @@ enum class UpdateOffer {
 // lower version than one that was verified before, in this run or in an earlier one, changes nothing.
 class UpdateHandler {
 public:
-    explicit UpdateHandler(UpdateDependencies means);
+    explicit UpdateHandler(UpdateDependencies dependencies);
     UpdateHandler(const UpdateHandler&) = delete;
     UpdateHandler& operator=(const UpdateHandler&) = delete;
     // Ends a job that runs; one that waits for a host's name lasts until the name is known.
@@ -93,7 +93,7 @@ private:
     bool store(const Bytes& installer);
     void refuseToInstall(const UpdateCallback& callback);
 
-    const UpdateDependencies means_;
+    const UpdateDependencies dependencies_;
     Version newestVersion_;
     Version eulaVersion_;
     std::string installerUrl_;

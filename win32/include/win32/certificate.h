@@ -7,7 +7,7 @@
 // at the end. The context belongs to the store and lasts until the next call or the store's end. On Linux it has the
 // encoded bytes alone; pCertInfo is null. One thread at a time for a store.
 // CryptStringToBinaryA: with CRYPT_STRING_BASE64HEADER the bytes between two lines of dashes (RFC 7468, whatever the
-// label); length 0 stands for a text with a zero at its end. Without a buffer it tells the bytes needed; into a short
+// label); length 0 stands for a text with a zero at its end. Without a buffer it returns the bytes needed; into a short
 // one ERROR_MORE_DATA, and ERROR_INVALID_DATA for any other text.
 // CryptDecodeObjectEx: X509_PUBLIC_KEY_INFO (DER, RFC 5280 SubjectPublicKeyInfo) with CRYPT_DECODE_ALLOC_FLAG, which
 // gives a CERT_PUBLIC_KEY_INFO in one block for LocalFree. CRYPT_E_ASN1_EOD for a beginning of it,

@@ -4,7 +4,7 @@
 // or of the vendor's class ff with "MTP" in its name. Its paths are composed as Windows composes them:
 // \\?\usb#vid_18d1&pid_4ee1#SERIAL#{6ac27878-...}, with &mi_NN and a place in the serial's stead where the device has
 // several interfaces. Where the USB device doesn't report its identifiers, the path holds the node's name and the
-// transport relations tell them.
+// transport relations name them.
 //
 // IPortableDeviceManager::GetDevices looks at the system afresh: with a null array it counts, else it fills at most
 // `*count` entries with texts that the caller frees by CoTaskMemFree, and sets the count.

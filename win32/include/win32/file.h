@@ -16,10 +16,9 @@
 // FindFirstFileW walks a directory given as "DIRECTORY\*": "." first, then "..", then the rest in no order, an entry a
 // call, in memory that doesn't grow with the directory. INVALID_HANDLE_VALUE with ERROR_PATH_NOT_FOUND,
 // ERROR_ACCESS_DENIED or ERROR_DIRECTORY; FindNextFileW ends with ERROR_NO_MORE_FILES. Only attributes, size and names
-// are told. On Linux a symbolic link is a reparse point without the directory's attribute, so that no walk follows it.
-// A file has FILE_ATTRIBUTE_ARCHIVE, as every new one on Windows.
-// GetFileAttributesW: of what a link leads to; INVALID_FILE_ATTRIBUTES if nothing is there, with the codes of
-// CreateFileW.
+// are reported. On Linux a symbolic link is a reparse point without the directory's attribute, so that no walk follows
+// it. A file has FILE_ATTRIBUTE_ARCHIVE, as every new one on Windows. GetFileAttributesW: of what a link leads to;
+// INVALID_FILE_ATTRIBUTES if nothing is there, with the codes of CreateFileW.
 //
 // GetDiskFreeSpaceExW: of a directory's volume, in bytes: what the user may have, its size, what is free; null
 // results are left out. ERROR_PATH_NOT_FOUND, ERROR_DIRECTORY. GetVolumePathNameW: where the volume of a path, which

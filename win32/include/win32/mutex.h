@@ -8,10 +8,10 @@
 // OpenMutexW, OpenMutexA: null with ERROR_FILE_NOT_FOUND for a name that doesn't exist, ERROR_INVALID_PARAMETER for
 // null.
 // WaitForSingleObject (win32/kernel.h) takes the mutex: WAIT_OBJECT_0; WAIT_ABANDONED if its owner ended while it owned
-// it, told once, to the one who owns it now; WAIT_TIMEOUT after the given milliseconds, which don't run for INFINITE.
-// ReleaseMutex: once for each wait that gave the mutex, WAIT_ABANDONED among them; ERROR_NOT_OWNER for any other
-// thread. On Linux a process that closes its last handle gives up a mutex that one of its threads still owns, as if
-// that thread had ended.
+// it, reported once, to the one who owns it now; WAIT_TIMEOUT after the given milliseconds, which don't run for
+// INFINITE. ReleaseMutex: once for each wait that gave the mutex, WAIT_ABANDONED among them; ERROR_NOT_OWNER for any
+// other thread. On Linux a process that closes its last handle gives up a mutex that one of its threads still owns, as
+// if that thread had ended.
 #pragma once
 
 #include "win32/error.h"

@@ -3,12 +3,12 @@
 // WinHttpOpen gives a session for look-ups, to be closed by WinHttpCloseHandle. Its user agent is what downloads of
 // scripts carry; its access type and names change nothing, but names without WINHTTP_ACCESS_TYPE_NAMED_PROXY, or this
 // without a proxy, are ERROR_INVALID_PARAMETER.
-// WinHttpGetIEProxyConfigForCurrentUser: the user's settings. The texts are null when there is nothing to tell, and the
-// caller frees each by GlobalFree. lpszProxy is a list as WinHttpGetProxyForUrl gives it, or "scheme=host:port" pieces.
-// WinHttpGetProxyForUrl blocks: it loads the script that is named or, by WINHTTP_AUTOPROXY_AUTO_DETECT, found in the
-// network, one of the two at a time, and runs it for the address. True with "host:port;host:port" to be tried in that
-// order, or with WINHTTP_ACCESS_TYPE_NO_PROXY and null texts; the caller frees these too. Names of several kinds of
-// error: ERROR_WINHTTP_UNABLE_TO_DOWNLOAD_SCRIPT, _BAD_AUTO_PROXY_SCRIPT, _AUTODETECTION_FAILED, _LOGIN_FAILURE (the
+// WinHttpGetIEProxyConfigForCurrentUser: the user's settings. The texts are null when there is nothing to report, and
+// the caller frees each by GlobalFree. lpszProxy is a list as WinHttpGetProxyForUrl gives it, or "scheme=host:port"
+// pieces. WinHttpGetProxyForUrl blocks: it loads the script that is named or, by WINHTTP_AUTOPROXY_AUTO_DETECT, found
+// in the network, one of the two at a time, and runs it for the address. True with "host:port;host:port" to be tried in
+// that order, or with WINHTTP_ACCESS_TYPE_NO_PROXY and null texts; the caller frees these too. Names of several kinds
+// of error: ERROR_WINHTTP_UNABLE_TO_DOWNLOAD_SCRIPT, _BAD_AUTO_PROXY_SCRIPT, _AUTODETECTION_FAILED, _LOGIN_FAILURE (the
 // script's server asks for a user; fAutoLogonIfChallenged lets the user's own ticket be tried), _TIMEOUT.
 // Any thread.
 //
@@ -16,7 +16,7 @@
 // seconds with ERROR_WINHTTP_TIMEOUT; ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR if it can't be started or breaks off. The
 // settings are those of the desktop (GNOME's and its kin's, KDE's), and the environment's where no desktop has any.
 // Detection asks the DNS for the host "wpad", never DHCP. A script's list ends before its first DIRECT, and of its
-// entries only HTTP proxies are told: the others can't be said in this form.
+// entries only HTTP proxies are given: the others can't be said in this form.
 #pragma once
 
 #include "win32/error.h"

@@ -2,7 +2,7 @@
 //
 // GetUserPreferredUILanguages (MUI_LANGUAGE_NAME, which is also meant by 0): the languages of the user interface as
 // names ("de-DE"), the preferred one first, each ended by a zero and the list by one more. *size is the buffer's size
-// in characters and then what the list takes; with a null buffer and *size 0 only that is told, and the count.
+// in characters and then what the list takes; with a null buffer and *size 0 only that is returned, and the count.
 // ERROR_INSUFFICIENT_BUFFER if the buffer is too small. On Linux they are read at each call from LANGUAGE, LC_ALL,
 // LC_MESSAGES and LANG, as the programs of the desktop read them; "en-US" if these name none. Any thread. CharLowerW:
 // makes a text lower case in place and returns it. A value below 0x10000 is one character instead.

@@ -28,7 +28,7 @@
 // SetWindowPos: SWP_NOSIZE, SWP_NOMOVE, SWP_NOZORDER, SWP_NOACTIVATE, SWP_SHOWWINDOW, SWP_HIDEWINDOW. GetWindowRect: on
 // the screen. A window that becomes visible gets WM_PAINT when nothing else waits, or at once by UpdateWindow, and so
 // do its children. Without a display the window is visible in the model only.
-// SetForegroundWindow: gives a visible window the activation. WM_ACTIVATE tells it, and with WA_INACTIVE of the loss,
+// SetForegroundWindow: gives a visible window the activation. WM_ACTIVATE reports it, and with WA_INACTIVE of the loss,
 // to another window of the desktop, too. On a hidden window it succeeds and does nothing. False with
 // ERROR_ACCESS_DENIED without a display. GetForegroundWindow: this process's window that has it, or null.
 // GetSystemMetrics: SM_CXSMICON, SM_CYSMICON, SM_MENUDROPALIGNMENT; 0 for others. GetDoubleClickTime: milliseconds.

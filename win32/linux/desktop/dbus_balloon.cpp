@@ -40,11 +40,11 @@ struct BusBalloonCalls {
     static BusBalloon& balloon(void* data) { return *static_cast<BusBalloon*>(data); }
 
     // A service that doesn't say what it can is taken for a simple one that has buttons.
-    static int capabilities(sd_bus_message* answer, void* data, sd_bus_error* /*error*/) {
-        bool hasActions = sd_bus_message_is_method_error(answer, nullptr) > 0;
+    static int capabilities(sd_bus_message* reply, void* data, sd_bus_error* /*error*/) {
+        bool hasActions = sd_bus_message_is_method_error(reply, nullptr) > 0;
         bool hasMarkup = false;
-        if (sd_bus_message_enter_container(answer, 'a', "s") > 0) {
-            for (const char* name = nullptr; sd_bus_message_read(answer, "s", &name) > 0;) {
+        if (sd_bus_message_enter_container(reply, 'a', "s") > 0) {
+            for (const char* name = nullptr; sd_bus_message_read(reply, "s", &name) > 0;) {
                 hasActions = hasActions || std::string_view(name) == "actions";
                 hasMarkup = hasMarkup || std::string_view(name) == "body-markup";
             }
@@ -53,10 +53,10 @@ struct BusBalloonCalls {
         return 1;
     }
 
-    static int notified(sd_bus_message* answer, void* data, sd_bus_error* /*error*/) {
+    static int notified(sd_bus_message* reply, void* data, sd_bus_error* /*error*/) {
         std::uint32_t number = 0;
-        if (sd_bus_message_is_method_error(answer, nullptr) == 0) {
-            sd_bus_message_read(answer, "u", &number);
+        if (sd_bus_message_is_method_error(reply, nullptr) == 0) {
+            sd_bus_message_read(reply, "u", &number);
         }
         balloon(data).finished(number);
         return 1;

@@ -40,7 +40,7 @@ void appendToolTip(sd_bus_message* to, const ShownIcon& icon) {
 // The bus's calls, as sd-bus delivers them.
 struct BusItemCalls {
     // sd-bus would end the connection for a name that it can't have or give back.
-    static int named(sd_bus_message* /*answer*/, void* /*data*/, sd_bus_error* /*error*/) { return 1; }
+    static int named(sd_bus_message* /*reply*/, void* /*data*/, sd_bus_error* /*error*/) { return 1; }
 
     static BusItem& item(void* data) { return *static_cast<BusItem*>(data); }
 
@@ -67,23 +67,23 @@ struct BusItemCalls {
     }
 
     static int property(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/, const char* name,
-                        sd_bus_message* answer, void* data, sd_bus_error* /*error*/) {
+                        sd_bus_message* reply, void* data, sd_bus_error* /*error*/) {
         const ShownIcon& icon = item(data).icon_;
         const std::string_view property = name;
         if (property == "IconPixmap") {
-            appendPictures(answer, icon.picture.get());
+            appendPictures(reply, icon.picture.get());
         } else if (property == "OverlayIconPixmap" || property == "AttentionIconPixmap") {
-            appendPictures(answer, nullptr);
+            appendPictures(reply, nullptr);
         } else if (property == "ToolTip") {
-            appendToolTip(answer, icon);
+            appendToolTip(reply, icon);
         } else if (property == "WindowId") {
-            sd_bus_message_append(answer, "i", 0);
+            sd_bus_message_append(reply, "i", 0);
         } else if (property == "ItemIsMenu") {
-            sd_bus_message_append(answer, "b", 0);
+            sd_bus_message_append(reply, "b", 0);
         } else if (property == "Menu") {
-            sd_bus_message_append(answer, "o", "/MenuBar");
+            sd_bus_message_append(reply, "o", "/MenuBar");
         } else {
-            sd_bus_message_append(answer, "s", textOf(property, icon));
+            sd_bus_message_append(reply, "s", textOf(property, icon));
         }
         return 1;
     }
@@ -169,7 +169,7 @@ void BusItem::registerWithWatcher() {
                              name_.c_str());
 }
 
-// Panels tell of clicks alone: the second one of two, soon after, makes them a double click.
+// Panels report single clicks only: the second one of two, soon after, makes them a double click.
 void BusItem::click(const POINT& point) {
     const auto now = std::chrono::steady_clock::now();
     const bool isSecond = firstOfTwo_ && now - *firstOfTwo_ <= std::chrono::milliseconds(GetDoubleClickTime());

@@ -64,9 +64,9 @@ void appendItem(sd_bus_message* to, const ShownItem& item) {
 }
 
 BusMessage replyTo(sd_bus_message* request) {
-    sd_bus_message* answer = nullptr;
-    sd_bus_message_new_method_return(request, &answer);
-    return BusMessage(answer);
+    sd_bus_message* reply = nullptr;
+    sd_bus_message_new_method_return(request, &reply);
+    return BusMessage(reply);
 }
 
 int send(const BusMessage& message) {
@@ -121,24 +121,24 @@ struct BusMenuCalls {
         if (parent != rootId && item == nullptr) {
             return sd_bus_reply_method_errnof(request, EINVAL, "no such item");
         }
-        const BusMessage answer = replyTo(request);
-        sd_bus_message_append(answer.get(), "u", menu(data).revision_);
-        sd_bus_message_open_container(answer.get(), 'r', "ia{sv}av");
-        sd_bus_message_append(answer.get(), "i", parent);
-        appendProperties(answer.get(), item);
-        sd_bus_message_open_container(answer.get(), 'a', "v");
+        const BusMessage reply = replyTo(request);
+        sd_bus_message_append(reply.get(), "u", menu(data).revision_);
+        sd_bus_message_open_container(reply.get(), 'r', "ia{sv}av");
+        sd_bus_message_append(reply.get(), "i", parent);
+        appendProperties(reply.get(), item);
+        sd_bus_message_open_container(reply.get(), 'a', "v");
         if (parent == rootId && depth != 0) {
             for (const ShownItem& each : menu(data).items_) {
-                appendItem(answer.get(), each);
+                appendItem(reply.get(), each);
             }
             // Panels don't ask for an empty menu: there is a line in it then.
             if (menu(data).items_.empty()) {
-                appendItem(answer.get(), {0, true, {}});
+                appendItem(reply.get(), {0, true, {}});
             }
         }
-        sd_bus_message_close_container(answer.get());
-        sd_bus_message_close_container(answer.get());
-        return send(answer);
+        sd_bus_message_close_container(reply.get());
+        sd_bus_message_close_container(reply.get());
+        return send(reply);
     }
 
     static int getGroupProperties(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
@@ -147,18 +147,18 @@ struct BusMenuCalls {
         for (int id = 0; sd_bus_message_read(request, "i", &id) > 0;) {
             ids.push_back(id);
         }
-        const BusMessage answer = replyTo(request);
-        sd_bus_message_open_container(answer.get(), 'a', "(ia{sv})");
+        const BusMessage reply = replyTo(request);
+        sd_bus_message_open_container(reply.get(), 'a', "(ia{sv})");
         for (const ShownItem& item : menu(data).items_) {
             if (ids.empty() || std::find(ids.begin(), ids.end(), idOf(item)) != ids.end()) {
-                sd_bus_message_open_container(answer.get(), 'r', "ia{sv}");
-                sd_bus_message_append(answer.get(), "i", idOf(item));
-                appendProperties(answer.get(), &item);
-                sd_bus_message_close_container(answer.get());
+                sd_bus_message_open_container(reply.get(), 'r', "ia{sv}");
+                sd_bus_message_append(reply.get(), "i", idOf(item));
+                appendProperties(reply.get(), &item);
+                sd_bus_message_close_container(reply.get());
             }
         }
-        sd_bus_message_close_container(answer.get());
-        return send(answer);
+        sd_bus_message_close_container(reply.get());
+        return send(reply);
     }
 
     static int getProperty(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
@@ -188,9 +188,9 @@ struct BusMenuCalls {
     }
 
     static int eventGroup(sd_bus_message* request, void* data, sd_bus_error* /*error*/) {
-        const BusMessage answer = replyTo(request);
+        const BusMessage reply = replyTo(request);
         sd_bus_message_enter_container(request, 'a', "(isvu)");
-        sd_bus_message_open_container(answer.get(), 'a', "i");
+        sd_bus_message_open_container(reply.get(), 'a', "i");
         while (sd_bus_message_enter_container(request, 'r', "isvu") > 0) {
             int id = rootId;
             const char* name = "";
@@ -198,23 +198,23 @@ struct BusMenuCalls {
             sd_bus_message_skip(request, "vu");
             sd_bus_message_exit_container(request);
             if (!menu(data).itemEvent(id, name)) {
-                sd_bus_message_append(answer.get(), "i", id);
+                sd_bus_message_append(reply.get(), "i", id);
             }
         }
-        sd_bus_message_close_container(answer.get());
-        return send(answer);
+        sd_bus_message_close_container(reply.get());
+        return send(reply);
     }
 
     static int property(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/, const char* name,
-                        sd_bus_message* answer, void* /*data*/, sd_bus_error* /*error*/) {
+                        sd_bus_message* reply, void* /*data*/, sd_bus_error* /*error*/) {
         const std::string property = name;
         if (property == "Version") {
-            return sd_bus_message_append(answer, "u", 3);
+            return sd_bus_message_append(reply, "u", 3);
         }
         if (property == "IconThemePath") {
-            return sd_bus_message_append(answer, "as", 0);
+            return sd_bus_message_append(reply, "as", 0);
         }
-        return sd_bus_message_append(answer, "s", property == "Status" ? "normal" : "ltr");
+        return sd_bus_message_append(reply, "s", property == "Status" ? "normal" : "ltr");
     }
 };
 

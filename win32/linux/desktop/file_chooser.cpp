@@ -180,7 +180,7 @@ private:
         if (code == chosen) {
             self.readChoice(signal);
         } else {
-            // By the button, or in some other way: portals tell of the Escape key as of the latter.
+            // By the button, or in some other way: portals report the Escape key as of the latter.
             self.answer_.outcome = FileDialogResult::Outcome::cancelled;
         }
         return 0;

@@ -47,7 +47,7 @@ IconImage imageOf(cairo_surface_t* surface) {
     return image;
 }
 
-// As its header tells; 0 for what is too short to have one.
+// As its header says; 0 for what is too short to have one.
 DWORD pngWidth(const EmbeddedResource& resource) {
     constexpr std::size_t offset = 16;
     DWORD width = 0;

@@ -3,7 +3,7 @@
 // The folder "window" of the session's directory holds for each process with top-level windows a datagram socket,
 // named after the process, and for each such window a symbolic link, named after its handle, whose text is its class.
 // A socket that refuses connections belongs to a process that has ended; who comes across it removes it with its
-// windows. A handle is 22 bits of process id and 10 bits of index, so that it tells its process.
+// windows. A handle is 22 bits of process id and 10 bits of index, so that it names its process.
 #pragma once
 
 #include <optional>

@@ -12,7 +12,7 @@ namespace win32 {
 
 namespace {
 
-// Changes the model's window and tells what it was; nothing if it isn't this thread's.
+// Changes the model's window and returns what it was; nothing if it isn't this thread's.
 struct Before {
     bool wasVisible;
     bool wasActive;
