@@ -11,7 +11,7 @@ add_compile_options(-Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual
 if(WINDOWS_LIBRARIES)
   set(third_party_headers ${WINDOWS_LIBRARIES}/include)
   set(third_party_libraries)
-  foreach(name curl ssl crypto xerces-c jansson boost_filesystem)
+  foreach(name curl nghttp2 ssl crypto xerces-c jansson boost_filesystem)
     find_library(${name}_library NAMES ${name} PATHS ${WINDOWS_LIBRARIES}/lib NO_DEFAULT_PATH REQUIRED)
     list(APPEND third_party_libraries ${${name}_library})
   endforeach()
