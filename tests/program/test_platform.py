@@ -62,6 +62,7 @@ class SystemTest(PlatformTest):
         self.assertEqual((told["locale"], told["country"], told["supportedLocale"]), ("fr-CA", "CA", "fr-ca"))
         space = os.statvfs("/")
         self.assertAlmostEqual(self.ask("free", "/")["bytes"], space.f_bavail * space.f_frsize, delta=2**28)
+        self.assertEqual(self.ask("addresses", "loopback")["addresses"], ["localhost", "127.0.0.1"])
         directory = os.fsencode(self.home.path) + b"/not UTF-8: \xe9\\"
         os.mkdir(directory)
         pathlib.Path(os.fsdecode(directory + b"/\xff")).write_bytes(bytes(1234))

@@ -186,6 +186,39 @@ TEST_F(HttpTransportTest, NeedsATrustedServerThatShowsAPinnedKey) {
     EXPECT_EQ(ask("/ok"), -1) << "nobody vouches for the server";
 }
 
+TEST_F(HttpTransportTest, ProviderServesARequestInSteps) {
+    HttpProviderCURL provider;
+    const auto send = [&](const char* path, const char* method) {
+        provider.open(server_.plain(path), method);
+        provider.disablePinning();
+        provider.send({{"X-A", "1"}, {"X-A", "2"}}, 4, "body");
+        return statusOf(provider);
+    };
+    bool good = false;
+    const auto read = [&] {
+        std::string all;
+        std::array<char, 7> piece{};
+        std::size_t count = 0;
+        for (std::int32_t more = 1; more != 0; all.append(piece.data(), count)) {
+            good = provider.read(piece.data(), piece.size(), &count, &more);
+        }
+        return all;
+    };
+    EXPECT_EQ(send("/echo", "POST"), 200);
+    HttpProviderCURL::HeaderList list{{"junk", ""}};
+    EXPECT_TRUE(provider.headerList(list));
+    EXPECT_THAT(list, testing::ElementsAre(testing::Pair("Content-Length", testing::_)));
+    const std::string answer = read();
+    EXPECT_TRUE(good);
+    EXPECT_THAT(answer, HasSubstr("X-A: 2\r\n"));
+    EXPECT_TRUE(answer.ends_with("\r\n\r\nbody"));
+    provider.reset();
+    send("/cut", "GET");
+    EXPECT_EQ(read().size(), 100U);
+    EXPECT_FALSE(good);
+    EXPECT_EQ(statusOf(provider), -1);
+}
+
 TEST_F(HttpTransportTest, HandlerServesWholeRequestsAndNeedsItsPlatform) {
     Bytes response = tests::bytesOf("junk");
     EXPECT_EQ(handler_.httpGet(server_.plain("/ok"), {}, headers_, response, false, nullptr, nullptr), -1);

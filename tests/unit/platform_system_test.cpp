@@ -1,11 +1,26 @@
 // What the platform's operations make of the system's refusals; on a healthy system the whole program shows them.
 
+#include "platform/os_version.h"
 #include "platform/platform_win32.h"
 #include "session_test.h"
 
 namespace {
 
 using tests::Lines;
+
+TEST(OsVersion, IsNamedByNumberAndBuild) {
+    const auto describe = [](DWORD build, BYTE product) {
+        OSVERSIONINFOEXA version{};
+        version.dwMajorVersion = 10;
+        version.dwBuildNumber = build;
+        version.wProductType = product;
+        return dockset::describeVersion(version, PROCESSOR_ARCHITECTURE_AMD64);
+    };
+    EXPECT_EQ(describe(21999, VER_NT_WORKSTATION), "Windows 10  64 bit");
+    EXPECT_EQ(describe(22000, VER_NT_WORKSTATION), "Windows 11  64 bit");
+    EXPECT_EQ(describe(17762, 3), "Windows Server 2016 TP  64 bit");
+    EXPECT_EQ(describe(17763, 3), "Windows Server 2019  64 bit");
+}
 
 class PlatformSystemTest : public tests::SessionTest {
 protected:

@@ -6,6 +6,7 @@
 
 #include "manifests.h"
 #include "session_test.h"
+#include "update/check_schedule.h"
 #include "update/installer_check.h"
 #include "update/registry_version.h"
 
@@ -144,6 +145,10 @@ TEST_F(UpdateHandlerTest, ChecksAndTellsInTheseWords) {
               (Lines{"autoupdate Getting manifest from server: stage", "autoupdate Failed to download manifest",
                      "autoupdate Failed to download manifest."}));
     EXPECT_EQ(server_->requests.back(), "stage");
+    restart("<device-support><update-interval>SysTest</update-interval></device-support>");
+    EXPECT_EQ(base::updateCheckSchedule(dockset::AppSettings()).interval, 60'000U);
+    restart();
+    EXPECT_EQ(base::updateCheckSchedule(dockset::AppSettings()).interval, 21'600'000U);
     for (const auto& [name, url] : base::updateServers()) {
         EXPECT_TRUE(url.starts_with("https://")) << name;
     }

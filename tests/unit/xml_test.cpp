@@ -56,6 +56,8 @@ TEST(XmlTest, TextIsTheWholeContent) {
 TEST(XmlTest, ReadsAllEncodings) {
     const std::string expected = "\xC3\xA9\xE2\x82\xAC";
     EXPECT_EQ(textOfA("<a>" + expected + "</a>"), expected);
+    EXPECT_EQ(textOfA("<a>plain text " + expected + " and more of it</a>"),
+              "plain text " + expected + " and more of it");
     EXPECT_EQ(textOfA("\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?><a>" + expected + "</a>"), expected);
     EXPECT_EQ(textOfA("<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>"), "\xC3\xA9");
     struct Wide {
