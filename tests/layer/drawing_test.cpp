@@ -58,6 +58,8 @@ TEST_F(DrawingTest, BlendsByTheAlphaOfThePicture) {
     EXPECT_EQ(GetPixel(to, 0, 0), RGB(0, 127, 128));
     ASSERT_TRUE(AlphaBlend(to, 1, 1, 1, 1, from, 1, 1, 1, 1, over));
     EXPECT_EQ(GetPixel(to, 1, 1), RGB(0, 255, 0));
+    ASSERT_TRUE(StretchBlt(to, 0, 1, 2, 1, to, 0, 0, 1, 1, SRCCOPY));  // within one picture
+    EXPECT_EQ(GetPixel(to, 1, 1), RGB(0, 127, 128));
     EXPECT_EQ(SelectObject(to, source), nullptr);  // another's
     EXPECT_FALSE(DeleteObject(source));            // selected
     EXPECT_EQ(SelectObject(from, before), static_cast<HGDIOBJ>(source));

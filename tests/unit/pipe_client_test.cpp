@@ -38,6 +38,12 @@ TEST_F(PipeClientTest, ReportsWhatFails) {
     EXPECT_EQ(send(), "-");
     EXPECT_EQ(log_.take(), Lines{"base Could not open pipe, 2"});
     {
+        PipeServer server(name, {"x"});
+        win32::script::failNext("WriteFile", ERROR_ACCESS_DENIED);
+        EXPECT_EQ(send(), "-");
+        EXPECT_EQ(log_.take(), Lines{"base WriteFile to pipe failed. 5"});
+    }
+    {
         PipeServer server(name, {std::nullopt});
         EXPECT_EQ(send(), "-");
         const std::string line = log_.take().back();

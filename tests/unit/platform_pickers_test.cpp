@@ -69,4 +69,21 @@ TEST_F(PlatformPickersTest, PicksFolders) {
     }
 }
 
+TEST_F(PlatformPickersTest, PicksTheMusicFolderAlsoWithoutAPlaceToBegin) {
+    choice_ = "/music";
+    for (const auto& [operation, line] :
+         {std::pair{"IKnownFolderManager::GetFolder", "Mediasession Failed to get music folder"},
+          {"IKnownFolder::GetShellItem", "Mediasession Failed to get shell item"}}) {
+        win32::script::failNext(operation, static_cast<DWORD>(E_FAIL));
+        WideString path;
+        EXPECT_TRUE(platform_.browseMusicFolder(path));
+        EXPECT_EQ(path, W("/music"));
+        EXPECT_EQ(log_.take(), Lines{line});
+    }
+    win32::script::failNext("CoCreateInstance", static_cast<DWORD>(E_FAIL), 1);
+    WideString path;
+    EXPECT_TRUE(platform_.browseMusicFolder(path));
+    EXPECT_EQ(log_.take(), Lines{"Mediaaccess Failed to create folder manager"});
+}
+
 }  // namespace
