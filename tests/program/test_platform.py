@@ -51,7 +51,8 @@ class PlatformTest(unittest.TestCase):
 
 class SystemTest(PlatformTest):
     def test_describes_this_machine(self):
-        told = self.ask("describe", LANG="fr_CA.UTF-8")
+        told = self.ask("describe", LANG="fr_CA.UTF-8", LANGUAGE="fr_CA:pt_BR")
+        self.assertEqual(told["preferredLocales"], ["fr-CA", "pt-BR"])
         release = os.uname().release
         self.assertEqual(told["version"], re.match(r"\d+\.\d+", release).group())
         self.assertTrue(told["versionIdentifier"].endswith(" 64 bit" if os.uname().machine == "x86_64" else " "))
