@@ -25,7 +25,7 @@ std::shared_ptr<ZelmoDocksetAgent> ZelmoDocksetAgent::create() {
 ZelmoDocksetAgent::ZelmoDocksetAgent() : whiteBrush_(CreateSolidBrush(white)) {}
 
 ZelmoDocksetAgent::~ZelmoDocksetAgent() {
-    if (Shell_NotifyIconW(NIM_DELETE, &notifyIcon_) == FALSE) {
+    if (!isIconDeleted_ && Shell_NotifyIconW(NIM_DELETE, &notifyIcon_) == FALSE) {
         base::logLine("Shell_NotifyIcon(NIM_DELETE) failed.");
     }
     DeleteObject(whiteBrush_);
@@ -160,6 +160,8 @@ void ZelmoDocksetAgent::onCreate(HWND window) {
 }
 
 void ZelmoDocksetAgent::onDestroy() {
+    // The system lets the icon of a window that is gone stay until the pointer comes over it.
+    isIconDeleted_ = Shell_NotifyIconW(NIM_DELETE, &notifyIcon_) != FALSE;
     window_ = nullptr;
     Gdiplus::GdiplusShutdown(gdiplusToken_);
     PostQuitMessage(0);

@@ -97,6 +97,7 @@ private:
     HWND window_ = nullptr;
     std::unique_ptr<ShortcutMenu> menu_;
     NOTIFYICONDATAW notifyIcon_{};
+    bool isIconDeleted_ = false;
     UINT taskbarCreatedMessage_ = 0;
     HBRUSH whiteBrush_;
     bool popupArmed_ = true;
