@@ -50,16 +50,19 @@ TEST(CertificateTest, TurnsTextIntoBytes) {
     text.erase(std::remove(text.begin() + 27, text.end() - 26, '\n'), text.end() - 26);
     EXPECT_EQ(toBinary("a note\n" + text), bytes) << "however the lines are broken";
 
-    BYTE buffer[keySize];
-    DWORD size = keySize - 1;
-    EXPECT_FALSE(CryptStringToBinaryA(keyText, 0, CRYPT_STRING_BASE64HEADER, buffer, &size, nullptr, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_MORE_DATA);
     for (const std::string wrong :
          {"", "MFkw", "-----BEGIN PUBLIC KEY-----\nMFkw\n", "-----BEGIN X-----\n!!\n-----END X-----"}) {
         SetLastError(0);
         EXPECT_EQ(toBinary(wrong), std::vector<BYTE>());
         EXPECT_EQ(GetLastError(), ERROR_INVALID_DATA) << wrong;
     }
+}
+
+TEST(CertificateTest, TellsOfASmallBuffer) {
+    BYTE buffer[keySize];
+    DWORD size = keySize - 1;
+    EXPECT_FALSE(CryptStringToBinaryA(keyText, 0, CRYPT_STRING_BASE64HEADER, buffer, &size, nullptr, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_MORE_DATA);
 }
 
 TEST(CertificateTest, DecodesAndComparesPublicKeys) {
@@ -82,7 +85,6 @@ TEST(CertificateTest, DecodesAndComparesPublicKeys) {
     EXPECT_EQ(static_cast<HRESULT>(GetLastError()), CRYPT_E_ASN1_BADTAG);
     bytes.resize(keySize - 1);
     EXPECT_FALSE(decode(bytes));
-    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), CRYPT_E_ASN1_EOD);
     const auto empty = decode({0x30, 0x0C, 0x30, 0x07, 0x06, 0x05, 0x2B, 0x0E, 0x03, 0x02, 0x1A, 0x03, 0x01, 0x00});
     EXPECT_TRUE(empty && empty->PublicKey.cbData == 0);
 }

@@ -27,7 +27,7 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
     // A system may send more than these.
     for (const UINT promised : {WM_NCCREATE, WM_CREATE, WM_CLOSE, WM_DESTROY, WM_NCDESTROY, WM_TIMER, WM_USER}) {
         if (message == promised) {
-            seen.push_back({window, message, wParam});
+            seen.push_back({window, message, message == WM_TIMER ? wParam : 0});
         }
     }
     if (message == WM_CREATE) {
@@ -38,7 +38,6 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
         EXPECT_EQ(WideString(creation->lpszName), W("title"));
     }
     if (message == WM_DESTROY) {
-        DestroyWindow(window);  // once more does nothing
         PostQuitMessage(7);
     }
     if (message == failing) {
@@ -79,6 +78,9 @@ TEST_F(WindowTest, ClassIsRegisteredOnce) {
     details.lpszClassName = W("zelmotestWINDOW");
     EXPECT_EQ(RegisterClassExW(&details), 0);
     EXPECT_EQ(GetLastError(), ERROR_CLASS_ALREADY_EXISTS);
+}
+
+TEST_F(WindowTest, ClassMustBeKnown) {
     EXPECT_EQ(CreateWindowExW(0, W("unknown"), W(""), WS_POPUP, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr),
               nullptr);
     EXPECT_EQ(GetLastError(), ERROR_CANNOT_FIND_WND_CLASS);
