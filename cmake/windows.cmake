@@ -1,46 +1,21 @@
-# The agent, the suite's other programs and the layer's tests against the real Windows headers.
-#
-# The layer's tests are linked. The programs are so only with the third-party libraries built for Windows, static ones,
-# with their headers below one directory; else they are compiled, with the headers of those libraries that the host has.
-set(WINDOWS_LIBRARIES "" CACHE PATH "Where include/ and lib/ of the third-party libraries for Windows are")
+# The agent, the suite's other programs and the tests against the real Windows headers.
+set(WINDOWS_LIBRARIES "" CACHE PATH "What tools/windows_libraries.sh has printed: include/ and lib/ are there")
+if(NOT EXISTS ${WINDOWS_LIBRARIES}/lib)
+  message(FATAL_ERROR "WINDOWS_LIBRARIES has to name what tools/windows_libraries.sh prints; ./dev windows does it")
+endif()
 set(system_libraries bcrypt cfgmgr32 comdlg32 crypt32 gdiplus iphlpapi msimg32 ole32 rpcrt4 setupapi uuid winhttp wininet ws2_32)
 add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
 # The SDK's own macros are C casts, and its COM interfaces have no virtual destructor.
 add_compile_options(-Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
 
-if(WINDOWS_LIBRARIES)
-  set(third_party_headers ${WINDOWS_LIBRARIES}/include)
-  set(third_party_libraries)
-  foreach(name curl nghttp2 ssl crypto xerces-c jansson boost_filesystem)
-    find_library(${name}_library NAMES ${name} PATHS ${WINDOWS_LIBRARIES}/lib NO_DEFAULT_PATH REQUIRED)
-    list(APPEND third_party_libraries ${${name}_library})
-  endforeach()
-  add_compile_definitions(CURL_STATICLIB BOOST_ALL_NO_LIB)
-else()
-  # Only theirs are made visible, since the host's system headers would hide those of Windows.
-  set(third_party_headers ${CMAKE_BINARY_DIR}/host_headers)
-  file(MAKE_DIRECTORY ${third_party_headers})
-  foreach(header boost jansson.h xercesc)
-    file(CREATE_LINK /usr/include/${header} ${third_party_headers}/${header} SYMBOLIC)
-  endforeach()
-  # What some distributions keep in the directory of the host's architecture: OpenSSL's headers lie in both.
-  foreach(header jansson_config.h curl openssl/opensslconf.h openssl/configuration.h)
-    file(GLOB found /usr/include/*-linux-gnu/${header} /usr/include/${header})
-    list(GET found 0 found)
-    get_filename_component(directory ${third_party_headers}/${header} DIRECTORY)
-    file(MAKE_DIRECTORY ${directory})
-    file(CREATE_LINK ${found} ${third_party_headers}/${header} SYMBOLIC)
-  endforeach()
-  file(GLOB openssl_headers /usr/include/openssl/*.h)
-  foreach(header ${openssl_headers})
-    get_filename_component(name ${header} NAME)
-    file(CREATE_LINK ${header} ${third_party_headers}/openssl/${name} SYMBOLIC)
-  endforeach()
-endif()
+foreach(name curl nghttp2 ssl crypto xerces-c jansson boost_filesystem)
+  list(APPEND third_party_libraries ${WINDOWS_LIBRARIES}/lib/lib${name}.a)
+endforeach()
+add_compile_definitions(CURL_STATICLIB BOOST_ALL_NO_LIB)
 
 add_library(agent_core STATIC ${agent_sources})
 target_include_directories(agent_core PUBLIC src win32/include)
-target_include_directories(agent_core SYSTEM PUBLIC ${third_party_headers})
+target_include_directories(agent_core SYSTEM PUBLIC ${WINDOWS_LIBRARIES}/include)
 
 # The icon, the logo and the manifest.
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
@@ -59,13 +34,8 @@ foreach(program
     zdengine=suite/update_engine.cpp)
   string(REPLACE "=" ";" sources ${program})
   list(POP_FRONT sources name)
-  if(WINDOWS_LIBRARIES)
-    add_executable(${name} ${sources})
-    target_link_libraries(${name} PRIVATE agent_core -static ${third_party_libraries} ${system_libraries})
-  else()
-    add_library(${name} OBJECT ${sources})
-    target_link_libraries(${name} PRIVATE agent_core)
-  endif()
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE agent_core -static ${third_party_libraries} ${system_libraries})
 endforeach()
 set_target_properties(ZelmoDocksetAgent PROPERTIES WIN32_EXECUTABLE ON)
 

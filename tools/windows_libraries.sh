@@ -41,8 +41,10 @@ download() {
 }
 
 fetch() {
-  apt-get indextargets --format 'deb-src $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' |
-    sort -u >"$work/sources.list"
+  # The machine's own lists may have been cleaned away.
+  apt-get -qq -o APT::Sandbox::User= -o Dir::State::lists="$work/lists" -o Dir::Cache="$work" update
+  apt-get -o Dir::State::lists="$work/lists" indextargets --format 'deb-src $(REPO_URI) $(RELEASE) $(COMPONENT)' \
+    'Created-By: Packages' 'Origin: Debian' | sort -u >"$work/sources.list"
   ask_apt apt-get -qq update
   local package version
   while read -r package version; do

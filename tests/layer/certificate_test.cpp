@@ -58,6 +58,13 @@ TEST(CertificateTest, TurnsTextIntoBytes) {
     }
 }
 
+TEST(CertificateTest, TellsOfASmallBuffer) {
+    BYTE buffer[keySize];
+    DWORD size = keySize - 1;
+    EXPECT_FALSE(CryptStringToBinaryA(keyText, 0, CRYPT_STRING_BASE64HEADER, buffer, &size, nullptr, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_MORE_DATA);
+}
+
 TEST(CertificateTest, DecodesAndComparesPublicKeys) {
     std::vector<BYTE> bytes = toBinary(keyText);
     const KeyInfo key = decode(bytes);

@@ -93,10 +93,16 @@ TEST_F(FileTest, RefusesToEmptyWhatAHolderDoesNotShare) {
     DWORD done = 0;
     WriteFile(writer, "kept", 4, &done, nullptr);
     EXPECT_EQ(codeOf("file", readWrite, FILE_SHARE_READ, CREATE_ALWAYS), ERROR_SHARING_VIOLATION);
-    EXPECT_EQ(codeOf("file", GENERIC_READ, shareAll, CREATE_ALWAYS), ERROR_SHARING_VIOLATION);
     EXPECT_EQ(directory_.read("file"), "kept");
     CloseHandle(writer);
     EXPECT_EQ(codeOf("file", readWrite, 0, CREATE_ALWAYS), ERROR_ALREADY_EXISTS);
+}
+
+TEST_F(FileTest, RefusesToEmptyForReading) {
+    const HANDLE writer = open("file", readWrite, FILE_SHARE_READ, CREATE_ALWAYS);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, shareAll, CREATE_ALWAYS), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(codeOf("file", GENERIC_READ, shareAll, TRUNCATE_EXISTING), ERROR_INVALID_PARAMETER);
+    CloseHandle(writer);
 }
 
 // Each of two handles has to share what the other one uses; a handle that uses nothing doesn't count.
@@ -149,6 +155,11 @@ TEST_F(FileTest, SetsTheTimeOfWriting) {
     EXPECT_TRUE(SetFileTime(writer, nullptr, nullptr, &unchanged));
     CloseHandle(writer);
     EXPECT_EQ(timeOfWriting(), 1'000'000'000);
+}
+
+TEST_F(FileTest, SetsNoTimeByAReadingHandle) {
+    directory_.write("file", "x");
+    const FILETIME time{1, 1};
     const HANDLE reader = open("file", GENERIC_READ, shareAll, OPEN_EXISTING);
     EXPECT_FALSE(SetFileTime(reader, nullptr, nullptr, &time));
     CloseHandle(reader);

@@ -55,11 +55,17 @@ TEST(MenuTest, TellsWhatIsNotThere) {
     const HMENU menu = makeMenu();
     EXPECT_FALSE(DeleteMenu(menu, 2, MF_BYCOMMAND));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_MENU_ITEM_NOT_FOUND});
-    EXPECT_FALSE(InsertMenuW(menu, 7, MF_BYCOMMAND, 2, W("text")));
-    EXPECT_EQ(GetMenuItemID(menu, 3), 0xFFFFFFFF);
     EXPECT_TRUE(DestroyMenu(menu));
     EXPECT_FALSE(DestroyMenu(menu));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_MENU_HANDLE});
+}
+
+TEST(MenuTest, GoesOnWhereSomethingIsNotThere) {
+    const HMENU menu = makeMenu();
+    EXPECT_TRUE(InsertMenuW(menu, 7, MF_BYCOMMAND, 2, W("text")));
+    EXPECT_EQ(GetMenuItemID(menu, 3), 2U);
+    EXPECT_EQ(GetMenuItemID(menu, 4), 0xFFFFFFFF);
+    EXPECT_TRUE(DestroyMenu(menu));
     EXPECT_FALSE(AppendMenuW(menu, MF_STRING, 1, W("text")));
     EXPECT_EQ(GetMenuItemCount(menu), -1);
 }

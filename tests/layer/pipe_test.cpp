@@ -97,10 +97,15 @@ TEST_F(PipeTest, MessagesArriveWhole) {
     CloseHandle(server);
 }
 
-TEST_F(PipeTest, AnInstanceServesOneAtATime) {
+TEST_F(PipeTest, FirstInstanceIsOne) {
     const HANDLE server = createServer(FILE_FLAG_FIRST_PIPE_INSTANCE, 2);
     EXPECT_EQ(createServer(FILE_FLAG_FIRST_PIPE_INSTANCE), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
+    CloseHandle(server);
+}
+
+TEST_F(PipeTest, AnInstanceServesOneAtATime) {
+    const HANDLE server = createServer(FILE_FLAG_FIRST_PIPE_INSTANCE, 2);
     const HANDLE first = openClient();
     for (const bool isAccepted : {false, true}) {  // taken as soon as the client is there
         EXPECT_EQ(openClient(), INVALID_HANDLE_VALUE);

@@ -4,16 +4,20 @@
 
 namespace {
 
+bool opens(DWORD type, LPCWSTR proxy, DWORD flags) {
+    const HINTERNET session = WinHttpOpen(W("agent"), type, proxy, WINHTTP_NO_PROXY_BYPASS, flags);
+    EXPECT_EQ(WinHttpCloseHandle(session), session != nullptr);
+    return session != nullptr;
+}
+
+TEST(ProxySession, OnlyANamedProxyHasAName) {
+    EXPECT_FALSE(opens(WINHTTP_ACCESS_TYPE_NAMED_PROXY, WINHTTP_NO_PROXY_NAME, 0));
+    EXPECT_FALSE(opens(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, W("proxy:80"), 0));
+}
+
 TEST(ProxySession, ArgumentsMustAgree) {
-    const auto open = [](DWORD type, LPCWSTR proxy, DWORD flags) {
-        const HINTERNET session = WinHttpOpen(W("agent"), type, proxy, WINHTTP_NO_PROXY_BYPASS, flags);
-        EXPECT_EQ(WinHttpCloseHandle(session), session != nullptr);
-        return session != nullptr;
-    };
-    EXPECT_TRUE(open(WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, 0));
-    EXPECT_TRUE(open(WINHTTP_ACCESS_TYPE_NAMED_PROXY, W("proxy:80"), WINHTTP_FLAG_ASYNC));
-    EXPECT_FALSE(open(WINHTTP_ACCESS_TYPE_NAMED_PROXY, WINHTTP_NO_PROXY_NAME, 0));
-    EXPECT_FALSE(open(WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, W("proxy:80"), 0));
+    EXPECT_TRUE(opens(WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, 0));
+    EXPECT_TRUE(opens(WINHTTP_ACCESS_TYPE_NAMED_PROXY, W("proxy:80"), WINHTTP_FLAG_ASYNC));
     const HINTERNET session = WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_NO_PROXY, nullptr, nullptr, 0);
     WINHTTP_AUTOPROXY_OPTIONS options{};
     WINHTTP_PROXY_INFO info{};

@@ -42,6 +42,8 @@ TEST_F(RegistryTest, KeysAreMadeOnceAndFoundInAnyCase) {
     HKEY below = nullptr;
     EXPECT_EQ(RegOpenKeyExW(key, W("layer"), 0, KEY_READ, &below), ERROR_SUCCESS);
     EXPECT_EQ(RegCloseKey(below), ERROR_SUCCESS);
+    EXPECT_EQ(RegOpenKeyExW(key, W("\\layer"), 0, KEY_READ, &below), ERROR_BAD_PATHNAME);
+    EXPECT_EQ(below, nullptr) << "so that nobody closes it twice";
     EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
     EXPECT_EQ(RegCloseKey(key), ERROR_INVALID_HANDLE);
 }

@@ -27,7 +27,7 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
     // A system may send more than these.
     for (const UINT promised : {WM_NCCREATE, WM_CREATE, WM_CLOSE, WM_DESTROY, WM_NCDESTROY, WM_TIMER, WM_USER}) {
         if (message == promised) {
-            seen.push_back({window, message, wParam});
+            seen.push_back({window, message, message == WM_TIMER ? wParam : 0});
         }
     }
     if (message == WM_CREATE) {
@@ -38,7 +38,6 @@ LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
         EXPECT_EQ(WideString(creation->lpszName), W("title"));
     }
     if (message == WM_DESTROY) {
-        DestroyWindow(window);  // once more does nothing
         PostQuitMessage(7);
     }
     if (message == failing) {

@@ -14,9 +14,9 @@
 // ExpandEnvironmentStringsW: puts the values of variables in the place of their %NAMES%; the case of the names doesn't
 // matter, and an unknown one stays as it is. Gives the characters that the result takes with its zero; more than `size`
 // means that it didn't fit.
-// GetCurrentProcess: a handle that stands for this process wherever one of a process is taken (win32/process.h).
-// GetProcAddress: on Linux the module "kernel32" (in any case, also with ".dll") exists and has
-// SetDefaultDllDirectories; nothing else is looked up.
+// GetCurrentProcess: a handle that stands for this process wherever one of a process is taken (win32/process.h). It
+// needn't be given back, and may. GetProcAddress: on Linux the module "kernel32" (in any case, also with ".dll") exists
+// and has SetDefaultDllDirectories; nothing else is looked up.
 #pragma once
 
 #include "win32/error.h"

@@ -4,9 +4,8 @@
 // '&' marks an item's access key. All calls by the thread of the window that shows the menu.
 //
 // CreatePopupMenu: an empty menu, which the caller gives back by DestroyMenu. AppendMenuW, InsertMenuW (before the item
-// that `position` names, or at the end with MF_BYPOSITION and a place behind it, as -1), DeleteMenu: by id
-// (MF_BYCOMMAND) or by index (MF_BYPOSITION). False with ERROR_INVALID_MENU_HANDLE, or ERROR_MENU_ITEM_NOT_FOUND if
-// there is no such item.
+// that `position` names, or at the end where there is none), DeleteMenu: by id (MF_BYCOMMAND) or by index
+// (MF_BYPOSITION). False with ERROR_INVALID_MENU_HANDLE, DeleteMenu also with ERROR_MENU_ITEM_NOT_FOUND.
 // TrackPopupMenu: shows the menu; the choice comes as a posted WM_COMMAND to `owner`, its id in the low word of wParam.
 // On Linux the menu belongs to the icon that sent WM_CONTEXTMENU: the desktop's panel draws it, at a place of its own,
 // and the call returns when the panel has it, before any choice. ERROR_ACCESS_DENIED if there is no panel to show it.

@@ -1,7 +1,8 @@
 // The registry: keys below HKEY_CURRENT_USER and HKEY_LOCAL_MACHINE that hold named values.
 //
 // Each operation returns its error code, 0 for success, and doesn't touch the last error. Key and value names are
-// compared without regard to case. ERROR_BAD_PATHNAME for a path that begins with a separator. On Linux a hive is one
+// compared without regard to case. ERROR_BAD_PATHNAME for a path that begins with a separator. A key that can't be
+// opened is given as null. On Linux a hive is one
 // JSON file, replaced as a whole under a lock, so that a process that is killed leaves the old state or the new one;
 // docs/locations.md says where. What is written below "Software\Microsoft\Windows\CurrentVersion\Run" of the user also
 // becomes an autostart entry of the desktop (freedesktop.org, Desktop Application Autostart). Any thread, any number of

@@ -70,6 +70,9 @@ using win32::table;
 
 BOOL WINAPI CloseHandle(HANDLE handle) {
     WIN32_MAY_FAIL("CloseHandle", FALSE);
+    if (handle == GetCurrentProcess()) {
+        return TRUE;  // nothing that was opened
+    }
     std::shared_ptr<win32::Object> object;
     {
         const std::lock_guard lock(table().mutex);

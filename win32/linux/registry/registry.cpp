@@ -131,6 +131,7 @@ LSTATUS WINAPI RegOpenKeyExW(HKEY parent, LPCWSTR path, DWORD /*options*/, REGSA
     if (!base || key == nullptr) {
         return base ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE;
     }
+    *key = nullptr;
     if (!win32::isBelow(path)) {
         return ERROR_BAD_PATHNAME;
     }

@@ -45,19 +45,20 @@ Result withMenu(HMENU handle, Result failure, Use use) {
     return use(*found->second);
 }
 
-// The index of an item; the menu's size with ERROR_MENU_ITEM_NOT_FOUND if it isn't there.
+// The index of an item; the menu's size if it isn't there.
 std::size_t indexOf(const Menu& menu, UINT item, UINT flags) {
-    std::size_t index = 0;
     if ((flags & MF_BYPOSITION) != 0) {
-        index = item;
-    } else {
-        while (index < menu.size() && menu[index].id != item) {
-            ++index;
-        }
+        return std::min<std::size_t>(item, menu.size());
     }
-    if (index >= menu.size()) {
+    const auto found = std::find_if(menu.begin(), menu.end(), [item](const auto& entry) { return entry.id == item; });
+    return static_cast<std::size_t>(found - menu.begin());
+}
+
+// As above, where there has to be one.
+std::size_t knownIndex(const Menu& menu, UINT item, UINT flags) {
+    const std::size_t index = indexOf(menu, item, flags);
+    if (index == menu.size()) {
         SetLastError(ERROR_MENU_ITEM_NOT_FOUND);
-        return menu.size();
     }
     return index;
 }
@@ -131,14 +132,8 @@ BOOL WINAPI InsertMenuW(HMENU handle, UINT position, UINT flags, UINT_PTR id, LP
     WIN32_MAY_FAIL("InsertMenuW", FALSE);
     return withMenu(handle, FALSE,
                     [&](Menu& menu) {
-                        const bool byPosition = (flags & MF_BYPOSITION) != 0;
-                        const std::size_t index = byPosition ? std::min<std::size_t>(position, menu.size())
-                                                             : win32::indexOf(menu, position, flags);
-                        if (index == menu.size() && !byPosition) {
-                            return FALSE;
-                        }
-                        menu.insert(menu.begin() + static_cast<std::ptrdiff_t>(index),
-                                    win32::makeItem(flags, id, text));
+                        const auto place = static_cast<std::ptrdiff_t>(win32::indexOf(menu, position, flags));
+                        menu.insert(menu.begin() + place, win32::makeItem(flags, id, text));
                         return TRUE;
                     }) &&
            win32::offerChanged(handle);
@@ -148,7 +143,7 @@ BOOL WINAPI DeleteMenu(HMENU handle, UINT position, UINT flags) {
     WIN32_MAY_FAIL("DeleteMenu", FALSE);
     return withMenu(handle, FALSE,
                     [&](Menu& menu) {
-                        const std::size_t index = win32::indexOf(menu, position, flags);
+                        const std::size_t index = win32::knownIndex(menu, position, flags);
                         if (index == menu.size()) {
                             return FALSE;
                         }
@@ -198,14 +193,14 @@ int WINAPI GetMenuItemCount(HMENU handle) {
 UINT WINAPI GetMenuItemID(HMENU handle, int index) {
     constexpr UINT none = 0xFFFFFFFF;
     return withMenu(handle, none, [&](const Menu& menu) {
-        const std::size_t found = win32::indexOf(menu, static_cast<UINT>(index), MF_BYPOSITION);
+        const std::size_t found = win32::knownIndex(menu, static_cast<UINT>(index), MF_BYPOSITION);
         return found == menu.size() ? none : menu[found].id;
     });
 }
 
 int WINAPI GetMenuStringW(HMENU handle, UINT item, LPWSTR buffer, int size, UINT flags) {
     return withMenu(handle, 0, [&](const Menu& menu) {
-        const std::size_t index = win32::indexOf(menu, item, flags);
+        const std::size_t index = win32::knownIndex(menu, item, flags);
         if (index == menu.size()) {
             return 0;
         }
