@@ -27,10 +27,11 @@ SET_UP_LIMIT = 300
 
 
 class Prefix:
-    """A Windows of its own, its desktop on a display of its own."""
+    """A Windows of its own, its desktop on a display of its own. All of it runs behind the words of `enter`."""
 
-    def __init__(self, path):
+    def __init__(self, path, enter=()):
         self.path = path
+        self._enter = [*map(str, enter)]
         self._running = []
         self._home = path.parent / f"{path.name}-home"
         self._environment = {
@@ -45,13 +46,14 @@ class Prefix:
         # Without a desktop on the display no program can make a window.
         self._start([WINE, "explorer", "/desktop=witness,1024x768"])
         for _ in range(100):
-            if "witness" in self._titles():
+            if "witness" in self.titles():
                 return
             time.sleep(0.1)
         raise RuntimeError("the desktop doesn't come")
 
     def _start(self, command, **options):
-        self._running.append(subprocess.Popen(command, env=self._environment, stdin=subprocess.DEVNULL,
+        environment = {**self._environment, **options.pop("environment", {})}
+        self._running.append(subprocess.Popen([*self._enter, *command], env=environment, stdin=subprocess.DEVNULL,
                                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, **options))
 
     def _start_display(self):
@@ -62,14 +64,22 @@ class Prefix:
         with os.fdopen(read) as announcement:
             self._environment["DISPLAY"] = ":" + announcement.readline().strip()
 
-    def _titles(self):
-        return subprocess.run(["xwininfo", "-root", "-tree"], env=self._environment, capture_output=True, text=True,
-                              check=False).stdout
+    def on_display(self, *command):
+        return subprocess.run(command, env=self._environment, capture_output=True, text=True, check=False).stdout
 
-    def run(self, *command, limit=CASE_LIMIT, directory=None):
+    def titles(self):
+        """All windows of the display, as xwininfo lists them."""
+        return self.on_display("xwininfo", "-root", "-tree")
+
+    def begin(self, *command, directory, **environment):
+        """Starts a program that goes on."""
+        self._start([WINE, *command], cwd=directory, environment=environment)
+
+    def run(self, *command, limit=CASE_LIMIT, directory=None, enter=None):
         """The exit code, None after the limit, and what was printed."""
         with tempfile.TemporaryFile() as output:
-            process = subprocess.Popen([WINE, *command], env=self._environment, cwd=directory or self._home,
+            words = self._enter if enter is None else [*map(str, enter)]
+            process = subprocess.Popen([*words, WINE, *command], env=self._environment, cwd=directory or self._home,
                                        stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT)
             try:
                 code = process.wait(limit)
