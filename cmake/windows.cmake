@@ -3,7 +3,18 @@ set(WINDOWS_LIBRARIES "" CACHE PATH "What tools/windows_libraries.sh has printed
 if(NOT EXISTS ${WINDOWS_LIBRARIES}/lib)
   message(FATAL_ERROR "WINDOWS_LIBRARIES has to name what tools/windows_libraries.sh prints; ./dev windows does it")
 endif()
-set(system_libraries bcrypt cfgmgr32 comdlg32 crypt32 gdiplus iphlpapi msimg32 ole32 rpcrt4 setupapi uuid winhttp wininet ws2_32)
+
+# What Windows doesn't keep in memory for every process is loaded at its first use, from the system's directory.
+foreach(name bcrypt cfgmgr32 comdlg32 crypt32 gdiplus iphlpapi msimg32 ole32 rpcrt4 setupapi winhttp wininet)
+  set(late_library ${CMAKE_BINARY_DIR}/late/lib${name}.a)
+  if(NOT EXISTS ${late_library})
+    file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/late)
+    execute_process(COMMAND ${CMAKE_SOURCE_DIR}/tools/windows_late_imports.sh ${name} ${late_library}
+      COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+  list(APPEND system_libraries ${late_library})
+endforeach()
+list(APPEND system_libraries uuid ws2_32)
 add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
 # The SDK's own macros are C casts, and its COM interfaces have no virtual destructor.
 add_compile_options(-Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
@@ -16,16 +27,18 @@ add_compile_definitions(CURL_STATICLIB BOOST_ALL_NO_LIB)
 add_library(agent_core STATIC ${agent_sources})
 target_include_directories(agent_core PUBLIC src win32/include)
 target_include_directories(agent_core SYSTEM PUBLIC ${WINDOWS_LIBRARIES}/include)
+add_library(windows_program OBJECT win32/windows/system_libraries.cpp)
 
 # The icon, the logo and the manifest.
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 enable_language(RC)
-set(agent_resources packaging/windows/agent.rc)
-set_source_files_properties(${agent_resources} PROPERTIES OBJECT_DEPENDS
-  "${CMAKE_SOURCE_DIR}/packaging/windows/agent.manifest;${CMAKE_SOURCE_DIR}/packaging/art/zelmo.ico;${CMAKE_SOURCE_DIR}/packaging/art/logo.png")
+set_source_files_properties(packaging/windows/program.rc PROPERTIES
+  OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/packaging/windows/program.manifest)
+set_source_files_properties(packaging/windows/agent.rc PROPERTIES
+  OBJECT_DEPENDS "${CMAKE_SOURCE_DIR}/packaging/art/zelmo.ico;${CMAKE_SOURCE_DIR}/packaging/art/logo.png")
 
 foreach(program
-    ZelmoDocksetAgent=src/main.cpp=${agent_resources}
+    ZelmoDocksetAgent=src/main.cpp=packaging/windows/agent.rc
     ZelmoDockset=suite/main_application.cpp
     zdmanifest=suite/zdmanifest.cpp
     zdpost=suite/post_message.cpp
@@ -34,10 +47,10 @@ foreach(program
     zdengine=suite/update_engine.cpp)
   string(REPLACE "=" ";" sources ${program})
   list(POP_FRONT sources name)
-  add_executable(${name} ${sources})
-  target_link_libraries(${name} PRIVATE agent_core -static ${third_party_libraries} ${system_libraries})
+  add_executable(${name} ${sources} packaging/windows/program.rc)
+  target_link_libraries(${name} PRIVATE windows_program agent_core -static ${third_party_libraries} ${system_libraries})
 endforeach()
-set_target_properties(ZelmoDocksetAgent PROPERTIES WIN32_EXECUTABLE ON)
+set_target_properties(ZelmoDocksetAgent ZelmoDockset PROPERTIES WIN32_EXECUTABLE ON)
 
 # Each header of the layer compiles on its own.
 file(GLOB layer_headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/win32/include/win32/*.h)
@@ -59,4 +72,4 @@ add_executable(layer_tests ${layer_tests} src/base/text.cpp src/base/utf8.cpp
 target_include_directories(layer_tests PRIVATE src tests win32/include)
 target_include_directories(layer_tests SYSTEM PRIVATE
   ${googletest}/googletest ${googletest}/googletest/include ${googletest}/googlemock ${googletest}/googlemock/include)
-target_link_libraries(layer_tests PRIVATE -static ${system_libraries})
+target_link_libraries(layer_tests PRIVATE windows_program -static ${system_libraries})

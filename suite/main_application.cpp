@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -29,7 +30,8 @@ constexpr UINT restartMessage = WM_USER + 1;
 bool ended = false;
 
 void note(const std::string& text) {
-    std::ofstream file((base::applicationDirectory(base::Logs) / "ZelmoDockset.log").string(), std::ios::app);
+    const auto path = base::applicationDirectory(base::Logs) / "ZelmoDockset.log";
+    std::ofstream file(std::filesystem::path(path.native()), std::ios::app);
     file << GetCurrentProcessId() << ' ' << text << std::endl;
 }
 
