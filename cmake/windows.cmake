@@ -16,6 +16,7 @@ foreach(name bcrypt cfgmgr32 comdlg32 crypt32 gdiplus iphlpapi msimg32 ole32 rpc
 endforeach()
 list(APPEND system_libraries uuid ws2_32)
 add_compile_definitions(UNICODE _UNICODE _WIN32_WINNT=0x0A00 WINVER=0x0A00 STRICT)
+add_compile_options(-g1)  # for the symbol files
 # The SDK's own macros are C casts, and its COM interfaces have no virtual destructor.
 add_compile_options(-Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
 
@@ -27,27 +28,34 @@ add_compile_definitions(CURL_STATICLIB BOOST_ALL_NO_LIB)
 add_library(agent_core STATIC ${agent_sources})
 target_include_directories(agent_core PUBLIC src win32/include)
 target_include_directories(agent_core SYSTEM PUBLIC ${WINDOWS_LIBRARIES}/include)
-add_library(windows_program OBJECT win32/windows/system_libraries.cpp)
+add_library(windows_program OBJECT win32/windows/environment.cpp win32/windows/system_libraries.cpp)
 
-# The icon, the logo and the manifest.
+# The icon, the logo, the manifest and the version, which stands in the code alone.
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 enable_language(RC)
-set_source_files_properties(packaging/windows/program.rc PROPERTIES
-  OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/packaging/windows/program.manifest)
+set(version_header src/update/update_handler.h)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${version_header})
+file(STRINGS ${version_header} version REGEX "suiteVersion = ")
+string(REGEX REPLACE ".*\"(.*)\".*" "\\1" version "${version}")
+string(REPLACE "." "," version_numbers ${version})
 set_source_files_properties(packaging/windows/agent.rc PROPERTIES
   OBJECT_DEPENDS "${CMAKE_SOURCE_DIR}/packaging/art/zelmo.ico;${CMAKE_SOURCE_DIR}/packaging/art/logo.png")
 
 foreach(program
-    ZelmoDocksetAgent=src/main.cpp=packaging/windows/agent.rc
-    ZelmoDockset=suite/main_application.cpp
-    zdmanifest=suite/zdmanifest.cpp
-    zdpost=suite/post_message.cpp
-    zdplatform=suite/platform_front_end.cpp
-    zdservice=suite/background_service.cpp
-    zdengine=suite/update_engine.cpp)
+    "ZelmoDocksetAgent=Zelmo Dockset Agent=src/main.cpp=packaging/windows/agent.rc"
+    "ZelmoDockset=Zelmo Dockset=suite/main_application.cpp"
+    "zdmanifest=Zelmo Dockset manifest tool=suite/zdmanifest.cpp"
+    "zdpost=Zelmo Dockset message tool=suite/post_message.cpp"
+    "zdplatform=Zelmo Dockset platform tool=suite/platform_front_end.cpp"
+    "zdservice=Zelmo Dockset Service=suite/background_service.cpp"
+    "zdengine=Zelmo Dockset Update Engine=suite/update_engine.cpp")
   string(REPLACE "=" ";" sources ${program})
-  list(POP_FRONT sources name)
-  add_executable(${name} ${sources} packaging/windows/program.rc)
+  list(POP_FRONT sources name description)
+  set(resources ${CMAKE_BINARY_DIR}/resources/${name}.rc)
+  configure_file(packaging/windows/program.rc.in ${resources} @ONLY)
+  set_source_files_properties(${resources} PROPERTIES
+    OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/packaging/windows/program.manifest)
+  add_executable(${name} ${sources} ${resources})
   target_link_libraries(${name} PRIVATE windows_program agent_core -static ${third_party_libraries} ${system_libraries})
 endforeach()
 set_target_properties(ZelmoDocksetAgent ZelmoDockset PROPERTIES WIN32_EXECUTABLE ON)

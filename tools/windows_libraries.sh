@@ -1,7 +1,7 @@
 #!/bin/bash
 # Builds the libraries of packaging/windows-libraries.txt for Windows, as static ones, from Debian's source packages with
-# Debian's patches; prints the directory whose include/ and lib/ have them. It's built once for each state of that list
-# and of this script.
+# Debian's patches; prints the directory whose include/ and lib/ have them, and licenses/ what they are under. It's built
+# once for each state of that list and of this script.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -15,7 +15,7 @@ fi
 exec 3>&1 1>&2
 rm -rf "$result"
 work=$result/work
-mkdir -p "$work/lists/partial" "$work/sources" "$result/include" "$result/lib"
+mkdir -p "$work/lists/partial" "$work/sources" "$result/include" "$result/lib" "$result/licenses"
 
 # apt with the sources of the distribution that this machine gets its packages from, and nothing of the machine's written.
 ask_apt() {
@@ -34,6 +34,7 @@ download() {
     [ "$version" = "$pinned" ] ||
       echo "windows-libraries: $package $pinned is not to be had, $version is taken; put that into $list"
     dpkg-source --no-check -x "$work/sources/${package}_${version#*:}.dsc" "$work/$package" >"$work/$package.log"
+    cp "$work/$package/debian/copyright" "$result/licenses/$package.txt"
     return
   done
   echo "windows-libraries: no sources of $package"

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -82,6 +83,19 @@ TEST(CertificateTest, DecodesAndComparesPublicKeys) {
     EXPECT_FALSE(decode({0x04, 0x01, 0x00}));
     bytes.resize(keySize - 1);
     EXPECT_FALSE(decode(bytes));
+}
+
+TEST(CertificateTest, StoresAreWalked) {
+    const HCERTSTORE store = CertOpenSystemStoreW(0, W("ROOT"));
+    ASSERT_NE(store, nullptr);
+    PCCERT_CONTEXT certificate = nullptr;
+    while ((certificate = CertEnumCertificatesInStore(store, certificate)) != nullptr) {
+        std::array<char, 256> name{};
+        EXPECT_GT(CertGetNameStringA(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, 0, nullptr, name.data(), 256), 1U);
+        EXPECT_GT(certificate->cbCertEncoded, 100U);
+    }
+    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), CRYPT_E_NOT_FOUND);
+    EXPECT_NE(CertCloseStore(store, 0), FALSE);
 }
 
 }  // namespace

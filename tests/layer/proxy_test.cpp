@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "win32/resource.h"
+
 namespace {
 
 bool opens(DWORD type, LPCWSTR proxy, DWORD flags) {
@@ -25,6 +27,16 @@ TEST(ProxySession, ArgumentsMustAgree) {
     EXPECT_FALSE(WinHttpGetProxyForUrl(session, W("http://example/"), &options, &info));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
     EXPECT_TRUE(WinHttpCloseHandle(session));
+}
+
+TEST(ProxySession, TheUsersSettingsAreHisToFree) {
+    WINHTTP_CURRENT_USER_IE_PROXY_CONFIG config{};
+    if (WinHttpGetIEProxyConfigForCurrentUser(&config) == FALSE) {
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND}) << "a user without settings";
+    }
+    for (const LPWSTR text : {config.lpszAutoConfigUrl, config.lpszProxy, config.lpszProxyBypass}) {
+        EXPECT_EQ(GlobalFree(text), nullptr);
+    }
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 
 #include "temp_session.h"
 #include "win32/kernel.h"
+#include "win32/power.h"
+#include "win32/window.h"
 
 namespace {
 
@@ -26,6 +28,36 @@ TEST(SystemTest, DescribesTheMachine) {
     ASSERT_NE(GlobalMemoryStatusEx(&memory), FALSE);
     EXPECT_TRUE(memory.ullAvailPhys > 0 && memory.ullAvailPhys <= memory.ullTotalPhys);
     EXPECT_LT(memory.ullAvailVirtual, memory.ullTotalVirtual);
+}
+
+TEST(SystemTest, TellsOfTheUsersSession) {
+    SYSTEM_POWER_STATUS power{};
+    EXPECT_NE(GetSystemPowerStatus(&power), FALSE);
+    EXPECT_NE(GetUserGeoID(GEOCLASS_NATION), 0);
+    EXPECT_GT(GetSystemMetrics(SM_CXSMICON), 0);
+    EXPECT_GT(GetDoubleClickTime(), 0U);
+    ULONG count = 0;
+    ULONG size = 0;
+    EXPECT_NE(GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &count, nullptr, &size), FALSE);
+    EXPECT_TRUE(count > 0 && size > 2);
+    FILETIME first{};
+    FILETIME second{};
+    GetSystemTimeAsFileTime(&first);
+    Sleep(20);
+    GetSystemTimeAsFileTime(&second);
+    EXPECT_GT(second.dwLowDateTime - first.dwLowDateTime, 100'000U);
+}
+
+TEST(SystemTest, PowerRequestsAreClearedOnlyWhereTheyWereSet) {
+    const tests::EnvironmentSetting bus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/none");
+    WideString reason = W("work");
+    REASON_CONTEXT context{POWER_REQUEST_CONTEXT_VERSION, POWER_REQUEST_CONTEXT_SIMPLE_STRING, {}};
+    context.Reason.SimpleReasonString = reason.data();
+    const HANDLE request = PowerCreateRequest(&context);
+    ASSERT_NE(request, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(PowerClearRequest(request, PowerRequestSystemRequired), FALSE);
+    EXPECT_EQ(PowerSetRequest(nullptr, PowerRequestSystemRequired), FALSE);
+    EXPECT_NE(CloseHandle(request), FALSE);
 }
 
 TEST(SystemTest, LocaleTellsTheRoomThatItTakes) {

@@ -78,6 +78,9 @@ TEST_F(WindowTest, LivesFromCreateToDestroy) {
     char name[254] = "";
     EXPECT_EQ(GetClassNameA(window, name, sizeof(name)), 15);
     EXPECT_EQ(std::string(name), "ZelmoTestWindow");
+    EXPECT_EQ(SendMessageW(window, WM_USER, 0, 0), 0);
+    EXPECT_EQ(seen.back().message, WM_USER);
+    seen.pop_back();
     EXPECT_EQ(create(WS_CHILD), nullptr);
     const HWND child = create(WS_CHILD, window);
     EXPECT_FALSE(ShowWindow(child, SW_SHOW));
@@ -168,6 +171,13 @@ TEST_F(WindowTest, PostsCarryNoAddresses) {
     pump();
     EXPECT_TRUE(seen.empty()) << "no timer has that procedure";
     DestroyWindow(window);
+}
+
+TEST_F(WindowTest, RegisteredMessagesHaveANumberEach) {
+    const UINT created = RegisterWindowMessageW(W("TaskbarCreated"));
+    EXPECT_TRUE(created >= 0xC000U && created <= 0xFFFFU);
+    EXPECT_NE(RegisterWindowMessageW(W("Taskbar\nCreated")), created);
+    EXPECT_EQ(RegisterWindowMessageW(W("taskbarcreated")), created);
 }
 
 TEST_F(WindowTest, EachThreadHasItsMessages) {

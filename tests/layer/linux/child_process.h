@@ -1,4 +1,4 @@
-// Second processes for tests: the test program started again, running one named role in place of the tests.
+// Second processes for tests that speak with their parent, by lines.
 #pragma once
 
 #include <fcntl.h>
@@ -7,23 +7,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <map>
 #include <string>
 #include <utility>
+
+#include "layer/child_role.h"
 
 // Where a role hears from its parent and tells it, by lines. The layer takes the standard input away.
 constexpr int childInput = 98;
 constexpr int childOutput = 99;
-
-// The roles by name.
-inline std::map<std::string, int (*)()>& childRoles() {
-    static std::map<std::string, int (*)()> roles;
-    return roles;
-}
-
-struct ChildRole {
-    ChildRole(const char* name, int (*body)()) { childRoles()[name] = body; }
-};
 
 inline void tellLine(int descriptor, const std::string& text) {
     const std::string line = text + "\n";

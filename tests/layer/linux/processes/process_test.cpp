@@ -15,7 +15,7 @@
 
 namespace {
 
-class ProcessTest : public testing::Test {
+class LinuxProcessTest : public testing::Test {
 protected:
     std::string makeProgram(const std::string& name, const std::string& body) const {
         return tests::makeProgram(session_.path() / name, body);
@@ -50,7 +50,7 @@ protected:
     DWORD number_ = 0;
 };
 
-TEST_F(ProcessTest, StartsProgramsWithTheirArguments) {
+TEST_F(LinuxProcessTest, StartsProgramsWithTheirArguments) {
     const std::string out = (session_.path() / "out").string();
     const std::string program = makeProgram("a program", "{ pwd; printf '%s|' \"$@\"; } >'" + out + "'; exit 7");
     const std::string home = (session_.path() / "home").string();
@@ -63,7 +63,7 @@ TEST_F(ProcessTest, StartsProgramsWithTheirArguments) {
     EXPECT_EQ(codeOf(start("", "\"a program.exe\" /x")), 7U);
 }
 
-TEST_F(ProcessTest, TellsWhyNothingWasStarted) {
+TEST_F(LinuxProcessTest, TellsWhyNothingWasStarted) {
     const std::string good = makeProgram("good", "");
     const std::string locked = makeProgram("locked", "");
     chmod(locked.c_str(), 0644);
@@ -83,7 +83,7 @@ TEST_F(ProcessTest, TellsWhyNothingWasStarted) {
     }
 }
 
-TEST_F(ProcessTest, TellsEveryWaiterTheSameEnd) {
+TEST_F(LinuxProcessTest, TellsEveryWaiterTheSameEnd) {
     const std::string fifo = (session_.path() / "fifo").string();
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const base::Handle process = start(makeProgram("ends", "read line <\"$1\"; exit 5"), "ends " + fifo);
@@ -102,7 +102,7 @@ TEST_F(ProcessTest, TellsEveryWaiterTheSameEnd) {
     EXPECT_FALSE(tests::hasZombie());
 }
 
-TEST_F(ProcessTest, TellsHowAProgramWasEnded) {
+TEST_F(LinuxProcessTest, TellsHowAProgramWasEnded) {
     EXPECT_EQ(codeOf(start(makeProgram("term", "kill -TERM $$"))), 128U + SIGTERM);
     const std::string sleeper = makeProgram("sleeper", "exec sleep 60");
     const base::Handle killed = start(sleeper);
@@ -116,32 +116,7 @@ TEST_F(ProcessTest, TellsHowAProgramWasEnded) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
 }
 
-[[maybe_unused]] const ChildRole stranger("stranger", [] {
-    tellLine(childOutput, "here");
-    hearLine(childInput);
-    return 0;
-});
-
-TEST_F(ProcessTest, FindsProcessesByTheirPrograms) {
-    const ChildProcess child("stranger");
-    child.hear();
-    const auto number = static_cast<DWORD>(child.id());
-    std::vector<DWORD> numbers(2048);
-    DWORD used = 0;
-    ASSERT_NE(K32EnumProcesses(numbers.data(), 8192, &used), FALSE);
-    numbers.resize(used / sizeof(DWORD));
-    EXPECT_NE(std::find(numbers.begin(), numbers.end(), number), numbers.end());
-    const base::Handle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | PROCESS_TERMINATE, FALSE, number));
-    WideString path(2040, WCHAR{});
-    DWORD size = 2040;
-    ASSERT_NE(QueryFullProcessImageNameW(process.get(), 0, path.data(), &size), FALSE);
-    path.resize(size);
-    EXPECT_EQ(base::narrow(path), boost::filesystem::read_symlink("/proc/self/exe").string());
-    EXPECT_NE(TerminateProcess(process.get(), 0), FALSE);
-    EXPECT_EQ(WaitForSingleObject(process.get(), 10'000), WAIT_OBJECT_0);
-}
-
-TEST_F(ProcessTest, ElevatedProgramsStartWhenTheUserAgrees) {
+TEST_F(LinuxProcessTest, ElevatedProgramsStartWhenTheUserAgrees) {
     const std::string program = makeProgram("installer", "exit 3");
     const auto searched = tests::searchFirst(session_.path() / "home");
     const auto elevate = [&](const std::string& answer) {

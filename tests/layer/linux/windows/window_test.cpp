@@ -70,26 +70,6 @@ private:
     tests::TempSession session_;
 };
 
-TEST_F(WindowProcessesTest, PostsReachAnotherProcessInOrder) {
-    ChildProcess child("window");
-    EXPECT_EQ(child.hear(), std::to_string(RegisterWindowMessageW(W("ZelmoShared"))));
-    const auto windows = windowsOfClass();
-    ASSERT_EQ(windows.size(), 1U);
-    EXPECT_TRUE(IsWindow(windows[0]));
-    for (WPARAM i = 1; i <= 100; ++i) {
-        ASSERT_TRUE(PostMessageW(windows[0], WM_USER, i, 0)) << GetLastError();
-    }
-    for (int i = 1; i <= 100; ++i) {
-        ASSERT_EQ(child.hear(), std::to_string(i));
-    }
-    EXPECT_TRUE(PostMessageW(windows[0], WM_CLOSE, 0, 0));
-    EXPECT_EQ(child.hear(), "destroyed");
-    EXPECT_EQ(child.hear(), "quit");
-    EXPECT_FALSE(IsWindow(windows[0]));
-    EXPECT_FALSE(PostMessageW(windows[0], WM_USER, 1, 0));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
-}
-
 TEST_F(WindowProcessesTest, HungProcessDoesNotHoldUpThePoster) {
     ChildProcess child("window");
     child.hear();
