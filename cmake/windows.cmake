@@ -20,6 +20,9 @@ add_compile_options(-g1)  # for the symbol files
 # The SDK's own macros are C casts, and its COM interfaces have no virtual destructor.
 add_compile_options(-Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
 
+# No path of the machine that builds gets into the programs.
+add_compile_options(-ffile-prefix-map=${WINDOWS_LIBRARIES}=. -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+
 foreach(name curl nghttp2 ssl crypto xerces-c jansson boost_filesystem)
   list(APPEND third_party_libraries ${WINDOWS_LIBRARIES}/lib/lib${name}.a)
 endforeach()
@@ -81,3 +84,10 @@ target_include_directories(layer_tests PRIVATE src tests win32/include)
 target_include_directories(layer_tests SYSTEM PRIVATE
   ${googletest}/googletest ${googletest}/googletest/include ${googletest}/googlemock ${googletest}/googlemock/include)
 target_link_libraries(layer_tests PRIVATE windows_program -static ${system_libraries})
+
+# A library that poses as one of the system's, and a program that takes it.
+add_library(planted_library SHARED tests/witness/planted_library.cpp)
+set_target_properties(planted_library PROPERTIES PREFIX "")
+add_executable(early_import tests/witness/early_import.cpp)
+target_link_libraries(early_import PRIVATE -static crypt32)
+target_link_options(planted_library PRIVATE -static)

@@ -16,11 +16,11 @@ import tempfile
 import time
 import unittest
 
-from run import Prefix
-
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "program"))
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+sys.path[:0] = [str(ROOT / "tests/program"), str(ROOT / "tools/witness")]
 from network import (Authority, DOWNLOADS, LISTS, Network, PROXY_PORT, device_list, in_private_network,  # noqa: E402
                      lay_pins, run)
+from prefix import Prefix  # noqa: E402
 from suite import wait_for  # noqa: E402
 from updates import HOST  # noqa: E402
 
