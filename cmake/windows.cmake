@@ -78,7 +78,7 @@ target_include_directories(layer_headers PRIVATE win32/include)
 # The layer's promises, as a program that tests the real operations.
 set(googletest /usr/src/googletest)
 file(GLOB layer_tests CONFIGURE_DEPENDS tests/layer/*.cpp)
-add_executable(layer_tests ${layer_tests} src/base/text.cpp src/base/utf8.cpp
+add_executable(layer_tests ${layer_tests} packaging/windows/agent.rc src/base/text.cpp src/base/utf8.cpp
   ${googletest}/googletest/src/gtest-all.cc ${googletest}/googlemock/src/gmock-all.cc)
 target_include_directories(layer_tests PRIVATE src tests win32/include)
 target_include_directories(layer_tests SYSTEM PRIVATE

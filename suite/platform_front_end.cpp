@@ -17,6 +17,7 @@
 #include "base/string_table.h"
 #include "base/text.h"
 #include "data/json_value.h"
+#include "net/installed_pins.h"
 #include "platform/platform_win32.h"
 #include "win32/com.h"
 #include "win32/window.h"
@@ -389,6 +390,7 @@ int main(int argc, char** argv) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     const auto log = std::make_shared<ErrorLog>();
     base::globalLogReceiver().publish(log);
+    base::certificatePins().publish(base::installedPins());  // and with them the roots that the system trusts
     dockset::PlatformWin32 platform(nullptr);
     const Arguments arguments(argv + 2, argv + argc);
     Value out(ValueType::Object);

@@ -72,6 +72,11 @@ TEST(Com, ApartmentsKeepTheirKind) {
     EXPECT_EQ(CoCreateInstance(IID_IUnknown, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
               REGDB_E_CLASSNOTREG);
     EXPECT_EQ(object, nullptr);
+}
+
+TEST(Com, PortableDevicesHaveAManager) {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    void* object = nullptr;
     ASSERT_EQ(CoCreateInstance(CLSID_PortableDeviceManager, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
               S_OK);
     auto* const manager = static_cast<IUnknown*>(object);

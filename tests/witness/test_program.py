@@ -6,11 +6,10 @@ the popup, as the icon's rectangle isn't to be had there, and a click on a ballo
 """
 
 import json
-import os
 import pathlib
 import re
 import shutil
-import subprocess
+import struct
 import sys
 import tempfile
 import time
@@ -21,17 +20,17 @@ sys.path[:0] = [str(ROOT / "tests/program"), str(ROOT / "tools/witness")]
 from network import (Authority, DOWNLOADS, LISTS, Network, PROXY_PORT, device_list, in_private_network,  # noqa: E402
                      lay_pins, run)
 from prefix import Prefix  # noqa: E402
-from suite import wait_for  # noqa: E402
+from suite import processes, wait_for  # noqa: E402
 from updates import HOST  # noqa: E402
 
 AGENT, APPLICATION = "ZelmoDocksetAgent", "ZelmoDockset"
 INSTALLED = "drive_c/Program Files/Tavrin/Zelmo Dockset"
 RUN_KEY = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Run"
-PROXY_KEY = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Internet Settings"
+PROXY_KEY = r"HKCU\Software\Microsoft\Windows\CurrentVersion\Internet Settings\Connections"
 LISTENING = "Started listening for devices"
 LAUNCH = "autoupdate Launching Zelmo Dockset"
-REVISION = "DeviceFilterHandler Remote devices XML revision: 40"
-FAILED = "DeviceFilterHandler Failed to download device list!"
+UP_TO_DATE = "DeviceFilterHandler Device lists are up to date."
+AGAIN_SOON = "DeviceFilterHandler Next update in 1 hour."
 WM_CLOSE, WM_COMMAND, WM_TIMER, CHECK_TIMER, INSTALL = 16, 273, 275, 11, 3
 UPDATE_AVAILABLE, RESTART = 1025, 1028
 TRAY = (13, 32)  # where the first icon's middle is
@@ -46,7 +45,7 @@ class WindowsTest(unittest.TestCase):
         network = cls.network = Network(cls.directory)
         cls.addClassCleanup(network.close)
         cls.authority = Authority(network.directory, "Windows")
-        cls.address = network.add_server(cls.authority.leaf("*.tavrin.example"))
+        cls.address = network.add_server(cls.authority.leaf("*.tavrin.example"), "listen 127.0.1.1:8080;")
         cls.zd = network.files / "zd"
         for kind in ("supported", "unsupported"):
             lists = network.files / LISTS
@@ -100,13 +99,16 @@ class WindowsTest(unittest.TestCase):
     def post(self, window, message, parameter=0):
         self.assertEqual(self.tool("zdpost", window, message, parameter)[0], 0)
 
+    def runs(self):
+        prefix = f"WINEPREFIX={self.prefix.path}"
+        return any(AGENT in process.arguments[0] and prefix in process.environment for process in processes())
+
     def stop(self):
         self.post(AGENT, WM_CLOSE)
-        wait_for("the end", lambda: "joining scanner thread" in self.lines())
-        wait_for("the agent gone", lambda: self.tool("zdpost", AGENT, 0)[0] != 0)
+        wait_for("the end", lambda: not self.runs(), 30)
 
     def restart(self, **environment):
-        if self.tool("zdpost", AGENT, 0)[0] == 0:
+        if self.runs():
             self.stop()
         time.sleep(1)  # logs are named by the second
         before = self.logs()
@@ -115,6 +117,12 @@ class WindowsTest(unittest.TestCase):
 
     def registry(self, *words):
         return self.prefix.run("reg", *words)[1]
+
+    def set_system_proxy(self, flags, proxy, script):
+        """As the system's own dialog stores it."""
+        texts = b"".join(struct.pack("<I", len(text)) + text.encode() for text in (proxy, "", script))
+        value = struct.pack("<III", 0x46, 1, flags) + texts + bytes(32)
+        self.registry("add", PROXY_KEY, "/v", "DefaultConnectionSettings", "/t", "REG_BINARY", "/d", value.hex(), "/f")
 
     def application_lines(self):
         path = self.support / "logs/ZelmoDockset.log"
@@ -159,9 +167,10 @@ class WindowsTest(unittest.TestCase):
         self.wait_for_line(LAUNCH, 3)
         self.post(APPLICATION, UPDATE_AVAILABLE)  # which has it ask for its restart
         self.wait_for_line(LAUNCH, 4)
-        wait_for("the second start", lambda: self.application_lines()[-3:] == ["asks for a restart", "ended", "started"])
+        wait_for("the second start", lambda: self.application_lines().count("started") == 2)
+        self.assertIn("asks for a restart", self.application_lines())
         self.stop()
-        wait_for("QUIT", lambda: self.application_lines()[-2:] == ['received "QUIT"', "ended"])
+        wait_for("QUIT", lambda: 'received "QUIT"' in self.application_lines() and self.application_lines()[-1] == "ended")
         self.assertEqual(self.lines()[-1], "joining scanner thread")
         self.restart(LC_ALL="de_DE.UTF-8")
         self.assertIn("getting messages from agent-de.xml", self.lines())
@@ -176,32 +185,33 @@ class WindowsTest(unittest.TestCase):
         def passes(line, *keys):
             lay_pins(Home, *keys)
             self.restart()
-            self.wait_for_line(line, 2, 60)
+            self.wait_for_line(line, seconds=60)
 
         good = self.authority.public_key("*.tavrin.example")
         self.stop()
         before = settings.read_text()
-        passes(REVISION, good)
-        passes(FAILED, run("openssl", "pkey", "-in", self.authority.directory / "root.key", "-pubout").decode())
+        passes(UP_TO_DATE, good)
+        passes(AGAIN_SOON, Authority(self.directory, "Stranger").public_key("root"))
         self.assertTrue(any("No certificate has a pinned key" in line for line in self.lines()))
         self.stop()
         settings.write_text(re.sub(r'"proxy_setting": "\w+"', '"proxy_setting": "manual"', before)
                             .replace('"address": ""', '"address": "127.0.0.1"').replace('"port": 0', f'"port": {PROXY_PORT}'))
-        passes(REVISION, good)
+        passes(UP_TO_DATE, good)
         manual = self.network.proxied()
         self.assertGreater(manual, 0)
         self.stop()
         settings.write_text(before)
-        self.registry("add", PROXY_KEY, "/v", "ProxyEnable", "/t", "REG_DWORD", "/d", "1", "/f")
-        self.registry("add", PROXY_KEY, "/v", "ProxyServer", "/d", f"127.0.0.1:{PROXY_PORT}", "/f")
-        passes(REVISION, good)
-        self.assertGreater(self.network.proxied(), manual)
-        self.registry("delete", PROXY_KEY, "/v", "ProxyServer", "/f")
-        self.registry("add", PROXY_KEY, "/v", "ProxyEnable", "/t", "REG_DWORD", "/d", "0", "/f")
+        self.set_system_proxy(3, f"127.0.0.1:{PROXY_PORT}", "")
+        passes(UP_TO_DATE, good)
+        system = self.network.proxied()
+        self.assertGreater(system, manual)
         (self.network.files / "proxy.pac").write_text(
             f'function FindProxyForURL(url, host) {{ return "PROXY 127.0.0.1:{PROXY_PORT}"; }}')
-        (told, _) = self.platform("proxies", f"https://{DOWNLOADS}/")
-        self.assertEqual(told["proxies"], [])
+        self.set_system_proxy(5, "", f"http://{self.address}:8080/proxy.pac")
+        passes(UP_TO_DATE, good)
+        self.assertGreater(self.network.proxied(), system)
+        self.set_system_proxy(1, "", "")
+        self.assertEqual(self.platform("proxies", f"https://{DOWNLOADS}/")[0]["proxies"], [])
 
     def test_4_tools(self):
         told, _ = self.platform("describe")
@@ -211,7 +221,7 @@ class WindowsTest(unittest.TestCase):
         (self.support / "folder/file").write_bytes(bytes(1234))
         self.assertEqual(self.platform("size", f"Z:{self.support}/folder")[0]["size"], 1234)
         self.assertGreater(self.platform("free", "C:\\")[0]["bytes"], 0)
-        self.assertEqual(self.platform("run", 20_000, "C:\\", "cmd.exe", "/c", "exit", "3")[0]["exitCode"], 3)
+        self.assertEqual(self.platform("run", 20_000, "C:\\", r"C:\windows\system32\cmd.exe", "/c", "exit", "3")[0]["exitCode"], 3)
         self.assertGreater(self.platform("port")[0]["port"], 1023)
         self.assertTrue(self.platform("addresses", "loopback")[0]["addresses"])
         url = f"https://{DOWNLOADS}/{LISTS}/zd-supported-devices.xml"

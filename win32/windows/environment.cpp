@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <initializer_list>
+
 namespace {
 
 [[maybe_unused]] const bool areTaken = [] {
