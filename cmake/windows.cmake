@@ -75,15 +75,25 @@ endforeach()
 add_library(layer_headers OBJECT ${header_sources})
 target_include_directories(layer_headers PRIVATE win32/include)
 
-# The layer's promises, as a program that tests the real operations.
+# The tests: of the layer's promises, which here are the system's, and of the agent's code, but for those that need a
+# server of the host's.
 set(googletest /usr/src/googletest)
-file(GLOB layer_tests CONFIGURE_DEPENDS tests/layer/*.cpp)
-add_executable(layer_tests ${layer_tests} packaging/windows/agent.rc src/base/text.cpp src/base/utf8.cpp
+add_library(googletest STATIC
   ${googletest}/googletest/src/gtest-all.cc ${googletest}/googlemock/src/gmock-all.cc)
-target_include_directories(layer_tests PRIVATE src tests win32/include)
-target_include_directories(layer_tests SYSTEM PRIVATE
+target_include_directories(googletest SYSTEM PUBLIC
   ${googletest}/googletest ${googletest}/googletest/include ${googletest}/googlemock ${googletest}/googlemock/include)
-target_link_libraries(layer_tests PRIVATE windows_program -static ${system_libraries})
+file(GLOB layer_sources CONFIGURE_DEPENDS tests/layer/*.cpp)
+file(GLOB unit_sources CONFIGURE_DEPENDS tests/unit/*.cpp)
+list(FILTER unit_sources EXCLUDE REGEX "http_(transport|downloader)_test")
+list(APPEND layer_sources packaging/windows/agent.rc)
+list(APPEND unit_sources tests/test_run.cpp tests/not_scripted.cpp ${googletest}/googlemock/src/gmock_main.cc)
+foreach(kind layer unit)
+  add_executable(${kind}_tests ${${kind}_sources})
+  target_include_directories(${kind}_tests PRIVATE tests)
+  target_compile_definitions(${kind}_tests PRIVATE LOCALES_DIRECTORY="resources/locales")
+  target_link_libraries(${kind}_tests PRIVATE
+    windows_program agent_core googletest -static ${third_party_libraries} ${system_libraries})
+endforeach()
 
 # A library that poses as one of the system's, and a program that takes it.
 add_library(planted_library SHARED tests/witness/planted_library.cpp)

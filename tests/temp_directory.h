@@ -1,6 +1,7 @@
 // A directory of a test's own, gone with the object, and its files as bytes.
 #pragma once
 
+#include <boost/filesystem.hpp>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -10,18 +11,9 @@
 
 #include "base/text.h"
 
-// Boost's paths, which the agent's own code takes; on Windows only the layer is tested, and without Boost.
-#ifdef _WIN32
-#include <filesystem>
-namespace tests::files {
-using namespace std::filesystem;
-}
-#else
-#include <boost/filesystem.hpp>
 namespace tests::files {
 using namespace boost::filesystem;
 }
-#endif
 
 namespace tests {
 

@@ -10,8 +10,11 @@
 #include <vector>
 
 #include "temp_directory.h"
+#include "win32/kernel.h"
+#include "win32/process.h"
 #include "win32/registry.h"
 #include "win32/script.h"
+#include "win32/shell.h"
 
 namespace tests {
 
@@ -47,34 +50,73 @@ private:
 
 #ifdef _WIN32
 
-// The user's part of the registry is an empty key as long as this lives; all else of the session is the real one.
-class TempSession {
+// The user's part of the registry is an empty key as long as this lives, and the suite's folder is empty before it.
+class OwnSession {
 public:
-    TempSession() {
-        RegDeleteTreeW(HKEY_CURRENT_USER, name);  // what a run that was killed left
-        if (RegCreateKeyExW(HKEY_CURRENT_USER, name, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
-                            &key_, nullptr) != ERROR_SUCCESS ||
+    explicit OwnSession(const boost::filesystem::path& /*directory*/) {
+        if (RegCreateKeyExW(HKEY_CURRENT_USER, name_.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                            nullptr, &key_, nullptr) != ERROR_SUCCESS ||
             RegOverridePredefKey(HKEY_CURRENT_USER, key_) != ERROR_SUCCESS) {
             throw std::runtime_error("no key for the test; it would write the user's own");
         }
+        if (std::getenv("ZELMO_TEST_USER") != nullptr) {  // whose files the tests may remove
+            boost::filesystem::remove_all(documents() / "Tavrin");
+        }
     }
-    TempSession(const TempSession&) = delete;
-    TempSession& operator=(const TempSession&) = delete;
-    ~TempSession() {
+    OwnSession(const OwnSession&) = delete;
+    OwnSession& operator=(const OwnSession&) = delete;
+    ~OwnSession() {
         RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
         RegCloseKey(key_);
-        RegDeleteTreeW(HKEY_CURRENT_USER, name);
+        RegDeleteTreeW(HKEY_CURRENT_USER, name_.c_str());
+    }
+
+    boost::filesystem::path documents() const {
+        LPWSTR text = nullptr;
+        SHGetKnownFolderPath(FOLDERID_Documents, 0, nullptr, &text);
+        const boost::filesystem::path path(text);
+        CoTaskMemFree(text);
+        return path;
     }
 
 private:
-    static constexpr LPCWSTR name = W("Software\\ZelmoDocksetTest");
+    const WideString name_ = W("Software\\ZelmoDocksetTest") + base::widen(std::to_string(GetCurrentProcessId()));
     HKEY key_ = nullptr;
 };
 
 #else
 
+// What names the user's directories, the bus and the display.
+class OwnSession {
+public:
+    explicit OwnSession(const boost::filesystem::path& directory) : directory_(directory) {}
+
+    boost::filesystem::path documents() const { return directory_ / "home/Documents"; }
+
+private:
+    std::string below(const char* name) const {
+        const auto path = directory_ / name;
+        boost::filesystem::create_directory(path);
+        return path.string();
+    }
+
+    boost::filesystem::path directory_;
+    EnvironmentSetting runtime_{"XDG_RUNTIME_DIR", below("runtime").c_str()};
+    EnvironmentSetting home_{"HOME", below("home").c_str()};
+    EnvironmentSetting config_{"XDG_CONFIG_HOME", below("config").c_str()};
+    EnvironmentSetting data_{"XDG_DATA_HOME", below("data").c_str()};
+    EnvironmentSetting cache_{"XDG_CACHE_HOME", below("cache").c_str()};
+    EnvironmentSetting temporary_{"TMPDIR", below("temporary").c_str()};
+    EnvironmentSetting bus_{"DBUS_SESSION_BUS_ADDRESS", nullptr};
+    EnvironmentSetting display_{"DISPLAY", nullptr};
+    EnvironmentSetting machine_{"WIN32_MACHINE_DIRECTORY", below("machine").c_str()};
+};
+
+#endif
+
 // A user's session of the test's own: runtime directory, home, base directories and the one for temporary files below
-// one directory, and neither a bus nor a display.
+// one directory, and neither a bus nor a display. On Windows the user's registry and Documents; all else is the real
+// one.
 class TempSession {
 public:
     TempSession() = default;
@@ -83,7 +125,7 @@ public:
 
     const boost::filesystem::path& path() const { return directory_.path(); }
     // Where the suite keeps its own files, which the next three name by their paths below it.
-    boost::filesystem::path support() const { return path() / "home/Documents/Tavrin/Zelmo Dockset"; }
+    boost::filesystem::path support() const { return own_.documents() / "Tavrin" / "Zelmo Dockset"; }
     boost::filesystem::path file(const std::string& name) const { return support() / name; }
     void write(const std::string& name, const std::string& bytes) const {
         boost::filesystem::create_directories(file(name).parent_path());
@@ -101,7 +143,9 @@ public:
     std::vector<std::string> agentLog() const {
         std::vector<std::string> lines;
         for (const auto& entry : boost::filesystem::directory_iterator(file("logs"))) {
-            std::istringstream log(readFile(entry.path()));
+            std::string text = readFile(entry.path());
+            std::erase(text, '\r');
+            std::istringstream log(text);
             long long time = 0;
             for (std::string line; std::getline(log, line);) {
                 const std::size_t end = line.find("ms ");
@@ -116,24 +160,8 @@ public:
     }
 
 private:
-    std::string below(const char* name) const {
-        const auto path = directory_.path() / name;
-        boost::filesystem::create_directory(path);
-        return path.string();
-    }
-
     TempDirectory directory_;
-    EnvironmentSetting runtime_{"XDG_RUNTIME_DIR", below("runtime").c_str()};
-    EnvironmentSetting home_{"HOME", below("home").c_str()};
-    EnvironmentSetting config_{"XDG_CONFIG_HOME", below("config").c_str()};
-    EnvironmentSetting data_{"XDG_DATA_HOME", below("data").c_str()};
-    EnvironmentSetting cache_{"XDG_CACHE_HOME", below("cache").c_str()};
-    EnvironmentSetting temporary_{"TMPDIR", below("temporary").c_str()};
-    EnvironmentSetting bus_{"DBUS_SESSION_BUS_ADDRESS", nullptr};
-    EnvironmentSetting display_{"DISPLAY", nullptr};
-    EnvironmentSetting machine_{"WIN32_MACHINE_DIRECTORY", below("machine").c_str()};
+    OwnSession own_{directory_.path()};
 };
-
-#endif
 
 }  // namespace tests

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <optional>
+#include <stdexcept>
 
 #include "temp_session.h"
 #include "win32/script.h"
@@ -17,9 +19,14 @@ class ScriptReset : public testing::EmptyTestEventListener {
 class OwnRuntimeDirectory : public testing::Environment {
 public:
     void SetUp() override {
+#ifdef _WIN32
+        if (std::getenv("ZELMO_TEST_USER") == nullptr) {
+            throw std::runtime_error("ZELMO_TEST_USER isn't set: the tests would remove this user's files");
+        }
+#endif
         testing::UnitTest::GetInstance()->listeners().Append(new ScriptReset);  // the framework's to delete
         directory_.emplace();
-        runtime_.emplace("XDG_RUNTIME_DIR", directory_->path().c_str());
+        runtime_.emplace("XDG_RUNTIME_DIR", directory_->path().string().c_str());
     }
     void TearDown() override {
         runtime_.reset();

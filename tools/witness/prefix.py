@@ -21,7 +21,8 @@ class Prefix:
         self._home = path.parent / f"{path.name}-home"
         self._environment = {
             "PATH": os.environ["PATH"], "LANG": "C.UTF-8", "HOME": str(self._home), "WINEPREFIX": str(path),
-            "WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": OVERRIDES}
+            "WINEARCH": "win64", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": OVERRIDES,
+            "ZELMO_TEST_USER": "this one"}
 
     def start(self):
         self._home.mkdir()
