@@ -41,9 +41,9 @@ std::optional<FILETIME> toFileTime(std::uint64_t seconds) {
     return FILETIME{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32U)};
 }
 
-HANDLE openOrNull(const WideString& path, DWORD access, DWORD sharing, DWORD disposition) {
-    const HANDLE handle =
-        CreateFileW(path.c_str(), access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+HANDLE openOrNull(const WideString& path, DWORD access, DWORD sharing, DWORD disposition,
+                  DWORD flags = FILE_ATTRIBUTE_NORMAL) {
+    const HANDLE handle = CreateFileW(path.c_str(), access, sharing, nullptr, disposition, flags, nullptr);
     return handle == INVALID_HANDLE_VALUE ? nullptr : handle;
 }
 
@@ -56,7 +56,9 @@ std::shared_ptr<DataFile> DataFile::OpenReadOnlyFile(const WideString& path) {
 
 std::shared_ptr<DataFile> DataFile::NewEmptyFile(const WideString& path) {
     const HANDLE handle = openOrNull(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS);
-    return std::shared_ptr<DataFile>(new DataFile(handle, false));
+    std::shared_ptr<DataFile> file(new DataFile(handle, false));
+    file->path_ = path;
+    return file;
 }
 
 DataFile::DataFile(HANDLE handle, bool readOnly) : handle_(handle), readOnly_(readOnly), deleteIfEmpty_(!readOnly) {}
@@ -67,10 +69,15 @@ DataFile::~DataFile() {
         readOnly_ = false;
         deleteOnClose_ = true;
     }
-    if (isWritable() && deleteOnClose_) {
-        reopen(FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, FILE_FLAG_DELETE_ON_CLOSE);
-    }
+    constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const bool isDeleted = isWritable() && deleteOnClose_;
+    const bool isReopened = isDeleted && reopen(shareAll, FILE_FLAG_DELETE_ON_CLOSE);
     DataFile::close();
+    if (isDeleted && !isReopened) {
+        // Windows lets nobody delete beside a handle that doesn't share deletion, be it one's own.
+        handle_ = openOrNull(path_, GENERIC_READ, shareAll, OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE);
+        DataFile::close();
+    }
 }
 
 std::uint64_t DataFile::size() {
@@ -173,12 +180,14 @@ void DataFile::close() {
 }
 
 // The old handle stays when the file can't be opened again.
-void DataFile::reopen(DWORD sharing, DWORD flags) {
+bool DataFile::reopen(DWORD sharing, DWORD flags) {
     const HANDLE again = ReOpenFile(handle_, GENERIC_READ, sharing, flags);
-    if (again != INVALID_HANDLE_VALUE) {
-        CloseHandle(handle_);
-        handle_ = again;
+    if (again == INVALID_HANDLE_VALUE) {
+        return false;
     }
+    CloseHandle(handle_);
+    handle_ = again;
+    return true;
 }
 
 void DataFile::makeReadOnly() {

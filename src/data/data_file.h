@@ -103,9 +103,10 @@ private:
     bool seek(std::uint64_t offset, DWORD method);
     void write(const void* bytes, std::uint64_t size);
     std::uint64_t available(std::uint64_t offset, std::uint64_t size);
-    void reopen(DWORD sharing, DWORD flags);
+    bool reopen(DWORD sharing, DWORD flags);
 
-    HANDLE handle_;  // null: closed, or never opened
+    WideString path_;  // of a new file
+    HANDLE handle_;    // null: closed, or never opened
     bool readOnly_;
     bool deleteOnClose_ = false;
     bool deleteIfEmpty_;
