@@ -11,7 +11,7 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "tests/program"))
+sys.path.insert(0, str(ROOT / "stage"))
 
 from network import (DOWNLOADS, LISTS, Authority, Network, NetworkAgent, device_list, in_private_network,  # noqa: E402
                      lay_pins)

@@ -19,7 +19,7 @@ import time
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/release"
 PAGE = ROOT / "docs/performance.md"
-sys.path.insert(0, str(ROOT / "tests/program"))
+sys.path.insert(0, str(ROOT / "stage"))
 
 from desktop import Desktop  # noqa: E402
 from suite import Home, Phones, proportional_memory, under_virtual_bus, wait_for  # noqa: E402

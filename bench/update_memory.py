@@ -9,7 +9,7 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "tests/program"))
+sys.path.insert(0, str(ROOT / "stage"))
 
 from network import in_private_network  # noqa: E402
 from suite import Home  # noqa: E402

@@ -17,7 +17,7 @@ import threading
 import time
 
 # The rig is that of the tests of the whole program.
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests/program"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "stage"))
 
 import suite  # noqa: E402
 from desktop import Desktop  # noqa: E402

@@ -10,12 +10,10 @@ import shutil
 import signal
 import socket
 import subprocess
-import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
-from desktop import Desktop  # noqa: E402
-from suite import Home, wait_for  # noqa: E402
+from desktop import Desktop
+from suite import Home, wait_for
 
 INSTALLED = "SUCCESS driver 0"
 

@@ -16,7 +16,7 @@ import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-sys.path[:0] = [str(ROOT / "tests/program"), str(ROOT / "tools/witness")]
+sys.path.insert(0, str(ROOT / "stage"))
 from network import (Authority, DOWNLOADS, LISTS, Network, PROXY_PORT, device_list, in_private_network,  # noqa: E402
                      lay_pins, run)
 from prefix import Prefix  # noqa: E402

@@ -16,10 +16,11 @@ import tempfile
 from concurrent.futures import ThreadPoolExecutor
 
 from built_files import NOT_PROGRAMS, faults_of, loaded_plants, plant
-from prefix import Prefix, become_ordinary
-
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+sys.path.insert(0, str(ROOT / "stage"))
+from prefix import Prefix, become_ordinary  # noqa: E402
+
 PROGRAMS = ("layer_tests", "unit_tests")
 CASE_LIMIT = 60
 UNSCRIPTED = "the system can't be scripted"

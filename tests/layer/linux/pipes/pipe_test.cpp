@@ -2,10 +2,8 @@
 #include <unistd.h>
 
 #include <boost/filesystem.hpp>
-#include <string>
 #include <thread>
 
-#include "layer/linux/child_process.h"
 #include "temp_session.h"
 #include "win32/pipe.h"
 
@@ -19,46 +17,6 @@ HANDLE createServer() {
 }
 
 HANDLE openClient() { return CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr); }
-
-int playServer() {
-    const HANDLE server = createServer();
-    tellLine(childOutput, server != INVALID_HANDLE_VALUE ? "ready" : std::to_string(GetLastError()));
-    ConnectNamedPipe(server, nullptr);
-    tellLine(childOutput, "connected");
-    hearLine(childInput);
-    return 0;
-}
-
-const ChildRole role("pipe-server", playServer);
-
-TEST(PipeProcessesTest, KilledServerLeavesNothingInTheWay) {
-    const tests::TempSession session;
-    const tests::TempDirectory longer;
-    const std::string deep = (longer.path() / std::string(120, 'd')).string();
-    boost::filesystem::create_directory(deep);
-    const tests::EnvironmentSetting runtime("XDG_RUNTIME_DIR", deep.c_str());  // longer than a socket's path may be
-    for (int round = 0; round < 50; ++round) {
-        ChildProcess server("pipe-server");
-        ASSERT_EQ(server.hear(), "ready") << "round " << round;
-        const HANDLE client = round % 2 == 0 ? openClient() : INVALID_HANDLE_VALUE;
-        if (round % 2 == 0) {
-            ASSERT_NE(client, INVALID_HANDLE_VALUE);
-            ASSERT_EQ(server.hear(), "connected");
-        }
-        server.kill();
-        if (round % 2 == 0) {
-            char answer = 0;
-            DWORD done = 0;
-            EXPECT_FALSE(ReadFile(client, &answer, 1, &done, nullptr));
-            EXPECT_EQ(GetLastError(), ERROR_BROKEN_PIPE);
-            CloseHandle(client);
-        }
-        EXPECT_EQ(openClient(), INVALID_HANDLE_VALUE);
-        EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-        EXPECT_FALSE(WaitNamedPipeW(path, 20'000));
-        EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-    }
-}
 
 // Elsewhere the closing waits for the other thread.
 TEST(PipeProcessesTest, ClosingEndsTheWaitForAClient) {

@@ -102,20 +102,6 @@ TEST_F(LinuxProcessTest, TellsEveryWaiterTheSameEnd) {
     EXPECT_FALSE(tests::hasZombie());
 }
 
-TEST_F(LinuxProcessTest, TellsHowAProgramWasEnded) {
-    EXPECT_EQ(codeOf(start(makeProgram("term", "kill -TERM $$"))), 128U + SIGTERM);
-    const std::string sleeper = makeProgram("sleeper", "exec sleep 60");
-    const base::Handle killed = start(sleeper);
-    EXPECT_NE(TerminateProcess(killed.get(), 0), FALSE);
-    EXPECT_EQ(codeOf(killed), 0U);
-    const base::Handle other = start(sleeper);
-    const base::Handle opened(OpenProcess(PROCESS_TERMINATE, FALSE, number_));
-    EXPECT_NE(TerminateProcess(opened.get(), 9), FALSE);
-    EXPECT_EQ(codeOf(other), 9U);
-    EXPECT_EQ(OpenProcess(PROCESS_TERMINATE, FALSE, number_), nullptr);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
-}
-
 TEST_F(LinuxProcessTest, ElevatedProgramsStartWhenTheUserAgrees) {
     const std::string program = makeProgram("installer", "exit 3");
     const auto searched = tests::searchFirst(session_.path() / "home");

@@ -85,26 +85,6 @@ TEST_F(WindowProcessesTest, HungProcessDoesNotHoldUpThePoster) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
-TEST_F(WindowProcessesTest, KilledProcessesLeaveNoWindows) {
-    for (int round = 0; round < 20; ++round) {
-        ChildProcess child("window");
-        child.hear();
-        const auto windows = windowsOfClass();
-        ASSERT_EQ(windows.size(), 1U);
-        child.kill();
-        EXPECT_FALSE(PostMessageW(windows[0], WM_USER, 1, 0));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_WINDOW_HANDLE);
-        EXPECT_TRUE(windowsOfClass().empty());
-    }
-    const HWND own = createWindow();
-    EXPECT_EQ(windowsOfClass(), std::vector<HWND>{own});
-    DestroyWindow(own);
-    for (const auto& file : boost::filesystem::directory_iterator(folder())) {
-        EXPECT_EQ(file.path().filename(), ".lock");
-    }
-    pump();
-}
-
 TEST_F(WindowProcessesTest, FirstSignalClosesAndTheNextEnds) {
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
         ChildProcess child("window");

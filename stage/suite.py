@@ -1,5 +1,5 @@
-"""What the tests of the whole program share: a home directory of its own, a virtual bus of phones, and the programs of
-the suite as child processes.
+"""What the demo, the measurements and the tests of the whole program share: a home directory of its own, a virtual bus
+of phones, and the programs of the suite as child processes.
 
 Nothing here sleeps blindly: wait_for polls a condition until a deadline, which says what was missed.
 """
@@ -16,7 +16,7 @@ import sys
 import tempfile
 import time
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = pathlib.Path(os.environ.get("SUITE_BUILD", ROOT / "build/release"))
 SUITE = BUILD / "suite"
 
