@@ -78,7 +78,8 @@ class Prefix:
             return code, output.read().decode(errors="replace").replace("\r\n", "\n")
 
     def stop(self):
-        subprocess.run(["/usr/lib/wine/wineserver64", "-k"], env=self._environment, check=False)
+        for option in ("-k", "-w"):  # ends it, waits for that
+            subprocess.run(["/usr/lib/wine/wineserver64", option], env=self._environment, check=False)
         for process in reversed(self._running):
             process.terminate()
             process.wait()
@@ -88,7 +89,8 @@ def become_ordinary(directory):
     """Root may write what is read-only, so that the cases are an ordinary user's."""
     if os.getuid() == 0:
         user = pwd.getpwnam("nobody")
-        os.chown(directory, user.pw_uid, user.pw_gid)
+        for path in (directory, *directory.rglob("*")):
+            os.chown(path, user.pw_uid, user.pw_gid)
         os.setgroups([])
         os.setgid(user.pw_gid)
         os.setuid(user.pw_uid)

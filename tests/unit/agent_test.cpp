@@ -28,6 +28,11 @@ protected:
     static HWND window() {
         HWND found = nullptr;
         const auto take = [](HWND candidate, LPARAM parameter) -> BOOL {
+            WCHAR name[64] = {};
+            GetClassNameW(candidate, name, 64);
+            if (WideString(name) != base::agentWindowClass) {
+                return TRUE;
+            }
             *reinterpret_cast<HWND*>(parameter) = candidate;
             return FALSE;
         };

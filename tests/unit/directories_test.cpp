@@ -18,7 +18,7 @@ TEST(Directories, AreMadeWhereTheSystemKeepsThem) {
     EXPECT_EQ(applicationDirectory(base::ApplicationSupport), support);
     EXPECT_EQ(applicationDirectory(base::Backups), support / "Backups");
     EXPECT_EQ(applicationDirectory(base::Logs), support / "logs");
-    EXPECT_EQ(applicationDirectory(base::UserProfile), session.path() / "home");
+    EXPECT_EQ(applicationDirectory(base::UserProfile), support.parent_path().parent_path().parent_path());
     EXPECT_EQ(applicationDirectory(base::Resources), applicationDirectory(base::Executable) / "resources");
     EXPECT_EQ(applicationDirectory(base::Temporary), fs::temp_directory_path() / "zelmodockset");
     EXPECT_TRUE(fs::is_directory(support / "logs"));
