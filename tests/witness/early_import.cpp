@@ -1,6 +1,7 @@
 // A program that imports a library of the system as programs usually do, and so takes a planted one.
 
-#include <wincrypt.h>
 #include <windows.h>
+//
+#include <wincrypt.h>
 
 int main() { return CertCloseStore(nullptr, 0) ? 0 : 1; }
