@@ -35,7 +35,6 @@ protected:
             return {};
         }
         CloseHandle(started.hThread);
-        number_ = started.dwProcessId;
         return base::Handle(started.hProcess);
     }
 
@@ -47,7 +46,6 @@ protected:
     }
 
     tests::TempSession session_;
-    DWORD number_ = 0;
 };
 
 TEST_F(LinuxProcessTest, StartsProgramsWithTheirArguments) {
