@@ -10,13 +10,16 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "agent/http_handler_win32.h"
 #include "base/log_receiver.h"
 #include "base/paths.h"
 #include "base/string_table.h"
 #include "base/text.h"
 #include "data/json_value.h"
+#include "device/device_report.h"
 #include "net/installed_pins.h"
 #include "platform/platform_win32.h"
 #include "win32/com.h"
@@ -297,6 +300,15 @@ void reinstallEngine(const Call& call) {
     call.out.set("error", error);
 }
 
+void devices(const Call& call) {
+    const auto http = std::make_shared<agent::AgentWin32HttpHandler>();
+    base::globalHttpHandler().publish(http);
+    std::thread([&call] {
+        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        call.out = device::describeDevices();
+    }).join();
+}
+
 void proxies(const Call& call) {
     std::string diagnostics;
     Value list(ValueType::Array);
@@ -319,6 +331,7 @@ struct Verb {
 const std::map<std::string, Verb>& verbs() {
     static const std::map<std::string, Verb> all{
         {"describe", {"", describe}},
+        {"devices", {"", devices}},
         {"run", {"TIMEOUT DIRECTORY PROGRAM [ARGUMENTS]", run}},
         {"awake", {"REASON PROGRAM [ARGUMENTS]", awake}},
         {"id", {"NUMBER", registerId}},

@@ -100,44 +100,32 @@ bool passes(const WideString& text, const List& list) {
     return ids.valid && (acceptUnrecognizedDevices || deviceMatchesFilter(list, ids.vendor, ids.product));
 }
 
-// Whether one of the devices that carry the node passes.
-bool carrierPasses(DEVINST node, const List& list) {
+// The texts of a list whose end is an empty one.
+std::vector<WideString> splitList(base::WideView list) {
+    std::vector<WideString> texts;
+    for (std::size_t start = 0; start < list.size() && list[start] != 0;) {
+        const std::size_t stop = std::min(list.find(WCHAR{0}, start), list.size());
+        texts.emplace_back(list.substr(start, stop - start));
+        start = stop + 1;
+    }
+    return texts;
+}
+
+std::vector<WideString> carriersOf(DEVINST node) {
     std::array<WCHAR, 4096> relations{};
     DEVPROPTYPE type = 0;
     ULONG size = sizeof relations;
     const CONFIGRET result = CM_Get_DevNode_PropertyW(node, &DEVPKEY_Device_TransportRelations, &type,
                                                       reinterpret_cast<PBYTE>(relations.data()), &size, 0);
-    if (result != CR_SUCCESS || type != DEVPROP_TYPE_STRING_LIST) {
-        return false;
-    }
-    const base::WideView all(relations.data(), relations.size());
-    for (std::size_t start = 0; start < all.size() && all[start] != 0;) {
-        const std::size_t stop = std::min(all.find(WCHAR{0}, start), all.size());
-        if (passes(base::toLower(all.substr(start, stop - start)), list)) {
-            return true;
-        }
-        start = stop + 1;
-    }
-    return false;
+    const bool told = result == CR_SUCCESS && type == DEVPROP_TYPE_STRING_LIST;
+    return told ? splitList({relations.data(), relations.size()}) : std::vector<WideString>{};
 }
 
 // The way round for a device whose own path doesn't settle it.
-bool passesThroughRelations(const WCHAR* path, const List& list) {
-    std::array<WCHAR, 1024> instanceId{};
-    DEVPROPTYPE type = 0;
-    ULONG size = sizeof instanceId;
-    const CONFIGRET result = CM_Get_Device_Interface_PropertyW(path, &DEVPKEY_Device_InstanceId, &type,
-                                                               reinterpret_cast<PBYTE>(instanceId.data()), &size, 0);
-    if (result != CR_SUCCESS || type != DEVPROP_TYPE_STRING) {
-        return false;
-    }
-    const DeviceInfoSet set(instanceId.data());
-    for (DWORD index = 0;; ++index) {
-        const auto node = set.node(index);
-        if (!node || carrierPasses(*node, list)) {
-            return node.has_value();
-        }
-    }
+bool carrierPasses(const WideString& path, const List& list) {
+    const auto carriers = deviceRelations(path).carriers;
+    return std::any_of(carriers.begin(), carriers.end(),
+                       [&](const WideString& carrier) { return passes(base::toLower(carrier), list); });
 }
 
 std::optional<std::uint32_t> numberBehind(const WideString& text, const WCHAR* mark) {
@@ -157,7 +145,7 @@ UsbIdentifiers parseVidPid(const WideString& text) {
     return product && vendor ? UsbIdentifiers{true, *vendor, *product} : UsbIdentifiers{};
 }
 
-ConnectedDeviceSet enumerateDevices(const List& list) {
+std::vector<WideString> portableDevicePaths() {
     const Manager manager = createManager();
     if (!manager) {
         return {};
@@ -179,10 +167,33 @@ ConnectedDeviceSet enumerateDevices(const List& list) {
         logFailure("! Failed to get the device list from the system, hr = 0x", result);
         return {};
     }
+    return {paths.texts().begin(), paths.texts().end()};
+}
+
+DeviceRelations deviceRelations(const WideString& path) {
+    std::array<WCHAR, 1024> instanceId{};
+    DEVPROPTYPE type = 0;
+    ULONG size = sizeof instanceId;
+    const CONFIGRET result = CM_Get_Device_Interface_PropertyW(path.c_str(), &DEVPKEY_Device_InstanceId, &type,
+                                                               reinterpret_cast<PBYTE>(instanceId.data()), &size, 0);
+    if (result != CR_SUCCESS || type != DEVPROP_TYPE_STRING) {
+        return {};
+    }
+    DeviceRelations relations{instanceId.data(), {}};
+    const DeviceInfoSet set(instanceId.data());
+    DWORD index = 0;
+    for (auto node = set.node(index); node; node = set.node(++index)) {
+        const auto carriers = carriersOf(*node);
+        relations.carriers.insert(relations.carriers.end(), carriers.begin(), carriers.end());
+    }
+    return relations;
+}
+
+ConnectedDeviceSet enumerateDevices(const List& list) {
     ConnectedDeviceSet connected;
-    for (const WCHAR* const path : paths.texts()) {
+    for (const WideString& path : portableDevicePaths()) {
         WideString key = base::toLower(path);
-        if (passes(key, list) || passesThroughRelations(path, list)) {
+        if (passes(key, list) || carrierPasses(path, list)) {
             connected.insert(std::move(key));
         }
     }

@@ -18,9 +18,20 @@ using ConnectedDeviceSet = std::set<WideString>;
 // configuration.
 extern std::atomic<bool> acceptUnrecognizedDevices;
 
-// The devices that pass: those whose vendor and product, given by their own path or by the devices that carry them,
-// match the list. Empty, with a line in the log, when the system can't be queried. Must run on a thread that has
-// entered the multithreaded apartment.
+// The interface paths of all portable devices that are connected, as the system writes them. Empty, with a line in the
+// log, when the system can't be queried. Must run on a thread that has entered the multithreaded apartment.
+std::vector<WideString> portableDevicePaths();
+
+// What the system tells of a device beyond its interface path; empty where it tells nothing.
+struct DeviceRelations {
+    WideString instanceId;
+    std::vector<WideString> carriers;  // the instance identifiers of the devices that carry it
+};
+
+DeviceRelations deviceRelations(const WideString& path);
+
+// The devices of `portableDevicePaths` that pass: those whose vendor and product, given by their own path or by the devices that carry them,
+// match the list.
 ConnectedDeviceSet enumerateDevices(const std::vector<SupportedDevice>& list);
 
 struct UsbIdentifiers {
@@ -29,7 +40,7 @@ struct UsbIdentifiers {
     std::uint32_t product = 0;
 };
 
-// The hexadecimal numbers behind "vid_" and "pid_" in a lower-cased path, in any order. Both are 0 unless valid.
+// The hexadecimal numbers behind "vid_" and "pid_" in a lower-cased text, in any order. Both are 0 unless valid.
 UsbIdentifiers parseVidPid(const WideString& text);
 
 }  // namespace device

@@ -6,6 +6,7 @@
 #include "base/number.h"
 #include "device/device_filter_handler.h"
 #include "device/enumeration.h"
+#include "settings/configuration.h"
 #include "update/launcher.h"
 #include "win32/com.h"
 #include "win32/kernel.h"
@@ -20,12 +21,8 @@ void readConfiguration(const std::shared_ptr<dockset::AppSettings>& settings) {
     if (!settings) {
         return;
     }
-    const data::Value config = settings->config();
-    const data::Value& accept = config.find("config", "device-support", "accept-unrecognized-devices");
-    if (accept.isString() && accept.text == "yes") {
-        acceptUnrecognizedDevices = true;
-    } else if (accept.isString() && accept.text == "no") {
-        acceptUnrecognizedDevices = false;
+    if (const auto accepts = data::acceptsUnrecognizedDevices(settings->config())) {
+        acceptUnrecognizedDevices = *accepts;
     }
 }
 

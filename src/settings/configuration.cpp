@@ -55,6 +55,12 @@ bool isSystest(const Value& configuration) {
     return interval.isString() && base::toLower(interval.text) == "systest";
 }
 
+std::optional<bool> acceptsUnrecognizedDevices(const Value& configuration) {
+    const Value& accept = configuration.find("config", "device-support", "accept-unrecognized-devices");
+    const bool told = accept.isString() && (accept.text == "yes" || accept.text == "no");
+    return told ? std::optional(accept.text == "yes") : std::nullopt;
+}
+
 Value loadConfiguration(const WideString& path) {
     Value configuration = readXmlFile(path);
     if (configuration.type != ValueType::Null) {

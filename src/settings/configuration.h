@@ -1,6 +1,8 @@
 // The configuration file zd-config.xml: read, never written.
 #pragma once
 
+#include <optional>
+
 #include "data/value.h"
 #include "win32/types.h"
 
@@ -14,6 +16,9 @@ void completeConfiguration(Value& configuration);
 
 // Whether the lists and the updates are to be looked for every few minutes, for tests of the whole system.
 bool isSystest(const Value& configuration);
+
+// Whether devices that no list names count too; none where the configuration says neither "yes" nor "no".
+std::optional<bool> acceptsUnrecognizedDevices(const Value& configuration);
 
 // The file's tree, completed, or Null if the file is absent or isn't well-formed.
 Value loadConfiguration(const WideString& path);

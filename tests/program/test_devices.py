@@ -1,10 +1,10 @@
-"""What the layer tells of the phones on a virtual bus: which devices count, and how their paths are composed."""
+"""What the suite sees of the phones on a virtual bus, which of them count, and how their paths are composed."""
 
-import os
+import json
 import subprocess
 import unittest
 
-from suite import Phones, SUITE, under_virtual_bus
+from suite import Home, Phones, under_virtual_bus
 
 GUID = "{6ac27878-a6fa-4155-ba85-f98f491d4f33}"
 
@@ -12,11 +12,15 @@ GUID = "{6ac27878-a6fa-4155-ba85-f98f491d4f33}"
 class PortableDevices(unittest.TestCase):
     def setUp(self):
         self.phones = Phones()
+        self.home = Home(self.phones, accept_unrecognized="no")
+        self.addCleanup(self.home.close)
+
+    def report(self):
+        return json.loads(subprocess.run([self.home.suite / "zdplatform", "devices"], check=True, capture_output=True,
+                                         env=self.home.environment()).stdout)
 
     def devices(self):
-        output = subprocess.run([SUITE.parent / "layer_tests", "--child=devices"], check=True, capture_output=True,
-                                env={**os.environ, **self.phones.environment}, text=True).stdout
-        return [line.split(" ") for line in output.splitlines()]
+        return [[device["path"], device["instanceId"], *device["carriers"]] for device in self.report()["devices"]]
 
     def test_which_devices_count(self):
         self.assertEqual(self.devices(), [])
@@ -29,6 +33,16 @@ class PortableDevices(unittest.TestCase):
                          [rf"\\?\usb#vid_18d1&pid_4ee1#{serial}#{GUID}" for serial in "ab"])
         self.phones.unplug("1-1")
         self.assertEqual(len(self.devices()), 1)
+
+    def test_verdicts(self):
+        self.phones.plug("1-1", vendor="3a5f", product="f110")  # the lists tell models apart by the low 12 bits
+        self.phones.plug("1-2", vendor="1bcf", product="0110")
+        for accept, expected in (("no", [(True, True), (False, False)]), ("yes", [(True, True), (False, True)])):
+            self.home.configure(f"<config><device-support><accept-unrecognized-devices>{accept}"
+                                "</accept-unrecognized-devices></device-support></config>")
+            report = self.report()
+            self.assertEqual(report["supportedList"]["revision"], 12)
+            self.assertEqual([(device["supported"], device["counts"]) for device in report["devices"]], expected)
 
     def test_how_paths_are_composed(self):
         self.phones.plug("1-1", vendor="0fce", product="1a2b", serial="Se#ri/al 1")
