@@ -5,6 +5,7 @@ test_program.py BUILD: the directory with zdsetup.exe. Phones can't be tried: th
 the popup, as the icon's rectangle isn't to be had there, and a click on a balloon, which isn't reported.
 """
 
+import concurrent.futures
 import json
 import pathlib
 import re
@@ -232,7 +233,11 @@ class WindowsTest(unittest.TestCase):
         self.assertIn("exitCode", self.platform("awake", "work", r"C:\windows\system32\cmd.exe", "/c", "exit")[0])
         url = f"https://{DOWNLOADS}/{LISTS}/zd-supported-devices.xml"
         self.assertEqual(self.platform("request", "GET", url)[0]["status"], 200)
-        self.assertIn("device-set", self.platform("fetch", url)[0]["data"])
+        with concurrent.futures.ThreadPoolExecutor() as pool:
+            for told, _ in pool.map(lambda _: self.platform("fetch", url), range(6)):
+                self.assertIn("device-set", told["data"], "the cache is shared with the agent and five others")
+        self.assertTrue(self.platform("fetch", url)[0]["fresh"])
+        self.assertEqual(self.platform("devices")[0]["devices"], [])
         self.registry("delete", r"HKCU\Software\Microsoft\SystemCertificates\Root", "/f")
         self.registry("delete", r"HKLM\Software\Microsoft\SystemCertificates\Root", "/f")
         nobody = self.network.enter(self.address, [], (DOWNLOADS,))
