@@ -30,8 +30,8 @@ struct DeviceRelations {
 
 DeviceRelations deviceRelations(const WideString& path);
 
-// The devices of `portableDevicePaths` that pass: those whose vendor and product, given by their own path or by the devices that carry them,
-// match the list.
+// The devices of `portableDevicePaths` that pass: those whose vendor and product, given by their own path or by the
+// devices that carry them, match the list.
 ConnectedDeviceSet enumerateDevices(const std::vector<SupportedDevice>& list);
 
 struct UsbIdentifiers {
