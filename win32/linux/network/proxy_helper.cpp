@@ -78,7 +78,9 @@ DWORD hear(int descriptor, Clock::time_point deadline, std::string& answer) {
     return ERROR_SUCCESS;
 }
 
-ProxyHelperReply parse(const std::string& text, std::size_t lines) {
+}  // namespace
+
+ProxyHelperReply parseProxyReply(const std::string& text, std::size_t lines) {
     ProxyHelperReply broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
     ProxyHelperReply answer{};
     if (!text.ends_with(lastLine) ||
@@ -92,8 +94,6 @@ ProxyHelperReply parse(const std::string& text, std::size_t lines) {
     return answer.code != 0 || answer.lines.size() == lines ? answer : broken;
 }
 
-}  // namespace
-
 ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines) {
     const Helper asked = helper();
     const auto deadline = Clock::now() + asked.limit;
@@ -103,7 +103,7 @@ ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::
     }
     std::string answer;
     const DWORD code = hear(child.output(), deadline, answer);
-    return code == ERROR_SUCCESS ? parse(answer, lines) : ProxyHelperReply{code, {}};
+    return code == ERROR_SUCCESS ? parseProxyReply(answer, lines) : ProxyHelperReply{code, {}};
 }
 
 #ifdef WIN32_SCRIPTED
