@@ -18,7 +18,7 @@ std::optional<char> escapedByte(std::string_view digits) {
                                                                        : std::nullopt;
 }
 
-// "file:///a%20b" as "/a b"; empty for what isn't a local file.
+// "file:///a%20b" as "/a b"; empty for what isn't a local file, another machine's among that.
 std::string pathOf(std::string_view address) {
     constexpr std::string_view scheme = "file://";
     if (!address.starts_with(scheme)) {
@@ -30,7 +30,7 @@ std::string pathOf(std::string_view address) {
         path += escaped.value_or(address[i]);
         i += escaped ? 2 : 0;
     }
-    return path;
+    return path.starts_with('/') ? path : std::string();
 }
 
 std::string readPath(sd_bus_message* signal) {
