@@ -74,6 +74,7 @@ FUZZ_TARGET(command_line) {
         return;
     }
     std::ranges::replace(arguments[0], '\\', '/');
+    arguments[0] = win32::resolveProgram(arguments[0]);
     fuzz::require(win32::writeAutostartEntry("name", composed), "an entry is written");
     const auto path = session.path() / "config/autostart/name.desktop";
     fuzz::require(readEntry(path.string()) == arguments, "the desktop starts the same");
