@@ -59,8 +59,8 @@ std::optional<std::string> textOf(const RegistryValue& value) {
     }
     wide.pop_back();
     const std::string text = toBytes(wide);
-    const Json checked(json_stringn(text.data(), text.size()));
-    return checked ? std::optional(text) : std::nullopt;
+    // Lone surrogates that stand for bytes can give UTF-8 together.
+    return isStorable(text) && toWide(text) == wide ? std::optional(text) : std::nullopt;
 }
 
 Json jsonOf(const RegistryValue& value) {
