@@ -6,7 +6,6 @@
 #include <cctype>
 #include <optional>
 
-#include "linux/desktop/portal_answer.h"
 #include "linux/support/dbus.h"
 #include "linux/support/scripted.h"
 #include "linux/windows/presenter.h"

@@ -1,5 +1,7 @@
 #include "linux/desktop/portal_answer.h"
 
+#include <systemd/sd-bus.h>
+
 #include <charconv>
 #include <cstdint>
 #include <cstring>
