@@ -72,12 +72,12 @@ std::string folded(std::string text) {
     return text;
 }
 
-// The device's serial, or, where that is empty or taken by another one of its kind, something of its place.
+// The device's serial, or, where that is empty or taken by another one of its kind, something of its place. The case of
+// letters doesn't tell paths apart.
 std::string claimSerial(const std::string& kind, const DeviceFacts& facts, std::set<std::string>& claims) {
     std::string serial = pathElement(facts.serial);
-    const std::string claim = kind + "#" + serial;
-    if (serial.empty() || !claims.insert(claim).second) {
-        serial = "5&" + portId(facts.systemPath) + "&0";
+    for (int count = 0; serial.empty() || !claims.insert(folded<std::tolower>(kind + "#" + serial)).second; ++count) {
+        serial = "5&" + portId(facts.systemPath) + "&" + std::to_string(count);
     }
     return serial;
 }
