@@ -22,7 +22,7 @@ win32::PortableDevice identify(fuzz::Parts& parts, const char* port, std::set<st
     facts.interfaceCount = (kind & 4U) == 0 ? " 1" : " 2";
     facts.deviceEvent = (kind & 8U) == 0 ? "" : parts.text();
     facts.serial = parts.text();
-    const win32::PortableDevice device = win32::identify(facts, claims);
+    win32::PortableDevice device = win32::identify(facts, claims);
     const WideString& path = device.interfacePath;
     fuzz::require(path.starts_with(W("\\\\?\\usb#")) && path.ends_with(tail), "a path of an interface");
     fuzz::require(std::count(path.begin(), path.end(), W('#')) == 3, "of three parts and its class");

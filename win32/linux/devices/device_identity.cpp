@@ -75,9 +75,13 @@ std::string folded(std::string text) {
 // The device's serial, or, where that is empty or taken by another one of its kind, something of its place. The case of
 // letters doesn't tell paths apart.
 std::string claimSerial(const std::string& kind, const DeviceFacts& facts, std::set<std::string>& claims) {
+    const auto isFree = [&](const std::string& serial) {
+        return claims.insert(folded<std::tolower>(kind + "#" + serial)).second;
+    };
+    const std::string place = "5&" + portId(facts.systemPath) + "&";
     std::string serial = pathElement(facts.serial);
-    for (int count = 0; serial.empty() || !claims.insert(folded<std::tolower>(kind + "#" + serial)).second; ++count) {
-        serial = "5&" + portId(facts.systemPath) + "&" + std::to_string(count);
+    for (int count = 0; serial.empty() || !isFree(serial); ++count) {
+        serial = place + std::to_string(count);
     }
     return serial;
 }

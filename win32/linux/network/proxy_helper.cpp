@@ -81,7 +81,7 @@ DWORD hear(int descriptor, Clock::time_point deadline, std::string& answer) {
 }  // namespace
 
 ProxyHelperReply parseProxyReply(const std::string& text, std::size_t lines) {
-    const ProxyHelperReply broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
+    ProxyHelperReply broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
     ProxyHelperReply answer{};
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), answer.code);
     if (!text.ends_with(lastLine) || error != std::errc() || *stop != '\n') {
