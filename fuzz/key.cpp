@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "fuzz.h"
 #include "net/public_key.h"
@@ -18,13 +19,13 @@ struct Free {
     void operator()(X509* certificate) const { X509_free(certificate); }
 };
 
-void readByLayer(const base::Bytes& text) {
+bool readByLayer(const base::Bytes& text) {
     const auto* const characters = reinterpret_cast<const char*>(text.data());
     const auto length = static_cast<DWORD>(text.size());
     DWORD size = 0;
     if (text.empty() || CryptStringToBinaryA(characters, length, CRYPT_STRING_BASE64HEADER, nullptr, &size, nullptr,
                                              nullptr) == FALSE) {
-        return;
+        return false;
     }
     base::Bytes bytes(size);
     const DWORD asked = size;
@@ -35,12 +36,13 @@ void readByLayer(const base::Bytes& text) {
     PCERT_PUBLIC_KEY_INFO key = nullptr;
     DWORD keySize = 0;
     if (CryptDecodeObjectEx(X509_ASN_ENCODING, X509_PUBLIC_KEY_INFO, bytes.data(), size, CRYPT_DECODE_ALLOC_FLAG,
-                            nullptr, static_cast<void*>(&key), &keySize) != FALSE) {
-        const std::unique_ptr<void, Free> owner(key);
-        fuzz::require(std::strlen(key->Algorithm.pszObjId) + key->PublicKey.cbData < keySize,
-                      "a key lies in its block");
-        fuzz::require(CertComparePublicKeyInfo(X509_ASN_ENCODING, key, key) != FALSE, "a key is like itself");
+                            nullptr, static_cast<void*>(&key), &keySize) == FALSE) {
+        return false;
     }
+    const std::unique_ptr<void, Free> owner(key);
+    fuzz::require(std::strlen(key->Algorithm.pszObjId) + key->PublicKey.cbData < keySize, "a key lies in its block");
+    fuzz::require(CertComparePublicKeyInfo(X509_ASN_ENCODING, key, key) != FALSE, "a key is like itself");
+    return true;
 }
 
 void readCertificate(fuzz::Input input) {
@@ -61,19 +63,39 @@ void readCertificate(fuzz::Input input) {
     }
 }
 
-}  // namespace
+// As a file holds it.
+base::Bytes wrapped(fuzz::Input der) {
+    base::Bytes text(4 * (der.size() / 3 + 1) + 1);
+    text.resize(static_cast<std::size_t>(EVP_EncodeBlock(text.data(), der.data(), static_cast<int>(der.size()))));
+    for (std::size_t at = 64; at < text.size(); at += 65) {
+        text.insert(text.begin() + static_cast<std::ptrdiff_t>(at), '\n');
+    }
+    constexpr std::string_view begin = "-----BEGIN PUBLIC KEY-----\n";
+    constexpr std::string_view end = "\n-----END PUBLIC KEY-----\n";
+    text.insert(text.begin(), begin.begin(), begin.end());
+    text.insert(text.end(), end.begin(), end.end());
+    return text;
+}
 
-FUZZ_TARGET(key) {
-    const base::Bytes text(input.begin(), input.end());
+// Whether both readers of pinned keys find one.
+bool readKey(const base::Bytes& text) {
     base::PublicKey key;
     const bool isRead = base::readPublicKey(text, key);
     const auto encoded = base::encodedKeyOf(text);
     fuzz::require(isRead || !encoded, "what can be pinned can be read");
-    fuzz::require(!encoded || encoded->beginsWith({encoded->bytes.begin(), encoded->bytes.begin() + 1}), "has a head");
+    const bool isReadByLayer = readByLayer(text);
+    fuzz::require(ERR_peek_error() == 0, "a key leaves no error");
+    return !encoded || isReadByLayer;
+}
+
+}  // namespace
+
+FUZZ_TARGET(key) {
+    const base::Bytes text(input.begin(), input.end());
+    readKey(text);
+    fuzz::require(readKey(wrapped(input)), "what one side can pin the other can");
     base::Bytes signature;
     base::decodeSignature(text, signature);
     fuzz::require(signature.size() <= 512, "a signature has its bound");
-    readByLayer(text);
     readCertificate(input);
-    fuzz::require(ERR_peek_error() == 0, "a key leaves no error");
 }
