@@ -75,5 +75,7 @@ FUZZ_TARGET(window_packet) {
         sent += send(socket.get(), bytes.data(), length, MSG_NOSIGNAL) == sizeof packet ? 1 : 0;
         takeMessages();
     }
+    fuzz::require(std::ranges::none_of(taken, [](const MSG& each) { return win32::carriesPointer(each.message); }),
+                  "no address of another process comes in");
     fuzz::require(taken.size() <= sent * 8, "a message comes of a whole packet");
 }
