@@ -201,7 +201,7 @@ def run(title, command):
 
 
 def main():
-    everything = [name_of(path) for path in sources("src", "win32", "suite", "tests", "bench")]
+    everything = [name_of(path) for path in sources("src", "win32", "suite", "tests", "bench", "fuzz")]
     units = r"/(src|suite|win32/linux)/[^.]*\.cpp$"
     good = run("format", ["clang-format", "--dry-run", "-Werror", *everything])
     broken = [*broken_rules(), *broken_locales()]

@@ -68,7 +68,10 @@ std::optional<std::vector<std::string>> preferredLanguages() {
 }  // namespace
 
 bool loadMessages(Messages& messages, const boost::filesystem::path& path) {
-    const Value document = data::readXmlFile(base::widePath(path));
+    return takeMessages(messages, data::readXmlFile(base::widePath(path)));
+}
+
+bool takeMessages(Messages& messages, const Value& document) {
     if (!document.isObject()) {
         base::logMessage("agent", "Failed to load localization xml");
         return false;

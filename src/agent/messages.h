@@ -3,6 +3,7 @@
 
 #include <boost/filesystem/path.hpp>
 
+#include "data/value.h"
 #include "win32/types.h"
 
 namespace agent {
@@ -26,6 +27,8 @@ struct Messages {
 // Overlays what the XML file names: `string` elements with an attribute `name` below a root `resources`, two at least.
 // False, with a line in the log, if the file gives no such list.
 bool loadMessages(Messages& messages, const boost::filesystem::path& path);
+// The same from a document that was read.
+bool takeMessages(Messages& messages, const data::Value& document);
 
 // The same from the file that the installation has for the user's preferred language.
 bool loadLocalizedMessages(Messages& messages);

@@ -13,7 +13,8 @@ bool hasUpperCase(const std::string& text) {
     return std::any_of(text.begin(), text.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
 }
 
-// The index of the cache can't be read again with anything else in it, and a date has nothing else.
+// The index of the cache can't be read again with anything else in it, and a date has nothing else. One in a damaged
+// index could end the header that it goes into, and begin another.
 bool isPrintable(const std::string& text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
@@ -45,7 +46,7 @@ bool getUrlCached(dockset::PlatformCache& cache, const HttpGet& httpGet, const s
     std::string lastModified;
     const bool isCached = useCache && cache.get(url, data, lastModified);
     HttpHeaders headers;
-    if (isCached && !lastModified.empty()) {
+    if (isCached && !lastModified.empty() && isPrintable(lastModified)) {
         headers["If-Modified-Since"] = lastModified;
     }
     HttpHeaders responseHeaders;

@@ -3,7 +3,8 @@
 // Well-formed documents of XML 1.0 and 1.1 in UTF-8, UTF-16, ISO-10646-UCS-4, ISO-8859-1 and what else the library
 // knows; names and text come as UTF-8. Nothing is validated, no namespace is resolved and nothing outside of the
 // document is ever opened. An encoding declaration that contradicts the bytes is an error, and so is a document whose
-// entities and default attributes add more than about a million characters to it.
+// entities and default attributes add more than about a million characters to it, and, in UCS-4 alone, a character
+// beyond U+FFFF before the first '>'.
 #pragma once
 
 #include <cstddef>

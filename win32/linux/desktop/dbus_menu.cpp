@@ -69,9 +69,10 @@ BusMessage replyTo(sd_bus_message* request) {
     return BusMessage(reply);
 }
 
+// What can't be sent, since a text in it isn't UTF-8, is an error, with which sd-bus answers the caller.
 int send(const BusMessage& message) {
-    sd_bus_send(nullptr, message.get(), nullptr);
-    return 1;
+    const int result = sd_bus_send(nullptr, message.get(), nullptr);
+    return result < 0 ? result : 1;
 }
 
 // Whether the numbers at the message's reading point have the menu's own.

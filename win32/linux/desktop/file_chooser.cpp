@@ -4,8 +4,6 @@
 
 #include <atomic>
 #include <cctype>
-#include <charconv>
-#include <cstring>
 #include <optional>
 
 #include "linux/support/dbus.h"
@@ -20,29 +18,6 @@ namespace {
 constexpr const char* portal = "org.freedesktop.portal.Desktop";
 constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
 constexpr const char* chooser = "org.freedesktop.portal.FileChooser";
-
-// The byte behind an escape's percent sign; none if these aren't two hexadecimal digits.
-std::optional<char> escapedByte(std::string_view digits) {
-    unsigned char byte = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
-    return digits.size() == 2 && end == digits.data() + 2 && byte != 0 ? std::optional(static_cast<char>(byte))
-                                                                       : std::nullopt;
-}
-
-// "file:///a%20b" as "/a b"; empty for what isn't a local file.
-std::string pathOf(std::string_view address) {
-    constexpr std::string_view scheme = "file://";
-    if (!address.starts_with(scheme)) {
-        return {};
-    }
-    std::string path;
-    for (std::size_t i = scheme.size(); i < address.size(); ++i) {
-        const auto escaped = address[i] == '%' ? escapedByte(address.substr(i + 1, 2)) : std::nullopt;
-        path += escaped.value_or(address[i]);
-        i += escaped ? 2 : 0;
-    }
-    return path;
-}
 
 // The portal's patterns heed the case of letters, those of Windows don't.
 std::string ofAnyCase(const std::string& pattern) {
@@ -174,37 +149,8 @@ private:
             return 0;
         }
         self.isOver_ = true;
-        constexpr std::uint32_t chosen = 0;
-        std::uint32_t code = 1;
-        sd_bus_message_read(signal, "u", &code);
-        if (code == chosen) {
-            self.readChoice(signal);
-        } else {
-            // By the button, or in some other way: portals report the Escape key as of the latter.
-            self.answer_.outcome = FileDialogResult::Outcome::cancelled;
-        }
+        self.answer_ = readPortalAnswer(signal);
         return 0;
-    }
-
-    void readChoice(sd_bus_message* signal) {
-        sd_bus_message_enter_container(signal, 'a', "{sv}");
-        while (sd_bus_message_enter_container(signal, 'e', "sv") > 0) {
-            const char* key = "";
-            const char* address = "";
-            sd_bus_message_read(signal, "s", &key);
-            if (std::strcmp(key, "uris") != 0) {
-                sd_bus_message_skip(signal, "v");
-            } else if (sd_bus_message_enter_container(signal, 'v', "as") > 0 &&
-                       sd_bus_message_enter_container(signal, 'a', "s") > 0 &&
-                       sd_bus_message_read(signal, "s", &address) > 0) {
-                answer_.path = pathOf(address);
-                break;
-            }
-            sd_bus_message_exit_container(signal);
-        }
-        if (!answer_.path.empty()) {
-            answer_.outcome = FileDialogResult::Outcome::chosen;
-        }
     }
 
     static int onOwnerChanged(sd_bus_message* signal, void* data, sd_bus_error* /*error*/) {

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "linux/desktop/portal_answer.h"
 #include "win32/window.h"
 
 namespace win32 {
@@ -15,12 +16,6 @@ struct FileDialogRequest {
     bool picksFolder = false;
     std::string filterName{};  // what files of the pattern are called
     std::string pattern{};     // "*.txt"; empty: all files
-};
-
-struct FileDialogResult {
-    enum class Outcome { failed, cancelled, chosen };
-    Outcome outcome = Outcome::failed;
-    std::string path{};
 };
 
 // Asks, and waits for the answer over a bus connection of its own. Failed if there is no portal, or it goes. Any

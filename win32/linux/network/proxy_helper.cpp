@@ -78,21 +78,25 @@ DWORD hear(int descriptor, Clock::time_point deadline, std::string& answer) {
     return ERROR_SUCCESS;
 }
 
-ProxyHelperReply parse(const std::string& text, std::size_t lines) {
+}  // namespace
+
+ProxyHelperReply parseProxyReply(const std::string& text, std::size_t lines) {
     ProxyHelperReply broken{ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
     ProxyHelperReply answer{};
-    if (!text.ends_with(lastLine) ||
-        std::from_chars(text.data(), text.data() + text.size(), answer.code).ptr[0] != '\n') {
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), answer.code);
+    if (!text.ends_with(lastLine) || error != std::errc() || *stop != '\n') {
         return broken;
     }
     std::istringstream stream(text.substr(text.find('\n') + 1));
-    for (std::string line; answer.code == 0 && answer.lines.size() < lines && std::getline(stream, line);) {
+    for (std::string line; answer.code == 0 && std::getline(stream, line);) {
         answer.lines.push_back(line);
     }
-    return answer.code != 0 || answer.lines.size() == lines ? answer : broken;
+    if (answer.code == 0 && answer.lines.size() != lines + 1) {
+        return broken;
+    }
+    answer.lines.resize(answer.code == 0 ? lines : 0);  // without the last line
+    return answer;
 }
-
-}  // namespace
 
 ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines) {
     const Helper asked = helper();
@@ -103,7 +107,7 @@ ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::
     }
     std::string answer;
     const DWORD code = hear(child.output(), deadline, answer);
-    return code == ERROR_SUCCESS ? parse(answer, lines) : ProxyHelperReply{code, {}};
+    return code == ERROR_SUCCESS ? parseProxyReply(answer, lines) : ProxyHelperReply{code, {}};
 }
 
 #ifdef WIN32_SCRIPTED

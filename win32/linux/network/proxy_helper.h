@@ -21,4 +21,8 @@ struct ProxyHelperReply {
 // Starts the program and waits for its `lines` lines. When it returns, the program is gone. Any thread.
 ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines);
 
+// What the program's answer says, of which `lines` lines are asked for; ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR for what
+// isn't one.
+ProxyHelperReply parseProxyReply(const std::string& text, std::size_t lines);
+
 }  // namespace win32

@@ -2,27 +2,10 @@
 #pragma once
 
 #include <functional>
-#include <map>
-#include <optional>
-#include <string>
-#include <vector>
 
-#include "win32/types.h"
+#include "linux/registry/registry_text.h"
 
 namespace win32 {
-
-struct RegistryValue {
-    std::string name;  // as it was given; the maps' keys are folded
-    DWORD type = 0;
-    std::vector<BYTE> data;
-};
-
-struct RegistryKeyContent {
-    std::string path;  // as it was given
-    std::map<std::string, RegistryValue> values;
-};
-
-using RegistryContent = std::map<std::string, RegistryKeyContent>;
 
 enum class Hive { currentUser, localMachine };
 
@@ -36,11 +19,5 @@ LSTATUS readHive(Hive hive, RegistryContent& content);
 // lock, and gives the result; it may be empty.
 LSTATUS changeHive(Hive hive, const std::function<LSTATUS(RegistryContent&)>& change,
                    const std::function<LSTATUS()>& mirror = {});
-
-// Whether a name can be kept: the file holds Unicode text, of which a lone surrogate is none.
-bool isStorable(const std::string& name);
-
-// The form in which names are compared: all letters in lower case.
-std::string foldName(const std::string& name);
 
 }  // namespace win32

@@ -1,8 +1,8 @@
 // Between the wide text of the operations and the bytes that Linux takes.
 //
-// Both ways are total and give back what they got: a byte that isn't UTF-8 stands as the lone surrogate U+DC00 plus
+// Both ways are total, and bytes come back as they were: one that isn't UTF-8 stands as the lone surrogate U+DC00 plus
 // the byte, so that a file name in any encoding survives the round trip. So does the backslash of a file's name, which
-// would be a separator otherwise. Any thread.
+// would be a separator otherwise. Wide text comes back as it was if it has no lone surrogates. Any thread.
 #pragma once
 
 #include <string>
