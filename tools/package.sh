@@ -1,6 +1,7 @@
 #!/bin/bash
-# package.sh [--twice]: makes the packages for Debian of the sources as they lie here into out/package/, and has Debian's
-# own checkers look at them. With --twice it makes them once more in another directory, and asks for the same bytes.
+# package.sh [--twice] [--try]: makes the packages for Debian of the sources as they lie here into out/package/, and has
+# Debian's own checkers look at them. With --twice it makes them once more in another directory, and asks for the same
+# bytes; with --try it has them tried in a bare Debian.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 output=$PWD/out/package
@@ -33,11 +34,16 @@ lintian --allow-root --fail-on error,warning "$output"/*.deb
 appstreamcli validate --no-net "$installed"/usr/share/metainfo/*.xml
 desktop-file-validate "$installed"/usr/share/applications/*.desktop
 
-if [ "${1:-}" = --twice ]; then
-  make_packages "$installed/again"
-  for package in "$output"/*.deb; do
-    cmp "$package" "$installed/again/$(basename "$package")"
-  done
-  echo "the same bytes twice"
-fi
+for option in "$@"; do
+  case "$option" in
+    --twice)
+      make_packages "$installed/again"
+      for package in "$output"/*.deb; do
+        cmp "$package" "$installed/again/$(basename "$package")"
+      done
+      echo "the same bytes twice" ;;
+    --try)
+      tools/package_trial.sh ;;
+  esac
+done
 sha256sum "$output"/*.deb

@@ -1,6 +1,7 @@
 #!/bin/sh
 # Prints the entry of the desktop's menu. Its actions are worded as in the icon's own menu.
 set -e
+export LC_ALL=C # for the order of the files
 cd "$(dirname "$0")/../.."
 
 # names KEY: the text of that key in each language.
