@@ -12,7 +12,8 @@ date=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 make_packages() {
   local sources=$1/zelmo-dockset-$version
   mkdir -p "$sources"
-  tar -c --exclude-vcs --exclude=./build --exclude=./out --exclude=__pycache__ . | tar -x -C "$sources"
+  # All files get one time, since packages keep the times of the files that are only copied.
+  tar -c --mtime="@$date" --exclude-vcs --exclude=./build --exclude=./out --exclude=__pycache__ . | tar -x -C "$sources"
   cp -r packaging/debian "$sources/debian"
   sed -e "s/@version@/$version/" -e "s/@date@/$(LC_ALL=C date -u -R -d "@$date")/" packaging/debian/changelog.in \
     >"$sources/debian/changelog"

@@ -35,5 +35,5 @@ Exec=/usr/lib/zelmo-dockset/open launch
 [Desktop Action close]
 $(names zdagent_close)
 # WM_CLOSE
-Exec=zdpost ZelmoDocksetAgent 16
+Exec=/usr/lib/zelmo-dockset/zdpost ZelmoDocksetAgent 16
 END

@@ -5,12 +5,12 @@ directory=/usr/lib/zelmo-dockset
 agent=ZelmoDocksetAgent
 
 # WM_NULL finds out whether there is a window.
-if ! zdpost $agent 0 2>/dev/null; then
+if ! $directory/zdpost $agent 0 2>/dev/null; then
     exec $directory/$agent
 fi
 if [ "$1" = launch ]; then
-    exec zdpost $agent 273 1 # WM_COMMAND, as from the icon's menu
+    exec $directory/zdpost $agent 273 1 # WM_COMMAND, as from the icon's menu
 fi
-language=$(zdplatform describe 2>/dev/null | sed -n 's/.*"supportedLocale": *"\(.*\)".*/\1/p')
+language=$($directory/zdplatform describe 2>/dev/null | sed -n 's/.*"supportedLocale": *"\(.*\)".*/\1/p')
 text=$(sed -n 's/.*"zdagent_running_text">\(.*\)<.*/\1/p' "$directory/resources/locales/agent-$language.xml")
 exec notify-send --app-name="Zelmo Dockset" --icon=zelmo-dockset-agent "Zelmo Dockset" "$text"
