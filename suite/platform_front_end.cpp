@@ -1,5 +1,5 @@
 // zdplatform VERB [ARGUMENT...]: calls operations of the platform and prints what they give as JSON; the log goes to
-// the standard error. Without a verb it lists the verbs.
+// the standard error. Without a verb, and with --help, it lists the verbs; its manual is made from that list.
 
 #include <curl/curl.h>
 
@@ -324,80 +324,108 @@ void proxies(const Call& call) {
 }
 
 struct Verb {
-    const char* usage;
+    const char* arguments;
+    const char* effect;
     std::function<void(const Call&)> call;
 };
 
 const std::map<std::string, Verb>& verbs() {
     static const std::map<std::string, Verb> all{
-        {"describe", {"", describe}},
-        {"devices", {"", devices}},
-        {"run", {"TIMEOUT DIRECTORY PROGRAM [ARGUMENTS]", run}},
-        {"awake", {"REASON PROGRAM [ARGUMENTS]", awake}},
-        {"id", {"NUMBER", registerId}},
-        {"fetch", {"ADDRESS", fetch}},
-        {"request", {"GET|POST|PUT|DELETE ADDRESS [BODY]", request}},
-        {"size", {"DIRECTORY", directorySize}},
-        {"free", {"DIRECTORY", [](const Call& c) { c.out.set("bytes", c.platform.getDiskFreeSpace(c.widePath(0))); }}},
-        {"storage", {"", storage}},
-        {"url", {"ADDRESS", [](const Call& c) { c.platform.openUrl(c.text(0)); }}},
-        {"phone", {"NAME", [](const Call& c) { c.platform.browseMyZelmo(c.wide(0).c_str()); }}},
-        {"phone-path", {"PATH", [](const Call& c) { c.platform.browseMyZelmo(c.widePath(0)); }}},
-        {"pick-file", {"DIRECTORY EXTENSION", [](const Call& c) { pickFile(c, false); }}},
-        {"save-file", {"DIRECTORY EXTENSION", [](const Call& c) { pickFile(c, true); }}},
+        {"describe", {"", "tells of the languages, the system, the processor and the memory", describe}},
+        {"devices", {"", "lists the phones that the agent sees, and whether they are supported", devices}},
+        {"run",
+         {"TIMEOUT DIRECTORY PROGRAM [ARGUMENTS]",
+          "starts a program in a directory and waits; after TIMEOUT milliseconds it is killed", run}},
+        {"awake", {"REASON PROGRAM [ARGUMENTS]", "keeps the machine from sleeping while the program runs", awake}},
+        {"id", {"NUMBER", "registers a number", registerId}},
+        {"fetch", {"ADDRESS", "fetches a file from a server with a pinned key, through the cache", fetch}},
+        {"request", {"GET|POST|PUT|DELETE ADDRESS [BODY]", "sends a request, without pinned keys", request}},
+        {"size", {"DIRECTORY", "adds up the sizes of all files in a directory", directorySize}},
+        {"free",
+         {"DIRECTORY", "tells how many bytes are free for the user",
+          [](const Call& c) { c.out.set("bytes", c.platform.getDiskFreeSpace(c.widePath(0))); }}},
+        {"storage", {"", "tells of the disks with the user's directories", storage}},
+        {"url", {"ADDRESS", "opens an address in the browser", [](const Call& c) { c.platform.openUrl(c.text(0)); }}},
+        {"phone",
+         {"NAME", "shows a phone of that name in the file manager",
+          [](const Call& c) { c.platform.browseMyZelmo(c.wide(0).c_str()); }}},
+        {"phone-path",
+         {"PATH", "shows a directory in the file manager",
+          [](const Call& c) { c.platform.browseMyZelmo(c.widePath(0)); }}},
+        {"pick-file",
+         {"DIRECTORY EXTENSION", "lets the user choose a file to open", [](const Call& c) { pickFile(c, false); }}},
+        {"save-file",
+         {"DIRECTORY EXTENSION", "lets the user choose a file to write", [](const Call& c) { pickFile(c, true); }}},
         {"pick-backup",
-         {"EXTENSION",
+         {"EXTENSION", "lets the user choose a backup",
           [](const Call& c) { pick(c, [&](const auto& h) { c.platform.browseBackupFile(0, c.wide(0), h, 1); }); }}},
         {"pick-folder",
-         {"DIRECTORY PURPOSE RETURN-STATE",
+         {"DIRECTORY PURPOSE RETURN-STATE", "lets the user choose a folder",
           [](const Call& c) {
               pick(c, [&](const auto& h) { c.platform.browseFolder(c.widePath(0), h, 1, c.number(1, 0), c.text(2)); });
           }}},
-        {"pick-music", {"", pickMusic}},
+        {"pick-music", {"", "lets the user choose a folder, beginning in Music", pickMusic}},
         {"permissions",
-         {"PATH",
+         {"PATH", "tells whether the suite may use a path",
           [](const Call& c) {
               c.platform.checkPermissions(0, 0, c.widePath(0), nullptr, 1);
               pick(c, [&](const auto& h) { c.platform.checkPermissions(0, 0, c.widePath(0), h, 1); });
           }}},
-        {"window", {"", adoptMainWindow}},
-        {"restart", {"", [](const Call& c) { adoptMainWindow(c), c.platform.restartZelmoDockset(); }}},
-        {"exit", {"", [](const Call& c) { adoptMainWindow(c), c.platform.exitZelmoDockset(); }}},
-        {"engine-path", {"", [](const Call& c) { c.out.set("path", base::narrow(c.platform.getUEInstallPath())); }}},
-        {"engine-uninstall-string", {"", uninstallString}},
-        {"engine-terminate", {"", [](const Call& c) { c.out.set("result", c.platform.terminateRunningInstances()); }}},
-        {"engine-uninstall", {"", uninstallEngine}},
-        {"engine-reinstall", {"INSTALLER SERVICE", reinstallEngine}},
+        {"window", {"", "finds the main application's window", adoptMainWindow}},
+        {"restart",
+         {"", "has the agent start the main application anew",
+          [](const Call& c) { adoptMainWindow(c), c.platform.restartZelmoDockset(); }}},
+        {"exit",
+         {"", "ends the main application", [](const Call& c) { adoptMainWindow(c), c.platform.exitZelmoDockset(); }}},
+        {"engine-path",
+         {"", "tells where the Update Engine is installed",
+          [](const Call& c) { c.out.set("path", base::narrow(c.platform.getUEInstallPath())); }}},
+        {"engine-uninstall-string", {"", "tells what uninstalls the Update Engine", uninstallString}},
+        {"engine-terminate",
+         {"", "ends a running Update Engine",
+          [](const Call& c) { c.out.set("result", c.platform.terminateRunningInstances()); }}},
+        {"engine-uninstall", {"", "uninstalls the Update Engine", uninstallEngine}},
+        {"engine-reinstall", {"INSTALLER SERVICE", "installs the Update Engine anew, and its driver", reinstallEngine}},
         {"engine-directory",
-         {"DIRECTORY",
+         {"DIRECTORY", "tells where the Update Engine would be unpacked",
           [](const Call& c) {
               const auto path = c.platform.avoidProgramFiles(c.path(0));
               c.out.set("path", base::narrow(base::widePath(path)));
           }}},
         {"addresses",
-         {"[loopback]",
+         {"[loopback]", "lists the machine's IPv4 addresses",
           [](const Call& c) {
               c.out.set("addresses", listOf(c.platform.getLocalAddresses(c.text(0) == "loopback")));
           }}},
-        {"port", {"", [](const Call& c) { c.out.set("port", c.platform.getFreePort()); }}},
-        {"proxies", {"ADDRESS", proxies}},
+        {"port", {"", "finds a free TCP port", [](const Call& c) { c.out.set("port", c.platform.getFreePort()); }}},
+        {"proxies", {"ADDRESS", "lists the proxies for an address", proxies}},
     };
     return all;
 }
 
-int listVerbs() {
+void listVerbs(std::ostream& out) {
     for (const auto& [name, verb] : verbs()) {
-        std::cerr << "zdplatform " << name << ' ' << verb.usage << '\n';
+        out << "zdplatform " << name << (*verb.arguments == 0 ? "" : " ") << verb.arguments << "\n    " << verb.effect
+            << '\n';
     }
+}
+
+int refuse() {
+    listVerbs(std::cerr);
     return 2;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const auto verb = argc < 2 ? verbs().end() : verbs().find(argv[1]);
+    const std::string name = argc < 2 ? "" : argv[1];
+    if (name == "--help") {
+        listVerbs(std::cout);
+        return 0;
+    }
+    const auto verb = verbs().find(name);
     if (verb == verbs().end()) {
-        return listVerbs();
+        return refuse();
     }
     curl_global_init(CURL_GLOBAL_ALL);
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
@@ -411,7 +439,7 @@ int main(int argc, char** argv) {
         verb->second.call({platform, arguments, out});
     } catch (const std::logic_error&) {
         // An argument that should be a number.
-        return listVerbs();
+        return refuse();
     }
     const std::vector<std::uint8_t> bytes = data::toJsonBytes(out);
     std::cout.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())) << '\n';

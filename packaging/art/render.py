@@ -1,10 +1,9 @@
 #!/usr/bin/python3
-"""Makes the pictures of this folder from zelmo.svg; wanted only when that changes (needs rsvg-convert)."""
+"""Makes the pictures of this folder, but for the symbolic one, from zelmo.svg; wanted only when that changes (needs rsvg-convert)."""
 
 import pathlib
 import struct
 import subprocess
-import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
 SIZES = (16, 20, 24, 32, 40, 48, 64, 256)
@@ -32,12 +31,11 @@ def write_ico(path, images):
 
 def main():
     text = (HERE / "zelmo.svg").read_text()
-    with tempfile.TemporaryDirectory() as folder:
-        icon = pathlib.Path(folder, "icon.svg")
-        icon.write_text(icon_svg(text))
-        for size in SIZES:
-            render(icon, f"icon-{size}.png", size, size)
-        render(HERE / "zelmo.svg", "logo.png", 348, 287)
+    icon = HERE / "icon.svg"
+    icon.write_text(icon_svg(text))
+    for size in SIZES:
+        render(icon, f"icon-{size}.png", size, size)
+    render(HERE / "zelmo.svg", "logo.png", 348, 287)
     write_ico(HERE / "zelmo.ico", [(size, (HERE / f"icon-{size}.png").read_bytes()) for size in SIZES])
 
 

@@ -112,7 +112,8 @@ class Settings(unittest.TestCase):
             home.start_agent().wait_until_listening()
             entry = home.autostart_path
             subprocess.run(["desktop-file-validate", entry], check=True)
-            self.assertIn(f'\nExec="{home.suite}/ZelmoDocksetAgent"\n', entry.read_text())
+            program = f"{home.suite}/ZelmoDocksetAgent"
+            self.assertIn(f'\nTryExec={program}\nExec="{program}"\n', entry.read_text())
             self.assertIn(f'\\"{home.suite}/ZelmoDocksetAgent.exe\\"',
                           (home.path / ".config/zelmo-dockset/current_user.json").read_text())
         with Home() as home:
@@ -124,12 +125,14 @@ class Settings(unittest.TestCase):
 
     def test_directories_may_have_any_name_of_any_length(self):
         name = b'zd "h`ome"\n%20$x\xc3\xa9\xe9-CORP\\name' + b"-long" * 40
+        value = name.replace(b"\\", b"\\\\").replace(b"\n", b"\\n")
         written = b'zd \\\\"h\\\\`ome\\\\"\\n%%20\\\\$x\xc3\xa9\xe9-CORP\\\\\\\\name' + b"-long" * 40
         with Home(prefix=os.fsdecode(name)) as home:
             agent = home.start_agent()
             agent.wait_until_listening()
             self.assertEqual(agent.lines()[:8], NORMAL_START)
-            self.assertIn(b'\nExec="' + os.fsencode(home.suite).replace(name, written) + b'/ZelmoDocksetAgent"\n',
+            program = os.fsencode(home.suite) + b"/ZelmoDocksetAgent"
+            self.assertIn(b"\nTryExec=" + program.replace(name, value) + b'\nExec="' + program.replace(name, written) + b'"\n',
                           home.autostart_path.read_bytes())
             home.post("ZelmoDocksetAgent", 1028)
             wait_for("the application", home.application_lines)

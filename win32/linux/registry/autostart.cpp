@@ -85,7 +85,9 @@ bool writeAutostartEntry(const std::string& name, const std::string& commandLine
         exec += (exec.empty() ? "" : " ") + quotedArgument(argument);
     }
     const std::string path = entryPath(name);
-    const std::string entry = "[Desktop Entry]\nType=Application\nName=" + escapedValue(name) + "\nExec=" + exec +
+    // An entry that outlives its program counts as none.
+    const std::string entry = "[Desktop Entry]\nType=Application\nName=" + escapedValue(name) +
+                              "\nTryExec=" + escapedValue(arguments[0]) + "\nExec=" + exec +
                               "\nTerminal=false\nStartupNotify=false\n";
     return readWholeFile(path) == entry ||
            (makeDirectories(path.substr(0, path.rfind('/')), 0755) && replaceWholeFile(path, entry));
