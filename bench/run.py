@@ -231,7 +231,7 @@ def icon_row():
                     desktop.close()
     own, bare = (1e3 * statistics.median(times[name]) for name in ("agent", "bare"))
     return row("start to the icon in the panel; a bare sd-bus program with the same item", f"{own:.0f} ms",
-               f"{bare:.0f} ms", own / bare, "ratio at most 3", own <= 3 * bare)
+               f"{bare:.0f} ms", own / bare, "ratio at most 3.5", own <= 3.5 * bare)
 
 
 def main_thread(pid):
@@ -241,13 +241,19 @@ def main_thread(pid):
     return seconds, int(re.search(r"\nvoluntary_ctxt_switches:\s+(\d+)", (task / "status").read_text()).group(1))
 
 
+def wait_for_first_pass(agent):
+    """With which the agent gives back what only its start needed."""
+    wait_for("the first pass over the device lists", lambda: any("Next update in" in line for line in agent.lines()))
+    agent.wait_for_scan()
+
+
 def face_rows(seconds):
     with Home() as home:
         desktop = Desktop(home)
         try:
             desktop.start()
             agent = home.start_agent(**desktop.for_agent)
-            agent.wait_until_listening()
+            wait_for_first_pass(agent)
             item = desktop.item()
             item.click()
             wait_for("the popup", lambda: desktop.windows("Zelmo Dockset Agent"))
@@ -268,7 +274,7 @@ def face_rows(seconds):
         finally:
             desktop.close()
     own, bare = (1e6 * (end[0] - start[0]) / (end[1] - start[1]) for start, end in zip(before, after))
-    yield row("memory (PSS) with icon, popup and menu shown", f"{memory:.1f} MB", "", None, "at most 16 MB", memory <= 16)
+    yield row("memory (PSS) with icon, popup and menu shown", f"{memory:.1f} MB", "", None, "at most 8 MB", memory <= 8)
     yield row("a pass of the main loop with the face up, the sleep aside; of a bare loop", f"{look[0]:.1f} us", "0 us",
               None, "at most 3 us more", look[0] <= 3)
     yield row("the same with the sleep, after which the caches are cold; a bare loop with the same sleep",
@@ -282,10 +288,9 @@ def face_rows(seconds):
 def idle_rows(seconds):
     with Home() as home:
         agent = home.start_agent()
-        wait_for("the first pass over the device lists", lambda: any("Next update in" in line for line in agent.lines()))
+        wait_for_first_pass(agent)
         loop = subprocess.Popen([BUILD / "bench_idle_loop"], env=own_environment())
         try:
-            agent.wait_for_scan()
             pids = (agent.process.pid, loop.pid)
             before = [Usage(pid) for pid in pids]
             begin = time.monotonic()

@@ -79,8 +79,8 @@ base::Bytes wrapped(fuzz::Input der) {
 
 // Whether both readers of pinned keys find one.
 bool readKey(const base::Bytes& text) {
-    base::PublicKey key;
-    const bool isRead = base::readPublicKey(text, key);
+    base::PublicKeys keys;
+    const bool isRead = base::readPublicKey(text, keys);
     const auto encoded = base::encodedKeyOf(text);
     fuzz::require(isRead || !encoded, "what can be pinned can be read");
     const bool isReadByLayer = readByLayer(text);

@@ -166,11 +166,11 @@ std::string faultOfLine(const std::string& text, const Value& signature) {
                : "there are blanks or line ends inside of the manifest-signature element";
 }
 
-bool holds(const std::string& text, const std::string& signature, const base::PublicKey& key) {
+bool holds(const std::string& text, const std::string& signature, const base::PublicKeys& keys) {
     Bytes decoded;
     base::SignatureCheck check;
     const Bytes data = base::signedBytes(bytesOf(text));
-    return base::decodeSignature(bytesOf(signature), decoded) && check.begin(key) &&
+    return base::decodeSignature(bytesOf(signature), decoded) && check.begin(keys) &&
            check.add(data.data(), data.size()) && check.holds(decoded);
 }
 
@@ -196,8 +196,8 @@ std::string whyNot(const Bytes& manifest, const Bytes& pem) {
     if (std::string fault = faultOfLine(text, signature); !fault.empty()) {
         return fault;
     }
-    base::PublicKey key;
-    if (!base::readPublicKey(pem, key)) {
+    base::PublicKeys keys;
+    if (!base::readPublicKey(pem, keys)) {
         return "the key file holds no public key in PEM";
     }
     Bytes decoded;
@@ -205,14 +205,15 @@ std::string whyNot(const Bytes& manifest, const Bytes& pem) {
     if (decoded.empty()) {
         return "its signature isn't base64";
     }
-    if (EVP_PKEY_get_base_id(key.get()) == EVP_PKEY_RSA &&
-        decoded.size() != static_cast<std::size_t>(EVP_PKEY_get_size(key.get()))) {
+    EVP_PKEY* const key = keys.front().get();
+    if (keys.size() == 1 && EVP_PKEY_get_base_id(key) == EVP_PKEY_RSA &&
+        decoded.size() != static_cast<std::size_t>(EVP_PKEY_get_size(key))) {
         return "its signature has " + std::to_string(decoded.size()) + " bytes, and one of this key has " +
-               std::to_string(EVP_PKEY_get_size(key.get()));
+               std::to_string(EVP_PKEY_get_size(key));
     }
     for (const char* const lineEnd : {"\n", "\r\n"}) {
         const std::string rest = textOf(base::signedBytes(manifest));
-        if (holds(withLineEnds(rest, lineEnd), signature.text, key)) {
+        if (holds(withLineEnds(rest, lineEnd), signature.text, keys)) {
             return "its line ends have changed since it was signed";
         }
     }

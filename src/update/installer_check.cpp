@@ -12,9 +12,9 @@ namespace {
 constexpr std::size_t blockSize = 0x100000;
 
 bool begin(SignatureCheck& check, const std::string& signature, const Bytes& key, Bytes& decoded) {
-    PublicKey publicKey;
-    return decodeSignature(Bytes(signature.begin(), signature.end()), decoded) && readPublicKey(key, publicKey) &&
-           check.begin(publicKey);
+    PublicKeys keys;
+    return decodeSignature(Bytes(signature.begin(), signature.end()), decoded) && readPublicKey(key, keys) &&
+           check.begin(keys);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <openssl/bio.h>
 #include <openssl/err.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -57,7 +58,7 @@ bool decodeSignature(const Bytes& text, Bytes& signature) {
     return true;
 }
 
-bool readPublicKey(const Bytes& pem, PublicKey& key) {
+bool readPublicKey(const Bytes& pem, PublicKeys& keys) {
     const ErrorsForgotten errors;
     const OwnedBio source = sourceOf(pem);
     if (!source) {
@@ -65,25 +66,34 @@ bool readPublicKey(const Bytes& pem, PublicKey& key) {
     }
     // The empty text stands for a pass phrase that would otherwise be asked for on the terminal.
     std::string noPhrase;
-    key.reset(PEM_read_bio_PUBKEY(source.get(), nullptr, nullptr, noPhrase.data()));
-    return key != nullptr || failed("Failed to read public key");
+    keys.clear();
+    while (EVP_PKEY* const key = PEM_read_bio_PUBKEY(source.get(), nullptr, nullptr, noPhrase.data())) {
+        keys.emplace_back(key);
+    }
+    return !keys.empty() || failed("Failed to read public key");
 }
 
-bool SignatureCheck::begin(const PublicKey& key) {
+bool SignatureCheck::begin(const PublicKeys& keys) {
     const ErrorsForgotten errors;
-    return context_ && EVP_DigestVerifyInit(context_.get(), nullptr, EVP_sha256(), nullptr, key.get()) > 0;
+    return std::ranges::all_of(keys, [this](const PublicKey& key) {
+        EVP_MD_CTX* const context = contexts_.emplace_back(EVP_MD_CTX_new()).get();
+        return context != nullptr && EVP_DigestVerifyInit(context, nullptr, EVP_sha256(), nullptr, key.get()) > 0;
+    });
 }
 
 bool SignatureCheck::add(const void* bytes, std::size_t size) {
     const ErrorsForgotten errors;
-    return EVP_DigestVerifyUpdate(context_.get(), bytes, size) > 0;
+    return std::ranges::all_of(
+        contexts_, [&](const auto& context) { return EVP_DigestVerifyUpdate(context.get(), bytes, size) > 0; });
 }
 
 bool SignatureCheck::holds(const Bytes& decodedSignature) {
     const ErrorsForgotten errors;
     const std::uint8_t none = 0;
-    return EVP_DigestVerifyFinal(context_.get(), decodedSignature.empty() ? &none : decodedSignature.data(),
-                                 decodedSignature.size()) == 1;
+    const std::uint8_t* const signature = decodedSignature.empty() ? &none : decodedSignature.data();
+    return std::ranges::any_of(contexts_, [&](const auto& context) {
+        return EVP_DigestVerifyFinal(context.get(), signature, decodedSignature.size()) == 1;
+    });
 }
 
 bool verifySignature(const Bytes& data, const Bytes& signature, const Bytes& key) {
@@ -91,12 +101,12 @@ bool verifySignature(const Bytes& data, const Bytes& signature, const Bytes& key
     if (!decodeSignature(signature, decoded)) {
         return failed("Failed to decode signature from base64");
     }
-    PublicKey publicKey;
-    if (!readPublicKey(key, publicKey)) {
+    PublicKeys keys;
+    if (!readPublicKey(key, keys)) {
         return false;
     }
     SignatureCheck check;
-    if (!check.begin(publicKey)) {
+    if (!check.begin(keys)) {
         return failed("DigestVerifyInit failed");
     }
     if (!check.add(data.data(), data.size())) {

@@ -103,6 +103,11 @@ TEST_F(ManifestTest, TakesEveryKindOfKeyThatSignsDigests) {
     EXPECT_EQ(verify(good()), base::VerificationFailed);
     EXPECT_EQ(log_.take(),
               (Lines{"base DigestVerifyInit failed", "autoupdate Failed to verify Zelmo Dockset manifest"}));
+    // As while one key takes the place of another.
+    files_.write("key.pem", tests::pemOf(curve) + tests::pemOf(key_));
+    EXPECT_EQ(verify(good()), base::Success);
+    EXPECT_EQ(verify(signedManifest({{}}, curve)), base::Success);
+    EXPECT_EQ(verify(signedManifest({{}}, tests::ecKey())), base::VerificationFailed);
 }
 
 // Each is a good manifest with one thing wrong.
