@@ -39,6 +39,13 @@ void restrictLibrarySearch() {
     }
 }
 
+// A hanging one would hold up the threads that are waited for.
+void cancelProxyDiscovery() {
+    if (const auto discovery = base::proxyDiscovery().get()) {
+        discovery->cancel();
+    }
+}
+
 void stopScanner(device::ScannerContext& context, std::thread& scanner) {
     context.stopFlag.exchange(true);
     if (scanner.joinable()) {
@@ -68,6 +75,7 @@ std::int32_t runAgent(agent::ZelmoDocksetAgent& zelmoDocksetAgent) {
     if (!base::sendPipeMessage(base::applicationPipeName, base::quitMessage, nullptr)) {
         base::logLine("Failed to send piped message, QUIT");
     }
+    cancelProxyDiscovery();
     stopScanner(context, scanner);
     return exitCode;
 }

@@ -24,6 +24,9 @@ public:
     // In the order of finding; none on any failure. `diagnostics` may be null. May block for long; any thread.
     virtual std::vector<ProxyEntry> getProxySettings(const std::string& url, const std::string& userAgent,
                                                      std::string* diagnostics) = 0;
+
+    // Ends the look-ups that go on, as far as the system can, and makes all later ones fail: for a program that stops.
+    virtual void cancel() {}
 };
 
 // Without an object here a user whose settings follow the system has no proxy.

@@ -38,19 +38,14 @@ char letter(bool value) { return value ? 'y' : 'n'; }
 
 class Session {
 public:
-    explicit Session(const WideString& userAgent)
-        : handle_(WinHttpOpen(userAgent.c_str(), WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, WINHTTP_NO_PROXY_NAME,
-                              WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC)) {}
+    Session(ProxySessions& all, const WideString& userAgent) : all_(all), handle_(all.open(userAgent)) {}
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
-    ~Session() {
-        if (handle_ != nullptr) {
-            WinHttpCloseHandle(handle_);
-        }
-    }
+    ~Session() { all_.close(handle_); }
     HINTERNET get() const { return handle_; }
 
 private:
+    ProxySessions& all_;
     const HINTERNET handle_;
 };
 
@@ -61,7 +56,7 @@ public:
         : manner_(manner),
           url_(widenBytes(url.empty() ? std::string(manner.defaultScheme) + softwareServerHost + "/" : url)) {}
 
-    void run(const std::string& userAgent);
+    void run(ProxySessions& sessions, const std::string& userAgent);
     const std::string& diagnostics() const { return diagnostics_; }
     std::vector<ProxyEntry> takeResult() { return std::move(result_); }
 
@@ -85,8 +80,8 @@ private:
     std::string diagnostics_;
 };
 
-void Discovery::run(const std::string& userAgent) {
-    const Session session(widenBytes(userAgent));
+void Discovery::run(ProxySessions& sessions, const std::string& userAgent) {
+    const Session session(sessions, widenBytes(userAgent));
     if (session.get() == nullptr) {
         log("WinHttpOpen ", GetLastError());
         diagnostics_ = "e.....";
@@ -175,10 +170,10 @@ bool Discovery::lookUp(HINTERNET session, WINHTTP_AUTOPROXY_OPTIONS& options) {
     return true;
 }
 
-std::vector<ProxyEntry> discover(const Manner& manner, const std::string& url, const std::string& userAgent,
-                                 std::string* diagnostics) {
+std::vector<ProxyEntry> discover(ProxySessions& sessions, const Manner& manner, const std::string& url,
+                                 const std::string& userAgent, std::string* diagnostics) {
     Discovery discovery(manner, url);
-    discovery.run(userAgent);
+    discovery.run(sessions, userAgent);
     if (diagnostics != nullptr) {
         *diagnostics = discovery.diagnostics();
     }
@@ -187,13 +182,44 @@ std::vector<ProxyEntry> discover(const Manner& manner, const std::string& url, c
 
 }  // namespace
 
+HINTERNET ProxySessions::open(const WideString& userAgent) {
+    const std::lock_guard lock(mutex_);
+    if (ended_) {
+        SetLastError(ERROR_WINHTTP_OPERATION_CANCELLED);
+        return nullptr;
+    }
+    const HINTERNET session = WinHttpOpen(userAgent.c_str(), WINHTTP_ACCESS_TYPE_DEFAULT_PROXY, WINHTTP_NO_PROXY_NAME,
+                                          WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC);
+    if (session != nullptr) {
+        open_.insert(session);
+    }
+    return session;
+}
+
+void ProxySessions::close(HINTERNET session) {
+    const std::lock_guard lock(mutex_);
+    if (open_.erase(session) != 0) {
+        WinHttpCloseHandle(session);
+    }
+}
+
+void ProxySessions::end() {
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+    for (const HINTERNET session : open_) {
+        WinHttpCloseHandle(session);
+    }
+    open_.clear();
+}
+
 std::vector<ProxyEntry> SystemProxyDiscovery::getProxySettings(const std::string& url, const std::string& userAgent,
                                                                std::string* diagnostics) {
-    return discover(agentManner, url, userAgent, diagnostics);
+    return discover(sessions_, agentManner, url, userAgent, diagnostics);
 }
 
 std::vector<ProxyEntry> getUEProxySettings(const std::string& url, std::string* diagnostics) {
-    return discover(updateEngineManner, url, "Zelmo Dockset", diagnostics);
+    ProxySessions sessions;
+    return discover(sessions, updateEngineManner, url, "Zelmo Dockset", diagnostics);
 }
 
 }  // namespace base

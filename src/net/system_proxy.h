@@ -5,9 +5,29 @@
 // "." for none); the look-ups gave proxies ("y", "n", "e" if none succeeded, "." if none was made).
 #pragma once
 
+#include <mutex>
+#include <set>
+
+#include "base/text.h"
 #include "net/proxy.h"
+#include "win32/proxy.h"
 
 namespace base {
+
+// The sessions that look-ups go on in. Any thread.
+class ProxySessions {
+public:
+    // Null if none can be had.
+    HINTERNET open(const WideString& userAgent);
+    void close(HINTERNET session);
+    // Closes all, and opens no more.
+    void end();
+
+private:
+    std::mutex mutex_;
+    std::set<HINTERNET> open_;
+    bool ended_ = false;
+};
 
 // A result begins with the script's address, if there is one, then has the proxies that the script gives, those that
 // detection finds and those of the settings. Each failed step is logged and means fewer entries.
@@ -15,6 +35,10 @@ class SystemProxyDiscovery final : public ProxyDiscovery {
 public:
     std::vector<ProxyEntry> getProxySettings(const std::string& url, const std::string& userAgent,
                                              std::string* diagnostics) override;
+    void cancel() override { sessions_.end(); }
+
+private:
+    ProxySessions sessions_;
 };
 
 // The same for the programs that manage the Update Engine, which run a script only where detection is on too.

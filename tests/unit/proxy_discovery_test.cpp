@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "captured_log.h"
 #include "net/proxy_list.h"
 #include "net/system_proxy.h"
@@ -88,6 +91,25 @@ TEST_F(ProxyDiscoveryTest, LogsFailuresAndGoesOn) {
     answer("0\\n0\\nhttp://s/\\n\\n\\nend\\n", "12167\\n\\nend\\n", "12180\\n\\nend\\n");
     EXPECT_EQ(discover(), (Lines{".nynye", "http://s/"}));
     EXPECT_EQ(log_.take(), Lines{"getProxySettings WinHttpGetProxyForURL type 0, 12167"});
+}
+
+TEST_F(ProxyDiscoveryTest, EndsAtOnceWhenItIsCancelled) {
+    answer("0\\n0\\nhttp://s/\\n\\n\\nend\\n", "'; exec sleep 60; printf '");
+    base::SystemProxyDiscovery discovery;
+    const auto begin = std::chrono::steady_clock::now();
+    std::thread canceller([&discovery] {
+        while (lookUps().empty()) {
+            std::this_thread::yield();
+        }
+        discovery.cancel();
+    });
+    std::string diagnostics;
+    discovery.getProxySettings("http://u/", "agent", &diagnostics);
+    canceller.join();
+    EXPECT_EQ(log_.take(), Lines{"getProxySettings WinHttpGetProxyForURL type 0, 12017"});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_TRUE(discovery.getProxySettings("http://u/", "agent", &diagnostics).empty());
+    EXPECT_EQ(diagnostics, "e.....");
 }
 
 TEST_F(ProxyDiscoveryTest, LogsOnWhereItIsAskedTo) {

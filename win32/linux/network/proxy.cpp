@@ -1,11 +1,14 @@
 #include "win32/proxy.h"
 
+#include <sys/eventfd.h>
+
 #include <cstring>
 #include <string>
 #include <utility>
 
 #include "linux/kernel/handle.h"
 #include "linux/network/proxy_helper.h"
+#include "linux/support/descriptor.h"
 #include "linux/support/scripted.h"
 #include "linux/support/text.h"
 #include "win32/kernel.h"
@@ -15,7 +18,10 @@ namespace {
 
 struct Session final : win32::Object {
     explicit Session(std::string name) : userAgent(std::move(name)) {}
+    void closing() override { eventfd_write(closed.get(), 1); }
+
     const std::string userAgent;
+    const win32::Descriptor closed{eventfd(0, EFD_CLOEXEC)};
 };
 
 std::string bytesOf(LPCWSTR text) { return text == nullptr ? std::string() : win32::toBytes(text); }
@@ -103,7 +109,7 @@ BOOL WINAPI WinHttpGetProxyForUrl(HINTERNET session, LPCWSTR url, WINHTTP_AUTOPR
     if (options->fAutoLogonIfChallenged != FALSE) {
         arguments.emplace_back("logon");
     }
-    const auto [code, lines] = win32::runProxyHelper(arguments, 1);
+    const auto [code, lines] = win32::runProxyHelper(arguments, 1, asking->closed.get());
     if (code != ERROR_SUCCESS) {
         return fail(code);
     }

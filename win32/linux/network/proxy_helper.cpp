@@ -48,26 +48,35 @@ Helper helper() {
     return {program.substr(0, program.rfind('/') + 1) + "zdproxy", usualLimit};
 }
 
-bool waitForBytes(int descriptor, Clock::time_point deadline) {
+struct Patience {
+    Clock::time_point deadline;
+    int cancellation;
+};
+
+// The error code if there will be no bytes in time.
+DWORD waitForBytes(int descriptor, const Patience& patience) {
     for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(patience.deadline - Clock::now()).count();
         if (left <= 0) {
-            return false;
+            return ERROR_WINHTTP_TIMEOUT;
         }
-        pollfd entry{descriptor, POLLIN, 0};
-        const int ready = poll(&entry, 1, static_cast<int>(left));
+        std::array<pollfd, 2> entries{{{descriptor, POLLIN, 0}, {patience.cancellation, POLLIN, 0}}};
+        const int ready = poll(entries.data(), entries.size(), static_cast<int>(left));
+        if (entries[1].revents != 0) {
+            return ERROR_WINHTTP_OPERATION_CANCELLED;
+        }
         if (ready > 0 || (ready < 0 && errno != EINTR)) {
-            return true;
+            return ERROR_SUCCESS;
         }
     }
 }
 
-// All up to the last line, or less at the end of the program; the error code if the time ran out.
-DWORD hear(int descriptor, Clock::time_point deadline, std::string& answer) {
+// All up to the last line, or less at the end of the program; the error code if the patience ran out.
+DWORD hear(int descriptor, const Patience& patience, std::string& answer) {
     std::array<char, 4096> block{};
     while (!answer.ends_with(lastLine) && answer.size() < longestAnswer) {
-        if (!waitForBytes(descriptor, deadline)) {
-            return ERROR_WINHTTP_TIMEOUT;
+        if (const DWORD code = waitForBytes(descriptor, patience); code != ERROR_SUCCESS) {
+            return code;
         }
         const ssize_t count = read(descriptor, block.data(), block.size());
         if (count == 0 || (count < 0 && errno != EINTR)) {
@@ -98,15 +107,15 @@ ProxyHelperReply parseProxyReply(const std::string& text, std::size_t lines) {
     return answer;
 }
 
-ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines) {
+ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines, int cancellation) {
     const Helper asked = helper();
-    const auto deadline = Clock::now() + asked.limit;
+    const Patience patience{Clock::now() + asked.limit, cancellation};
     SpeakingChild child;
     if (child.start(asked.program, arguments) != 0) {
         return {ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR, {}};
     }
     std::string answer;
-    const DWORD code = hear(child.output(), deadline, answer);
+    const DWORD code = hear(child.output(), patience, answer);
     return code == ERROR_SUCCESS ? parseProxyReply(answer, lines) : ProxyHelperReply{code, {}};
 }
 

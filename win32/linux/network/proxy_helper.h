@@ -18,8 +18,9 @@ struct ProxyHelperReply {
     std::vector<std::string> lines;  // as many as asked for if the code is 0, else none
 };
 
-// Starts the program and waits for its `lines` lines. When it returns, the program is gone. Any thread.
-ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines);
+// Starts the program and waits for its `lines` lines, but no longer than until the descriptor `cancellation` can be
+// read, if it isn't negative. When it returns, the program is gone. Any thread.
+ProxyHelperReply runProxyHelper(const std::vector<std::string>& arguments, std::size_t lines, int cancellation = -1);
 
 // What the program's answer says, of which `lines` lines are asked for; ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR for what
 // isn't one.
