@@ -72,7 +72,8 @@ std::string sessionDirectory() {
         path = runtime + "/" + folder;
     } else {
         const std::string temporary = directoryIn("TMPDIR");
-        path = (temporary.empty() ? "/tmp" : temporary) + "/" + folder + "-" + std::to_string(geteuid());
+        path = (temporary.empty() || temporary == ownTemporaryDirectory() ? "/tmp" : temporary) + "/" + folder + "-" +
+               std::to_string(geteuid());
     }
     return makeDirectories(path, 0700) && isOursAlone(path) ? path : std::string();
 }
@@ -99,5 +100,7 @@ std::string baseDirectory(const char* variable, const std::string& fallback) {
     const std::string value = directoryIn(variable);
     return value.empty() ? homeDirectory() + "/" + fallback : value;
 }
+
+std::string ownTemporaryDirectory() { return baseDirectory("XDG_CACHE_HOME", ".cache") + "/" + folder + "/temporary"; }
 
 }  // namespace win32

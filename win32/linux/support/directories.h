@@ -6,8 +6,8 @@
 namespace win32 {
 
 // The session's directory for sockets and locks: a folder of ours below XDG_RUNTIME_DIR, or, without that, one of the
-// user's own below TMPDIR or /tmp. Made with mode 0700 when missing. Empty, with the last error set, if it
-// can't be made or is not a directory that belongs to this user alone. No slash at its end.
+// user's own below the TMPDIR that he has chosen or /tmp. Made with mode 0700 when missing. Empty, with the last error
+// set, if it can't be made or is not a directory that belongs to this user alone. No slash at its end.
 std::string sessionDirectory();
 
 // The same, with a folder `name` in it.
@@ -26,5 +26,8 @@ std::string homeDirectory();
 // A base directory of freedesktop.org (XDG): the variable if it holds an absolute path, else `fallback` below the
 // user's home.
 std::string baseDirectory(const char* variable, const std::string& fallback);
+
+// Where the user's temporary files are if he has chosen no directory for them; environment.h says why.
+std::string ownTemporaryDirectory();
 
 }  // namespace win32

@@ -3,7 +3,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <string>
 #include <utility>
+
+#include "linux/support/directories.h"
 
 namespace win32 {
 
@@ -23,15 +26,30 @@ Variables takeProxyVariables() {
     return taken;
 }
 
+// Whether it did.
+bool takeOwnTemporaryDirectory() {
+    for (const char* const name : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
+        if (const char* const value = std::getenv(name); value != nullptr && *value != 0) {
+            return false;
+        }
+    }
+    const std::string path = ownTemporaryDirectory();
+    return makeDirectories(path, 0700) && setenv("TMPDIR", path.c_str(), 1) == 0;
+}
+
 // Never destroyed: threads that end in static destructors still start programs.
 const Variables& savedVariables = *new Variables(takeProxyVariables());
+const bool hasOwnTemporaryDirectory = takeOwnTemporaryDirectory();
 
 }  // namespace
 
 std::vector<std::string> childEnvironment() {
+    const std::string own = "TMPDIR=" + ownTemporaryDirectory();
     std::vector<std::string> variables;
     for (char** each = environ; *each != nullptr; ++each) {
-        variables.emplace_back(*each);
+        if (!hasOwnTemporaryDirectory || *each != own) {
+            variables.emplace_back(*each);
+        }
     }
     for (const auto& [name, value] : savedVariables) {
         if (std::getenv(name) == nullptr) {

@@ -3,6 +3,7 @@
 #include "win32/proxy.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <memory>
 #include <thread>
@@ -179,20 +180,32 @@ TEST_F(ProxyTest, ReadsTheDesktopsSettings) {
     EXPECT_EQ(kde("ProxyType=2\nProxy Config Script=http://s/x\n"), "0 http://s/x - -");
 }
 
-// Says what it has of a variable itself, and what a program has that it starts.
-[[maybe_unused]] const ChildRole proxyVariables("proxy-variables", [] {
-    tellLine(childOutput, std::getenv("https_proxy") == nullptr ? "none" : "some");
-    win32::SpeakingChild child;
-    tellLine(childOutput, child.start("printenv", {"https_proxy"}) == 0 ? hearLine(child.output()) : "not started");
+// Says what it has of variables itself, and what a program has that it starts.
+[[maybe_unused]] const ChildRole ownVariables("own-variables", [] {
+    for (const char* const name : {"https_proxy", "TMPDIR"}) {
+        const char* const value = std::getenv(name);
+        tellLine(childOutput, value == nullptr ? "none" : value);
+        win32::SpeakingChild child;
+        child.start("sh", {"-c", std::string("echo ${") + name + "-none}"});
+        tellLine(childOutput, hearLine(child.output()));
+    }
     hearLine(childInput);
     return 0;
 });
 
-TEST(ProxyVariables, AreTakenFromTheProgramAndGivenToThoseItStarts) {
+TEST(OwnVariables, AreNotThoseOfTheProgramsThatItStarts) {
+    const tests::TempSession session;
     const EnvironmentSetting secure("https_proxy", "http://p:1");
-    const ChildProcess child("proxy-variables");
+    const EnvironmentSetting temporary("TMPDIR", nullptr);
+    const ChildProcess child("own-variables");
     EXPECT_EQ(child.hear(), "none");
     EXPECT_EQ(child.hear(), "http://p:1");
+    const auto own = session.path() / "cache/zelmo-dockset/temporary";
+    EXPECT_EQ(child.hear(), own.string());
+    EXPECT_EQ(child.hear(), "none");
+    struct stat status {};
+    ASSERT_EQ(stat(own.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U);
 }
 
 }  // namespace
