@@ -58,6 +58,7 @@ void takeMessages() {
 
 FUZZ_TARGET(agent_messages) {
     static const tests::TempSession session;
+    win32::script::reset();  // of what it keeps of the calls
     win32::script::pretendDesktop({{{0, 0, 800, 600}, {0, 0, 800, 570}}});
     agent::agentExitRequested = agent::applicationRestartPending = false;
     const auto agent = agent::ZelmoDocksetAgent::create();

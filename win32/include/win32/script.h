@@ -2,6 +2,10 @@
 //
 // The mechanism is compiled into the test build of the layer alone (WIN32_SCRIPTED); the library that ships has no
 // trace of it. Operations are known by their Windows names ("CreateMutexW"). All calls may come from any thread.
+//
+// A whole program that is built with it is scripted by its environment: WIN32_FAIL_CALL="OPERATION N CODE" makes the
+// N-th call of that operation in the process fail, and WIN32_NOTE_CALLS names a file that gets the name of each
+// operation as it is called, a line each.
 #pragma once
 
 #include <functional>

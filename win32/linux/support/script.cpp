@@ -1,10 +1,16 @@
 #include "win32/script.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <deque>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <utility>
 
+#include "linux/support/descriptor.h"
 #include "linux/support/scripted.h"
 
 #ifdef WIN32_SCRIPTED
@@ -29,6 +35,35 @@ struct Script {
 Script& script() {
     static auto* const instance = new Script;
     return *instance;
+}
+
+}  // namespace
+
+namespace {
+
+std::string variable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? std::string() : value;
+}
+
+// What a program that runs by itself, with nobody in it to script it, is told by its environment.
+void obeyEnvironment() {
+    std::istringstream call(variable("WIN32_FAIL_CALL"));
+    std::string operation;
+    unsigned number = 0;
+    DWORD code = 0;
+    if (call >> operation >> number >> code && number > 0) {
+        script().failures[operation].push_back({code, number - 1});
+    }
+}
+
+// In one write, so that threads and processes can't mix their lines.
+void note(const std::string& line) {
+    static const std::string path = variable("WIN32_NOTE_CALLS");
+    if (!path.empty()) {
+        const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+        [[maybe_unused]] const ssize_t written = write(file.get(), line.data(), line.size());
+    }
 }
 
 }  // namespace
@@ -63,6 +98,9 @@ void onReset(std::function<void()> forget) {
 
 std::optional<DWORD> takeFailure(const char* operation) {
     const std::lock_guard lock(script().mutex);
+    static const bool obeys = (obeyEnvironment(), true);
+    static_cast<void>(obeys);
+    note(std::string(operation) + "\n");
     const auto queue = script().failures.find(operation);
     if (queue == script().failures.end() || queue->second.empty()) {
         return std::nullopt;
