@@ -10,8 +10,8 @@
 // that order, or with WINHTTP_ACCESS_TYPE_NO_PROXY and null texts; the caller frees these too. Names of several kinds
 // of error: ERROR_WINHTTP_UNABLE_TO_DOWNLOAD_SCRIPT, _BAD_AUTO_PROXY_SCRIPT, _AUTODETECTION_FAILED, _LOGIN_FAILURE (the
 // script's server asks for a user; fAutoLogonIfChallenged lets the user's own ticket be tried), _TIMEOUT. Closing the
-// session meanwhile, on another thread, ends the look-up with ERROR_WINHTTP_OPERATION_CANCELLED on Linux, and may have no
-// effect on Windows. Any thread.
+// session meanwhile, on another thread, ends the look-up with ERROR_WINHTTP_OPERATION_CANCELLED on Linux, and may have
+// no effect on Windows. Any thread.
 //
 // On Linux a program of ours, zdproxy beside the running one, does each of these look-ups and is ended after ten
 // seconds with ERROR_WINHTTP_TIMEOUT; ERROR_WINHTTP_AUTO_PROXY_SERVICE_ERROR if it can't be started or breaks off. The
