@@ -50,7 +50,7 @@ Helper helper() {
 
 struct Patience {
     Clock::time_point deadline;
-    int cancellation;
+    int cancellation = -1;
 };
 
 // The error code if there will be no bytes in time.
