@@ -182,7 +182,7 @@ std::vector<ProxyEntry> discover(ProxySessions& sessions, const Manner& manner, 
 
 }  // namespace
 
-HINTERNET ProxySessions::open(const WideString& userAgent) {
+void* ProxySessions::open(const WideString& userAgent) {
     const std::lock_guard lock(mutex_);
     if (ended_) {
         SetLastError(ERROR_WINHTTP_OPERATION_CANCELLED);
@@ -196,7 +196,7 @@ HINTERNET ProxySessions::open(const WideString& userAgent) {
     return session;
 }
 
-void ProxySessions::close(HINTERNET session) {
+void ProxySessions::close(void* session) {
     const std::lock_guard lock(mutex_);
     if (open_.erase(session) != 0) {
         WinHttpCloseHandle(session);
@@ -206,7 +206,7 @@ void ProxySessions::close(HINTERNET session) {
 void ProxySessions::end() {
     const std::lock_guard lock(mutex_);
     ended_ = true;
-    for (const HINTERNET session : open_) {
+    for (void* const session : open_) {
         WinHttpCloseHandle(session);
     }
     open_.clear();

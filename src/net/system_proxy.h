@@ -10,22 +10,22 @@
 
 #include "base/text.h"
 #include "net/proxy.h"
-#include "win32/proxy.h"
 
 namespace base {
 
-// The sessions that look-ups go on in. Any thread.
+// The sessions that look-ups go on in, each an HINTERNET: that name's header clashes with another one's that includers
+// of this one need. Any thread.
 class ProxySessions {
 public:
     // Null if none can be had.
-    HINTERNET open(const WideString& userAgent);
-    void close(HINTERNET session);
+    void* open(const WideString& userAgent);
+    void close(void* session);
     // Closes all, and opens no more.
     void end();
 
 private:
     std::mutex mutex_;
-    std::set<HINTERNET> open_;
+    std::set<void*> open_;
     bool ended_ = false;
 };
 
