@@ -48,8 +48,8 @@ the main thread's alone.
 
 Two choices cost lines and are kept for what they gain, measured once with a desktop, medians of nine starts:
 
-- The XML library is linked as an archive: 14.6 MB of memory (PSS) and 25 ms to the icon, against 15.9 MB and 29 ms as a
-  shared library, which brings a second HTTP stack and its TLS library into the process.
+- The XML library is linked as an archive: 14.6 MB of memory (PSS) at the start and 25 ms to the icon, against 15.9 MB
+  and 29 ms as a shared library, which brings a second HTTP stack and its TLS library into the process.
 - Posts of other processes announce themselves by a signal (`win32/linux/windows/window_link.cpp`), so that an idle pass
   of the main loop makes no system call for them: the idle agent's processor time is 1.2 times a bare loop's, against
   1.5 with a `poll` in each pass.
